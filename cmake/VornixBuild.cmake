@@ -1,0 +1,38 @@
+# One INTERFACE target carries every compiler flag of the project; vornix_library() and
+# vornix_test() give each folder and each test file the same shape.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+add_library(vornix_flags INTERFACE)
+target_compile_options(vornix_flags INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wold-style-cast -Wnon-virtual-dtor)
+if(VORNIX_WARNINGS_AS_ERRORS)
+    target_compile_options(vornix_flags INTERFACE -Werror)
+endif()
+target_compile_definitions(vornix_flags INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CAST_TO_ASCII
+    BOOST_BIND_GLOBAL_PLACEHOLDERS)
+target_include_directories(vornix_flags INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR})
+
+if(VORNIX_SANITIZE STREQUAL "address")
+    target_compile_options(vornix_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
+        -fno-omit-frame-pointer)
+    target_link_options(vornix_flags INTERFACE -fsanitize=address,undefined)
+elseif(VORNIX_SANITIZE STREQUAL "thread")
+    # GCC warns that it does not model the fences Asio uses; Asio pairs them with atomics it does model.
+    target_compile_options(vornix_flags INTERFACE -fsanitize=thread -fno-omit-frame-pointer -Wno-tsan)
+    target_link_options(vornix_flags INTERFACE -fsanitize=thread)
+elseif(VORNIX_SANITIZE)
+    message(FATAL_ERROR "VORNIX_SANITIZE is \"${VORNIX_SANITIZE}\": use address, thread or nothing")
+endif()
+
+# vornix_library(NAME SOURCES file... LINK target...): the one static library of a folder.
+function(vornix_library name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
+    add_library(${name} STATIC ${arg_SOURCES})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
+    target_link_libraries(${name} PUBLIC vornix_flags ${arg_LINK})
+endfunction()

@@ -1,0 +1,45 @@
+# vornix_test(NAME [FILE file.cpp...] LINK target... [LABEL unit|gui|e2e] [TIMEOUT seconds] [MOCKDEV])
+#
+# One program and one CTest entry per test file (default: NAME.cpp). MOCKDEV loads the umockdev
+# preload library, so that /dev and /sys inside the test are those of its testbed; the sanitizer
+# runtime, if any, has to come first in the preload list.
+
+find_library(UMOCKDEV_PRELOAD NAMES libumockdev-preload.so.0 REQUIRED)
+set(VORNIX_PRELOAD "${UMOCKDEV_PRELOAD}")
+if(VORNIX_SANITIZE)
+    set(runtime_address libasan.so)
+    set(runtime_thread libtsan.so)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${runtime_${VORNIX_SANITIZE}}
+        OUTPUT_VARIABLE sanitizer_runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
+    set(VORNIX_PRELOAD "${sanitizer_runtime} ${VORNIX_PRELOAD}")
+endif()
+
+set(VORNIX_TEST_ENVIRONMENT
+    "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
+    "UBSAN_OPTIONS=print_stacktrace=1"
+    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
+    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1")
+
+function(vornix_test name)
+    cmake_parse_arguments(arg "MOCKDEV" "LABEL;TIMEOUT" "FILE;LINK" ${ARGN})
+    if(NOT arg_FILE)
+        set(arg_FILE ${name}.cpp)
+    endif()
+    if(NOT arg_LABEL)
+        set(arg_LABEL unit)
+    endif()
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 120)
+    endif()
+    add_executable(${name} ${arg_FILE})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON
+        RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+    target_link_libraries(${name} PRIVATE vornix_flags Qt6::Test ${arg_LINK})
+    add_test(NAME ${name} COMMAND ${name})
+    set(environment ${VORNIX_TEST_ENVIRONMENT})
+    if(arg_MOCKDEV)
+        list(APPEND environment "LD_PRELOAD=${VORNIX_PRELOAD}")
+    endif()
+    set_tests_properties(${name} PROPERTIES LABELS ${arg_LABEL} TIMEOUT ${arg_TIMEOUT}
+        ENVIRONMENT "${environment}")
+endfunction()

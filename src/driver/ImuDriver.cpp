@@ -1,0 +1,277 @@
+#include "driver/ImuDriver.h"
+
+#include <boost/asio/placeholders.hpp>
+#include <boost/bind/bind.hpp>
+#include <boost/make_shared.hpp>
+
+#include <QDebug>
+
+#include <algorithm>
+#include <limits>
+
+using namespace std::chrono_literals;
+using namespace protocol;
+
+imu::imu(QObject *parent)
+    : QObject(parent)
+    , m_sleeper([](std::chrono::milliseconds duration) {
+        boost::this_thread::sleep_for(boost::chrono::milliseconds(duration.count()));
+    })
+    , m_link(m_context)
+{
+}
+
+imu::~imu() = default;
+
+void imu::setSleeper(Sleeper sleeper)
+{
+    m_sleeper = std::move(sleeper);
+}
+
+// --- Threads -----------------------------------------------------------------------------------
+
+void imu::start()
+{
+    m_loopThread = boost::make_shared<boost::thread>(&imu::loop, this);
+}
+
+void imu::stop()
+{
+    if (m_loopThread)
+        m_loopThread->interrupt();
+}
+
+void imu::spin()
+{
+    if (m_loopThread)
+        m_loopThread->join();
+}
+
+void imu::loop()
+{
+    armRead();
+    // Detached when the interruption unwinds this frame: the reader outlives stop().
+    const boost::thread reader([context = &m_context] { context->run(); });
+    for (;;)
+        boost::this_thread::sleep_for(boost::chrono::milliseconds(100));
+}
+
+// The chain of reads never breaks. While the port is closed each read fails at once and its
+// handler arms the next one, so that opening the port needs no thread to be started or woken.
+void imu::armRead()
+{
+    m_link.asyncReadByte(m_receiveByte, boost::bind(&imu::readHandler, shared_from_this(),
+                                                    boost::asio::placeholders::error,
+                                                    boost::asio::placeholders::bytes_transferred));
+}
+
+void imu::readHandler(const boost::system::error_code & /*error*/, unsigned long count)
+{
+    if (count == 1)
+        receiveByte(m_receiveByte);
+    else
+        m_framer.reset();
+    armRead();
+}
+
+void imu::receiveByte(unsigned char byte)
+{
+    if (m_framer.feed(byte))
+        processPacket(m_framer.packet(), m_framer.length());
+}
+
+bool imu::processPacket(const unsigned char *packet, int length)
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    return decodePacket(packet, length, m_store, *this);
+}
+
+void imu::quaternionDecoded(const std::array<float, 4> &xyzw)
+{
+    emit quaternionUpdated(xyzw[0], xyzw[1], xyzw[2], xyzw[3]);
+    m_streaming = true;
+}
+
+void imu::magneticFieldDecoded(const std::array<float, 3> &xyz)
+{
+    emit MagneticFieldUpdated(xyz[0], xyz[1], xyz[2]);
+}
+
+void imu::magneticFieldRawDecoded(const std::array<float, 3> &xyz)
+{
+    emit MagneticFieldRawUpdated(xyz[0], xyz[1], xyz[2]);
+}
+
+// --- Link --------------------------------------------------------------------------------------
+
+bool imu::connect(std::string port, int baud, int /*dataBits*/, int /*parity*/, int /*stopBits*/)
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    if (m_connected)
+        return true;
+    m_streaming = false;
+    m_portName = std::move(port);
+    m_store.baudRate = static_cast<std::uint32_t>(baud);
+    m_link.open(m_portName, static_cast<unsigned int>(baud));
+    m_connected = true;
+    return true;
+}
+
+bool imu::disconnect()
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    if (m_connected) {
+        m_link.close();
+        m_connected = false;
+    }
+    return true;
+}
+
+int imu::readNBytes(int n, unsigned char *destination)
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    if (!m_connected || n <= 0)
+        return 0;
+    return static_cast<int>(m_link.readSome(destination, static_cast<std::size_t>(n)));
+}
+
+void imu::waitForNBytes(int n)
+{
+    while (m_link.isOpen() && static_cast<int>(m_link.bytesWaiting()) < n) {
+    }
+}
+
+// --- Samples -----------------------------------------------------------------------------------
+
+// A flag that is not set answers without the lock: the panel's worker asks millions of times a
+// second, and must not keep the reader from storing the next packet.
+
+template <typename T>
+bool imu::takeFresh(int code, const T &from, T *to)
+{
+    if (!m_connected || !m_store.fresh.test(code))
+        return false;
+    const boost::mutex::scoped_lock lock(m_lock);
+    if (!m_connected || !m_store.fresh.take(code))
+        return false;
+    *to = from;
+    return true;
+}
+
+template <std::size_t N>
+bool imu::takeFresh(int code, const std::array<float, N> &from, float *to)
+{
+    std::array<float, N> value;
+    if (!takeFresh(code, from, &value))
+        return false;
+    std::copy(value.begin(), value.end(), to);
+    return true;
+}
+
+bool imu::getQuaternion_(float *xyzw)
+{
+    return takeFresh(QUATERNION, m_store.quaternion, xyzw);
+}
+
+bool imu::getEuler_(float *rpy)
+{
+    return takeFresh(EULER, m_store.euler, rpy);
+}
+
+bool imu::getAccelerations_(float *xyz)
+{
+    return takeFresh(ACCELERATIONS, m_store.accelerations, xyz);
+}
+
+bool imu::getRates_(float *xyz)
+{
+    return takeFresh(RATES, m_store.rates, xyz);
+}
+
+bool imu::getMagneticField_(float *xyz)
+{
+    return takeFresh(MAGNETIC_FIELD, m_store.magneticField, xyz);
+}
+
+bool imu::getMagneticFieldRaw_(float *xyz)
+{
+    return takeFresh(MAGNETIC_FIELD_RAW, m_store.magneticFieldRaw, xyz);
+}
+
+bool imu::getCovariances_(float *values)
+{
+    return takeFresh(COVARIANCES, m_store.covariances, values);
+}
+
+bool imu::getAltitude_(float *value)
+{
+    return takeFresh(ALTITUDE, m_store.altitude, value);
+}
+
+namespace {
+
+template <std::size_t N>
+std::vector<float> vectorFrom(imu &driver, bool (imu::*get)(float *))
+{
+    std::array<float, N> value;
+    if (!(driver.*get)(value.data()))
+        return {};
+    return {value.begin(), value.end()};
+}
+
+} // namespace
+
+std::vector<float> imu::getQuaternion()
+{
+    return vectorFrom<4>(*this, &imu::getQuaternion_);
+}
+
+std::vector<float> imu::getEuler()
+{
+    return vectorFrom<3>(*this, &imu::getEuler_);
+}
+
+std::vector<float> imu::getAccelerations()
+{
+    return vectorFrom<3>(*this, &imu::getAccelerations_);
+}
+
+std::vector<float> imu::getRates()
+{
+    return vectorFrom<3>(*this, &imu::getRates_);
+}
+
+std::vector<float> imu::getMagneticField()
+{
+    return vectorFrom<3>(*this, &imu::getMagneticField_);
+}
+
+std::vector<float> imu::getMagneticFieldRaw()
+{
+    std::vector<float> field = vectorFrom<3>(*this, &imu::getMagneticFieldRaw_);
+    if (!field.empty())
+        qDebug() << "mag raw" << field[0];
+    return field;
+}
+
+std::vector<float> imu::getCovariances()
+{
+    return vectorFrom<3>(*this, &imu::getCovariances_);
+}
+
+float imu::getAltitude()
+{
+    float altitude = 0;
+    return getAltitude_(&altitude) ? altitude : std::numeric_limits<float>::infinity();
+}
+
+bool imu::isSyncEnabled()
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    return m_connected && m_syncEnabled;
+}
+
+bool imu::setSyncEnabled(bool /*enabled*/)
+{
+    return m_connected;
+}

@@ -1,0 +1,260 @@
+#pragma once
+
+#include "driver/commands.h"
+#include "driver/decoder.h"
+#include "driver/framer.h"
+#include "driver/sample_store.h"
+#include "driver/serial_link.h"
+
+#include <boost/asio/io_context.hpp>
+#include <boost/shared_ptr.hpp>
+#include <boost/smart_ptr/enable_shared_from_this.hpp>
+#include <boost/thread/mutex.hpp>
+#include <boost/thread/thread.hpp>
+
+#include <QObject>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+// The device at the other end of a serial line: link, telemetry and commands.
+//
+// Owned by a boost::shared_ptr, because the reader thread keeps the object alive. Construct,
+// start(), then any number of connect()/disconnect() pairs; stop() and disconnect() at shutdown.
+// The reader thread is never stopped: it lives, and holds the object, until the process ends.
+//
+// Threads: public operations may be called from any thread but the reader's. Commands block their
+// caller with sleeps until the device answers. Signals are emitted on the reader thread with the
+// driver's lock held, so a direct connection must not call back into the driver.
+//
+// Errors: operations return false, 0, an empty vector or the value stated; errors of the port are
+// thrown as boost::system::system_error ("open", "set_option", "close", "read_some",
+// "write_some"). No message is shown.
+//
+// Units are the device's own; values are handed out exactly as received.
+class imu : public QObject, public boost::enable_shared_from_this<imu>, private SampleListener
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(imu)
+
+public:
+    using Sleeper = std::function<void(std::chrono::milliseconds)>;
+
+    explicit imu(QObject *parent);
+    ~imu() override;
+
+    // --- Link ---------------------------------------------------------------------------------
+
+    // Starts the loop and reader threads. Once, before the first connect().
+    void start();
+    // Asks the loop thread to end; does not wait. The reader goes on.
+    void stop();
+    // Joins the loop thread. Throws boost::thread_resource_error from the loop thread itself.
+    void spin();
+
+    // Opens the device path at `baud`; true at once if already connected, whatever the arguments.
+    // Data bits, parity and stop bits are accepted and ignored: the line is always 8N1.
+    bool connect(std::string port, int baud, int dataBits, int parity, int stopBits);
+    bool disconnect();
+
+    // One blocking read of up to n bytes; 0 if not connected. Competes with the reader thread.
+    int readNBytes(int n, unsigned char *destination);
+    // Spins until n bytes wait in the input queue or the port is closed.
+    void waitForNBytes(int n);
+
+    // Changes the speed on both ends and waits, without limit, for the device to stream again.
+    bool setBaudRate(unsigned int baud);
+
+    // --- Samples: each is handed out once ------------------------------------------------------
+
+    std::vector<float> getQuaternion(); // x, y, z, w; empty if nothing new
+    std::vector<float> getEuler();      // roll, pitch, yaw
+    std::vector<float> getAccelerations();
+    std::vector<float> getRates();
+    std::vector<float> getMagneticField();
+    std::vector<float> getMagneticFieldRaw();
+    std::vector<float> getCovariances();
+    float getAltitude(); // positive infinity if nothing new
+
+    int getDataRate(); // Hz; 0 if nothing new, like the two below
+    int getBaudRate();
+    unsigned short getOutputs();
+
+    // Last values received, 0 before the first or when not connected.
+    int getFirmwareVersion() const;
+    int getHardwareVersion() const;
+    unsigned int getSerialNumber() const;
+
+    // The host does not implement the sync feature: never enabled, and setting it sends nothing.
+    bool isSyncEnabled();
+    bool setSyncEnabled(bool enabled);
+
+    // --- Settings ------------------------------------------------------------------------------
+
+    bool setDataRate(int rateHz);           // retries without limit
+    bool setOutputs(unsigned short mask);   // up to 1002 attempts
+    void setZeroThreshold(float threshold); // retries without limit
+    bool saveSettings();                    // retries without limit
+    bool revertToFactorySettings();         // retries without limit
+    bool loadSettings();                    // up to 101 attempts, about 20 s
+    void resetSettingsFlags();
+    // Waits about 90 ms for the fresh flag of a block code; leaves it set.
+    bool waitForResponse(int code);
+
+    // --- Magnetometer calibration --------------------------------------------------------------
+
+    bool startCalibration();
+    bool stopCalibration();
+    unsigned int getCalibrationDataSize(); // 0 on failure
+    std::vector<float> getCalibrationData(unsigned int first, unsigned int second);
+    // bias: 3 floats; matrix: 9 floats, sent in the order given. Retries without limit.
+    bool setMagneticFieldCalibrationData(float *bias, float *matrix);
+
+    // --- One attempt each, as the operations above repeat them --------------------------------
+
+    bool setBaudRate_(unsigned int baud);
+    bool setDataRate_(int rateHz);
+    bool setOutputs_(unsigned short mask);
+    bool setZeroThreshold_(float threshold);
+    bool saveSettings_();
+    bool revertToFactorySettings_();
+    bool loadSettings_();
+    bool setMagneticFieldCalibrationData_(float *bias, float *matrix);
+
+    // Copy the value out if it is new and say whether it was.
+    bool getQuaternion_(float *xyzw);
+    bool getEuler_(float *rpy);
+    bool getAccelerations_(float *xyz);
+    bool getRates_(float *xyz);
+    bool getMagneticField_(float *xyz);
+    bool getMagneticFieldRaw_(float *xyz);
+    bool getCovariances_(float *values);
+    bool getAltitude_(float *value);
+    bool getDataRate_(unsigned short *rateHz);
+    bool getBaudRate_(unsigned int *baud);
+    bool getOutputs_(unsigned short *mask);
+
+    // --- Receiving -----------------------------------------------------------------------------
+
+    // One byte from the line; the reader thread calls it. Public so that recorded or hostile bytes
+    // can be fed to a driver that was never started.
+    void receiveByte(unsigned char byte);
+    // Decodes one packet under the lock; readable for kDecoderSlack bytes past `length`.
+    bool processPacket(const unsigned char *packet, int length);
+
+    // Replaces the sleep of every waiting command, so that a test of 1002 attempts need not take
+    // their time. Before the first command; called on the command's thread.
+    void setSleeper(Sleeper sleeper);
+
+signals:
+    void quaternionUpdated(float x, float y, float z, float w);
+    void MagneticFieldUpdated(float x, float y, float z);
+    void MagneticFieldRawUpdated(float x, float y, float z);
+
+private:
+    void loop();
+    void readHandler(const boost::system::error_code &error, unsigned long count);
+    void armRead();
+
+    void quaternionDecoded(const std::array<float, 4> &xyzw) override;
+    void magneticFieldDecoded(const std::array<float, 3> &xyz) override;
+    void magneticFieldRawDecoded(const std::array<float, 3> &xyz) override;
+
+    template <typename T>
+    bool takeFresh(int code, const T &from, T *to);
+    template <std::size_t N>
+    bool takeFresh(int code, const std::array<float, N> &from, float *to);
+    template <typename T>
+    bool takeSetting(int code, const std::atomic<T> &from, T *to);
+
+    // Builds a packet under the lock and writes it after releasing it. False if not connected or
+    // written short.
+    template <typename Build>
+    bool send(Build build);
+    bool writeWhole(const CommandBuilder::Packet &packet);
+
+    // For a command that is repeated as it stands: clears the reply's flag and builds the packet
+    // under the lock; empty if not connected.
+    template <typename Build>
+    CommandBuilder::Packet clearAndBuild(protocol::BlockCode code, Build build);
+    // Writes the packet and polls the reply's flag, until it is set or all attempts have failed.
+    using WriteFunction = std::size_t (SerialLink::*)(protocol::Bytes);
+    bool request(protocol::BlockCode code, const CommandBuilder::Packet &packet, int attempts,
+                 int polls, WriteFunction write);
+
+    // Sleeps after each refusal until `attempt` succeeds.
+    template <typename Attempt>
+    void retryForever(std::chrono::milliseconds pause, Attempt attempt);
+
+    void reconnect(unsigned int baud);
+    bool streamsAfter(int steps);
+    void loadSettingsAfterBaudChange();
+    void sleep(std::chrono::milliseconds duration) const { m_sleeper(duration); }
+
+    // Constant after start().
+    Sleeper m_sleeper;
+    boost::shared_ptr<boost::thread> m_loopThread;
+
+    // Single flags, read from every thread.
+    std::atomic<bool> m_connected{false};
+    std::atomic<bool> m_streaming{false}; // a quaternion arrived since connect()
+
+    // The driver's lock guards the store's blocks, the command buffers and opening and closing.
+    boost::mutex m_lock;
+    SampleStore m_store;
+    CommandBuilder m_commands;
+    std::string m_portName;
+    bool m_syncEnabled = false;
+
+    boost::asio::io_context m_context;
+    SerialLink m_link;
+
+    // Reader thread only.
+    unsigned char m_receiveByte = 0;
+    Framer m_framer;
+};
+
+// --- Shared by the driver's source files
+// -----------------------------------------------------------
+
+template <typename T>
+bool imu::takeSetting(int code, const std::atomic<T> &from, T *to)
+{
+    if (!m_connected || !m_store.fresh.take(code))
+        return false;
+    *to = from;
+    return true;
+}
+
+template <typename Build>
+bool imu::send(Build build)
+{
+    CommandBuilder::Packet packet;
+    {
+        const boost::mutex::scoped_lock lock(m_lock);
+        if (!m_connected)
+            return false;
+        packet = build();
+    }
+    return writeWhole(packet);
+}
+
+template <typename Build>
+CommandBuilder::Packet imu::clearAndBuild(protocol::BlockCode code, Build build)
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    if (!m_connected)
+        return {};
+    m_store.fresh.clear(code);
+    return build();
+}
+
+template <typename Attempt>
+void imu::retryForever(std::chrono::milliseconds pause, Attempt attempt)
+{
+    while (!attempt())
+        sleep(pause);
+}

@@ -1,0 +1,84 @@
+#pragma once
+
+#include "driver/decoder.h"
+#include "driver/protocol.h"
+
+#include <array>
+
+// Cuts a byte stream into packets. Only the hunting state resynchronises: a sync byte inside a
+// packet is data. One thread feeds it; it knows neither ports nor locks.
+class Framer
+{
+public:
+    // Takes the next byte. True if it completed a packet, which then stands in packet() and
+    // length() until the next byte. Length and checksum are for the decoder to judge.
+    bool feed(unsigned char byte)
+    {
+        switch (m_state) {
+        case Hunting:
+            if (byte == protocol::kSync) {
+                m_buffer[0] = byte;
+                m_index = 1;
+                m_state = Type;
+            }
+            return false;
+        case Type:
+            m_state =
+                byte == protocol::kDataType || byte == protocol::kReplyType ? LengthLow : Hunting;
+            store(byte);
+            return false;
+        case LengthLow:
+            m_expected = byte;
+            store(byte);
+            m_state = LengthHigh;
+            return false;
+        case LengthHigh:
+            m_expected |= byte << 8;
+            store(byte);
+            m_state = Body;
+            return false;
+        case Body:
+            return feedBody(byte);
+        }
+        return false;
+    }
+
+    // Forgets a half-received packet, as after a failed read.
+    void reset() { m_state = Hunting; }
+
+    // The 5 states in order, 0 to 4: sync, type, length low, length high, body.
+    int state() const { return m_state; }
+
+    // Readable for kDecoderSlack bytes past length().
+    const unsigned char *packet() const { return m_buffer.data(); }
+    int length() const { return m_expected; }
+
+private:
+    enum State { Hunting, Type, LengthLow, LengthHigh, Body };
+    static constexpr int kCapacity = static_cast<int>(protocol::kMaxPacketSize);
+
+    void store(unsigned char byte) { m_buffer[static_cast<std::size_t>(m_index++)] = byte; }
+
+    bool feedBody(unsigned char byte)
+    {
+        if (m_expected == 0 || m_expected > kCapacity) {
+            m_state = Hunting;
+            return false;
+        }
+        store(byte);
+        if (m_index == m_expected) {
+            m_state = Hunting;
+            return true;
+        }
+        // A stated length of 1 to 4 lies behind the index already and would never be reached:
+        // a full buffer ends it, and the line heals.
+        if (m_index == kCapacity)
+            m_state = Hunting;
+        return false;
+    }
+
+    State m_state = Hunting;
+    int m_expected = 0;
+    int m_index = 0;
+    std::array<unsigned char, protocol::kMaxPacketSize + kDecoderSlack> m_buffer{};
+};

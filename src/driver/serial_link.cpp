@@ -1,0 +1,121 @@
+#include "driver/serial_link.h"
+
+#include <cerrno>
+#include <poll.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <boost/system/system_error.hpp>
+
+namespace {
+
+// Long enough to cost nothing while a port is blocked, short enough to notice that it was closed.
+constexpr int kPollSliceMs = 100;
+
+[[noreturn]] void fail(int error, const char *where)
+{
+    throw boost::system::system_error(error, boost::system::system_category(), where);
+}
+
+bool wouldBlock(int error)
+{
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
+}
+
+void awaitReady(int fd, short events)
+{
+    pollfd request{fd, events, 0};
+    ::poll(&request, 1, kPollSliceMs);
+}
+
+} // namespace
+
+SerialLink::SerialLink(boost::asio::io_context &context)
+    : m_port(context)
+{
+}
+
+void SerialLink::open(const std::string &path, unsigned int baud)
+{
+    const boost::mutex::scoped_lock lock(m_mutex);
+    m_port.open(path);
+    try {
+        m_port.set_option(boost::asio::serial_port_base::baud_rate(baud));
+    } catch (...) {
+        boost::system::error_code ignored;
+        m_port.close(ignored);
+        throw;
+    }
+    // Until the speed was set the line ran at that of its last user; nothing read then is meant
+    // for this one.
+    ::tcflush(m_port.native_handle(), TCIFLUSH);
+}
+
+void SerialLink::close()
+{
+    const boost::mutex::scoped_lock lock(m_mutex);
+    m_port.close();
+}
+
+bool SerialLink::isOpen() const
+{
+    const boost::mutex::scoped_lock lock(m_mutex);
+    return m_port.is_open();
+}
+
+// Both loops below take the descriptor anew in every turn: while they wait without the mutex,
+// another thread may have closed the port, or closed and opened it.
+
+std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
+{
+    for (;;) {
+        int fd = -1;
+        {
+            const boost::mutex::scoped_lock lock(m_mutex);
+            fd = m_port.is_open() ? m_port.native_handle() : -1;
+            const ssize_t count = ::read(fd, into, size);
+            if (count > 0)
+                return static_cast<std::size_t>(count);
+            if (count == 0)
+                throw boost::system::system_error(boost::asio::error::eof, "read_some");
+            if (!wouldBlock(errno))
+                fail(errno, "read_some");
+        }
+        awaitReady(fd, POLLIN);
+    }
+}
+
+std::size_t SerialLink::bytesWaiting()
+{
+    const boost::mutex::scoped_lock lock(m_mutex);
+    int count = 0;
+    if (!m_port.is_open() || ::ioctl(m_port.native_handle(), FIONREAD, &count) != 0)
+        return 0;
+    return static_cast<std::size_t>(count);
+}
+
+std::size_t SerialLink::writeSome(protocol::Bytes bytes)
+{
+    for (;;) {
+        int fd = -1;
+        {
+            const boost::mutex::scoped_lock lock(m_mutex);
+            fd = m_port.is_open() ? m_port.native_handle() : -1;
+            const ssize_t count = ::write(fd, bytes.data(), bytes.size());
+            if (count >= 0)
+                return static_cast<std::size_t>(count);
+            if (!wouldBlock(errno))
+                fail(errno, "write_some");
+        }
+        awaitReady(fd, POLLOUT);
+    }
+}
+
+std::size_t SerialLink::writeAll(protocol::Bytes bytes)
+{
+    std::size_t written = 0;
+    while (written < bytes.size())
+        written += writeSome(bytes.subspan(written));
+    return written;
+}

@@ -1,0 +1,51 @@
+#pragma once
+
+#include "driver/protocol.h"
+
+#include <boost/asio/buffer.hpp>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/serial_port.hpp>
+#include <boost/thread/mutex.hpp>
+
+#include <string>
+#include <utility>
+
+// A serial port that one thread reads from asynchronously while others open, close and write it.
+//
+// Asio's port is not safe for that on its own, so every touch of it happens under m_mutex. The
+// mutex is never held while waiting for the line. Errors are boost::system::system_error with the
+// words "open", "set_option", "close", "read_some" or "write_some".
+class SerialLink
+{
+public:
+    explicit SerialLink(boost::asio::io_context &context);
+
+    // Opens `path` raw and 8 bits wide at `baud` and drops what was received before the line had
+    // that speed. On failure the port is closed again.
+    void open(const std::string &path, unsigned int baud);
+    void close();
+    bool isOpen() const;
+
+    // Starts a read of one byte. While the port is closed the read fails at once, through the
+    // handler like any other.
+    template <typename Handler>
+    void asyncReadByte(unsigned char &into, Handler &&handler)
+    {
+        const boost::mutex::scoped_lock lock(m_mutex);
+        m_port.async_read_some(boost::asio::buffer(&into, 1), std::forward<Handler>(handler));
+    }
+
+    // One blocking read of up to `size` bytes.
+    std::size_t readSome(unsigned char *into, std::size_t size);
+    // Bytes in the input queue; 0 when closed.
+    std::size_t bytesWaiting();
+
+    // One write call, made when the port is writable; may be short.
+    std::size_t writeSome(protocol::Bytes bytes);
+    // Writes until all bytes are out, however long the port blocks.
+    std::size_t writeAll(protocol::Bytes bytes);
+
+private:
+    mutable boost::mutex m_mutex;
+    boost::asio::serial_port m_port; // guarded by m_mutex
+};
