@@ -217,8 +217,7 @@ private:
     Framer m_framer;
 };
 
-// --- Shared by the driver's source files
-// -----------------------------------------------------------
+// --- Shared by the source files of the driver
 
 template <typename T>
 bool imu::takeSetting(int code, const std::atomic<T> &from, T *to)
