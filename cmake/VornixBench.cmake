@@ -1,0 +1,35 @@
+# vornix_bench(NAME [FILE file.cpp...] [LINK target...] [ARGS argument...])
+#
+# One benchmark program (default source: NAME.cpp). The target `bench` builds all of them and runs
+# them one after the other, never side by side, so that no figure pays for another's load. Programs
+# are linked with Google Benchmark; one that has its own main() may ignore it. Windows open on the
+# display at hand, or on a virtual one.
+
+set(VORNIX_WITH_DISPLAY ${PROJECT_SOURCE_DIR}/tools/with-display)
+add_custom_target(bench)
+
+function(vornix_bench name)
+    cmake_parse_arguments(arg "" "" "FILE;LINK;ARGS" ${ARGN})
+    if(NOT arg_FILE)
+        set(arg_FILE ${name}.cpp)
+    endif()
+    add_executable(${name} ${arg_FILE})
+    set_target_properties(${name} PROPERTIES AUTOMOC ON
+        RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bench)
+    target_link_libraries(${name} PRIVATE vornix_flags benchmark::benchmark ${arg_LINK})
+    set_property(GLOBAL APPEND PROPERTY VORNIX_BENCHES ${name})
+    add_custom_target(run_${name} COMMAND ${VORNIX_WITH_DISPLAY} $<TARGET_FILE:${name}> ${arg_ARGS}
+        WORKING_DIRECTORY ${CMAKE_BINARY_DIR} USES_TERMINAL VERBATIM)
+    add_dependencies(bench run_${name})
+endfunction()
+
+# Orders the runs: each waits for every program to be built and for the run before it. Call it once,
+# after the last vornix_bench().
+function(vornix_bench_finish)
+    get_property(benches GLOBAL PROPERTY VORNIX_BENCHES)
+    set(previous "")
+    foreach(name IN LISTS benches)
+        add_dependencies(run_${name} ${benches} ${previous})
+        set(previous run_${name})
+    endforeach()
+endfunction()
