@@ -1,0 +1,129 @@
+#include "views/orbitglwidget.h"
+
+#include <QMouseEvent>
+#include <QSurfaceFormat>
+#include <QWheelEvent>
+
+namespace {
+
+// The default format may have been set to a core profile, in which the fixed pipeline is absent.
+// Asked for 2.1, a driver answers with the newest version that still has it.
+QSurfaceFormat fixedPipelineFormat()
+{
+    QSurfaceFormat format = QSurfaceFormat::defaultFormat();
+    format.setRenderableType(QSurfaceFormat::OpenGL);
+    format.setVersion(2, 1);
+    format.setProfile(QSurfaceFormat::CompatibilityProfile);
+    format.setOption(QSurfaceFormat::DeprecatedFunctions);
+    format.setDepthBufferSize(24);
+    return format;
+}
+
+} // namespace
+
+OrbitGLWidget::OrbitGLWidget(QWidget *parent)
+    : QOpenGLWidget(parent)
+{
+    setFormat(fixedPipelineFormat());
+}
+
+OrbitGLWidget::~OrbitGLWidget() = default;
+
+QSize OrbitGLWidget::sizeHint() const
+{
+    return {360, 260};
+}
+
+QSize OrbitGLWidget::minimumSizeHint() const
+{
+    return {220, 180};
+}
+
+void OrbitGLWidget::initializeGL()
+{
+    initializeOpenGLFunctions();
+    glEnable(GL_DEPTH_TEST);
+    glEnable(GL_CULL_FACE);
+    glClearColor(0.1F, 0.1F, 0.12F, 1.0F);
+}
+
+void OrbitGLWidget::resizeGL(int w, int h)
+{
+    m_camera.setViewport(w, h);
+    glViewport(0, 0, w, h);
+}
+
+void OrbitGLWidget::mousePressEvent(QMouseEvent *event)
+{
+    m_lastMousePosition = event->position().toPoint();
+    event->accept();
+}
+
+void OrbitGLWidget::mouseMoveEvent(QMouseEvent *event)
+{
+    const QPoint position = event->position().toPoint();
+    const QPoint delta = position - m_lastMousePosition;
+    m_lastMousePosition = position;
+
+    if (event->buttons().testFlag(Qt::LeftButton)) {
+        m_camera.orbit(delta.x(), delta.y());
+        update();
+    } else if (event->buttons().testFlag(Qt::RightButton)) {
+        m_camera.pan(delta.x(), delta.y());
+        update();
+    } else {
+        event->ignore();
+    }
+}
+
+void OrbitGLWidget::wheelEvent(QWheelEvent *event)
+{
+    m_camera.zoom(event->angleDelta().y());
+    update();
+    event->accept();
+}
+
+void OrbitGLWidget::applyCamera()
+{
+    glMatrixMode(GL_PROJECTION);
+    glLoadIdentity();
+    glLoadMatrixf(m_camera.projection().constData());
+
+    const QVector3D eye = m_camera.eye();
+    glMatrixMode(GL_MODELVIEW);
+    glLoadMatrixf(m_camera.viewRotation().constData());
+    glTranslatef(-eye.x(), -eye.y(), -eye.z());
+}
+
+void OrbitGLWidget::drawGrid(float size, int n)
+{
+    glDisable(GL_CULL_FACE);
+    glLineWidth(1.0F);
+    glColor3f(0.25F, 0.25F, 0.28F);
+    glBegin(GL_LINES);
+    for (int i = -n; i <= n; ++i) {
+        const float t = static_cast<float>(i) * size / static_cast<float>(n);
+        glVertex3f(-size, t, 0.0F);
+        glVertex3f(size, t, 0.0F);
+        glVertex3f(t, -size, 0.0F);
+        glVertex3f(t, size, 0.0F);
+    }
+    glEnd();
+    glEnable(GL_CULL_FACE);
+}
+
+void OrbitGLWidget::drawAxes(float length)
+{
+    glLineWidth(3.0F);
+    glBegin(GL_LINES);
+    glColor3f(1.0F, 0.0F, 0.0F);
+    glVertex3f(0.0F, 0.0F, 0.0F);
+    glVertex3f(length, 0.0F, 0.0F);
+    glColor3f(0.0F, 1.0F, 0.0F);
+    glVertex3f(0.0F, 0.0F, 0.0F);
+    glVertex3f(0.0F, length, 0.0F);
+    glColor3f(0.0F, 0.0F, 1.0F);
+    glVertex3f(0.0F, 0.0F, 0.0F);
+    glVertex3f(0.0F, 0.0F, length);
+    glEnd();
+}
