@@ -1,0 +1,166 @@
+"""A desktop of its own for one program: display, window manager, accessibility bus.
+
+    with Desktop() as desktop:
+        program = desktop.start(["build/release/bin/vornix-sim", "--", "build/release/bin/vornix"])
+        program.menu("Connection", "Scan for Devices")
+
+Scripts that use it begin with `enter()`, which restarts them on a virtual display, so that neither the
+user's desktop nor another test is in the way.
+"""
+
+import os
+import pathlib
+import re
+import signal
+import subprocess
+import sys
+import tempfile
+
+from .accessibility import DEADLINE_S, Bus, wait_until
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+_ENTERED = "VORNIX_REMOTE_SESSION"
+
+
+def enter():
+    """Returns on a display made for this script; called first, before anything is started."""
+    if os.environ.get(_ENTERED):
+        return
+    environment = dict(
+        os.environ,
+        VORNIX_VIRTUAL_DISPLAY="1",
+        QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
+        LC_ALL="C.UTF-8",
+        **{_ENTERED: "1"})
+    # The preload list of a test bed is for the program under test, not for the desktop around it.
+    environment.pop("LD_PRELOAD", None)
+    command = [str(ROOT / "tools/with-display"), sys.executable, *sys.argv]
+    os.execve(command[0], command, environment)
+
+
+class Desktop:
+    def __enter__(self):
+        self._programs = []
+        self._message_bus = subprocess.Popen(
+            ["dbus-daemon", "--session", "--nofork", "--print-address=1"],
+            stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
+        os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._message_bus.stdout.readline().strip()
+        self._window_manager = subprocess.Popen(
+            ["openbox", "--sm-disable"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(self._is_managed, "a window manager")
+        self.bus = Bus()
+        return self
+
+    def __exit__(self, *unused):
+        for program in self._programs:
+            program.kill()
+        for helper in (self._window_manager, self._message_bus):
+            helper.terminate()
+            helper.wait()
+
+    @staticmethod
+    def _is_managed():
+        return subprocess.run(["wmctrl", "-m"], capture_output=True).returncode == 0
+
+    def start(self, command, environment=None):
+        program = Program(self.bus, command, environment or {})
+        self._programs.append(program)
+        return program
+
+    @staticmethod
+    def screenshot(path):
+        subprocess.run(["import", "-window", "root", str(path)], check=True)
+
+    @staticmethod
+    def picture(extents):
+        """The pixels of a part of the screen, as bytes."""
+        x, y, width, height = extents
+        return subprocess.run(
+            ["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}", "-depth", "8",
+             "rgb:-"], check=True, stdout=subprocess.PIPE).stdout
+
+
+class Program:
+    """A started program with one main window, which may be a child of the started command."""
+
+    def __init__(self, bus, command, environment):
+        self._bus = bus
+        self._log = tempfile.TemporaryFile(mode="w+", encoding="utf-8", errors="replace")
+        self._process = subprocess.Popen(
+            [str(part) for part in command], env=dict(os.environ, **environment),
+            stdin=subprocess.DEVNULL, stdout=self._log, stderr=subprocess.STDOUT,
+            start_new_session=True)
+        self.window = self._wait_for_window()
+
+    def _wait_for_window(self):
+        def find():
+            if self._process.poll() is not None:
+                raise RuntimeError(f"ended with {self._process.returncode}:\n{self.output}")
+            for application in self._bus.applications():
+                window = application.find_now("frame")
+                if window:
+                    self._application = application
+                    return window
+            return None
+
+        try:
+            return wait_until(find, "the main window")
+        except BaseException:
+            self.kill()
+            raise
+
+    @property
+    def output(self):
+        """All that the program has written so far, on both channels."""
+        self._log.flush()
+        with open(f"/proc/self/fd/{self._log.fileno()}", encoding="utf-8",
+                  errors="replace") as reader:
+            return reader.read()
+
+    @property
+    def running(self):
+        return self._process.poll() is None
+
+    def menu(self, *path):
+        """Chooses an entry: menu("Connection", "Connect")."""
+        widget = self.window
+        for name in path:
+            widget = widget.find("menu item", name)
+        widget.activate()
+
+    def menu_enabled(self, *path):
+        widget = self.window
+        for name in path:
+            widget = widget.find("menu item", name)
+        return widget.enabled
+
+    def dialog(self, title, timeout_s=DEADLINE_S):
+        return wait_until(
+            lambda: self.dialog_now(title), f"dialog {title!r}", timeout_s)
+
+    def dialog_now(self, title):
+        for role in ("dialog", "alert message"):
+            found = self._application.find_now(role, title)
+            if found:
+                return found
+        return None
+
+    def wait_for_label(self, pattern, timeout_s=DEADLINE_S):
+        """The text of the first label of the main window that matches the whole pattern."""
+        return self.window.find("label", re.compile(f"^(?:{pattern})$"), timeout_s).name
+
+    def signal(self, number):
+        self._process.send_signal(number)
+
+    def close_window(self, title):
+        """Asks the window manager to close it, as the button in its title bar does."""
+        subprocess.run(["wmctrl", "-F", "-c", title], check=True)
+
+    def wait(self, timeout_s=DEADLINE_S):
+        """The exit status."""
+        return self._process.wait(timeout_s)
+
+    def kill(self):
+        if self.running:
+            os.killpg(self._process.pid, signal.SIGKILL)
+            self._process.wait()
