@@ -1,0 +1,257 @@
+#include "views/rpyplotter.h"
+
+#include <algorithm>
+
+#include <QEvent>
+#include <QGraphicsItemGroup>
+#include <QGraphicsLineItem>
+#include <QGraphicsRectItem>
+#include <QGraphicsScene>
+#include <QGraphicsSimpleTextItem>
+#include <QGraphicsView>
+#include <QPen>
+#include <QScrollBar>
+
+#include "views/plot_items.h"
+#include "views/repaint_pacer.h"
+
+namespace {
+
+constexpr int kDefaultHistory = 600;
+constexpr int kSmallestHistory = 10;
+constexpr float kSmallestMagnitude = 10.0F;
+constexpr float kHeadroom = 1.1F;
+constexpr qreal kSeriesWidth = 2.0;
+constexpr qreal kSwatchWidth = 3.0;
+
+constexpr QColor kBackground(16, 16, 20);
+constexpr QColor kMinorGrid(60, 60, 70);
+constexpr QColor kMajorGrid(95, 95, 110);
+constexpr QColor kFrame(110, 110, 125);
+constexpr QColor kRoll(255, 60, 60);
+constexpr QColor kPitch(60, 255, 60);
+constexpr QColor kYaw(60, 90, 255);
+constexpr QColor kLegendFill(30, 30, 40, 180);
+constexpr QColor kLegendOutline(120, 120, 140, 200);
+constexpr QColor kLegendLabel(220, 220, 230);
+constexpr QColor kLegendValue(230, 230, 240);
+
+// Cosmetic: the view scales x and y differently, which must not show in the width of a line.
+QPen hairline(const QColor &color)
+{
+    QPen pen(color);
+    pen.setCosmetic(true);
+    return pen;
+}
+
+QPen curve(const QColor &color, qreal width)
+{
+    QPen pen(color, width, Qt::SolidLine, Qt::SquareCap, Qt::BevelJoin);
+    pen.setCosmetic(true);
+    return pen;
+}
+
+template <class Item>
+Item *addPathItem(QGraphicsScene &scene, const QPen &pen)
+{
+    auto *item = new Item;
+    item->setPen(pen);
+    scene.addItem(item);
+    return item;
+}
+
+QString valueText(float angleDeg)
+{
+    return QString::asprintf("%.1f°", static_cast<double>(angleDeg));
+}
+
+} // namespace
+
+RpyPlotter::RpyPlotter(QObject *parent)
+    : QObject(parent)
+    , m_history(kDefaultHistory)
+    , m_range{kDefaultHistory, -kSmallestMagnitude, kSmallestMagnitude}
+{
+}
+
+RpyPlotter::~RpyPlotter() = default;
+
+void RpyPlotter::attach(QGraphicsView *view)
+{
+    m_view = view;
+    m_fit.reset();
+    m_pacer.reset();
+    ensureScene();
+    if (view) {
+        view->setScene(m_scene.get());
+        view->setBackgroundBrush(kBackground);
+        view->setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+        view->setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
+        view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
+        view->installEventFilter(this);
+        m_pacer = std::make_unique<RepaintPacer>(view->viewport());
+    }
+    rebuildPaths();
+}
+
+void RpyPlotter::setHistory(int n)
+{
+    m_range.history = std::max(n, kSmallestHistory);
+    m_history.resize(m_range.history);
+    rebuildPaths();
+}
+
+void RpyPlotter::clear()
+{
+    m_history.clear();
+    rebuildPaths();
+}
+
+bool RpyPlotter::eventFilter(QObject *watched, QEvent *event)
+{
+    if (m_view && watched == m_view &&
+        (event->type() == QEvent::Resize || event->type() == QEvent::Show))
+        layoutLegend();
+    return QObject::eventFilter(watched, event);
+}
+
+void RpyPlotter::addQuaternion(float w, float x, float y, float z)
+{
+    if (w == 0.0F && x == 0.0F && y == 0.0F && z == 0.0F)
+        return;
+    m_last = rollPitchYaw(w, x, y, z); // the arguments by position: x, y, z, scalar
+    addRPY(m_last.rollDeg, m_last.pitchDeg, m_last.yawDeg);
+}
+
+void RpyPlotter::addRPY(float roll_deg, float pitch_deg, float yaw_deg)
+{
+    const auto stored = m_history.append({roll_deg, pitch_deg, yaw_deg});
+    for (std::size_t i = 0; i < stored.size(); ++i) {
+        if (m_values[i])
+            m_values[i]->setText(valueText(stored[i]));
+    }
+    updateYAxisAuto();
+    rebuildPaths();
+}
+
+void RpyPlotter::updateYAxisAuto()
+{
+    const float reach = m_history.count() == 0
+                            ? kSmallestMagnitude
+                            : kHeadroom * m_history.largestMagnitude(kSmallestMagnitude);
+    m_range.yMin = -reach;
+    m_range.yMax = reach;
+}
+
+void RpyPlotter::ensureScene()
+{
+    if (m_scene)
+        return;
+    m_scene = std::make_unique<QGraphicsScene>();
+    // A dozen items, all of them shown: an index would only have to be kept up to date.
+    m_scene->setItemIndexMethod(QGraphicsScene::NoIndex);
+
+    m_minorGrid = addPathItem<BoundedPathItem>(*m_scene, hairline(kMinorGrid));
+    m_majorGrid = addPathItem<BoundedPathItem>(*m_scene, hairline(kMajorGrid));
+    m_frame = m_scene->addRect(QRectF(), hairline(kFrame));
+    const std::array colors{kRoll, kPitch, kYaw};
+    for (std::size_t i = 0; i < m_series.size(); ++i)
+        m_series[i] = addPathItem<SeriesItem>(*m_scene, curve(colors[i], kSeriesWidth));
+    ensureLegend();
+}
+
+void RpyPlotter::ensureLegend()
+{
+    if (m_legend)
+        return;
+    m_legend = new QGraphicsItemGroup;
+    m_legend->setZValue(1e6);
+    m_legend->setFlag(QGraphicsItem::ItemIgnoresTransformations);
+    m_scene->addItem(m_legend);
+
+    m_legendBackground = new QGraphicsRectItem;
+    m_legendBackground->setBrush(kLegendFill);
+    m_legendBackground->setPen(hairline(kLegendOutline));
+    m_legendBackground->setFlag(QGraphicsItem::ItemIgnoresTransformations);
+    m_legend->addToGroup(m_legendBackground);
+
+    m_values = {addLegendEntry(tr("Roll"), kRoll, 4.0), addLegendEntry(tr("Pitch"), kPitch, 20.0),
+                addLegendEntry(tr("Yaw"), kYaw, 36.0)};
+
+    m_legendBackground->setRect(m_legend->childrenBoundingRect().adjusted(-8, -6, 8, 6));
+    layoutLegend();
+}
+
+QGraphicsSimpleTextItem *RpyPlotter::addLegendEntry(const QString &label, const QColor &color,
+                                                    qreal y)
+{
+    QFont font;
+    font.setPointSize(10);
+    font.setWeight(QFont::Bold);
+
+    auto *swatch = new QGraphicsLineItem(0.0, y + 9.0, 28.0, y + 9.0);
+    swatch->setPen(curve(color, kSwatchWidth));
+
+    auto *name = new QGraphicsSimpleTextItem(label + u':');
+    name->setFont(font);
+    name->setBrush(kLegendLabel);
+    name->setPos(36.0, y);
+
+    auto *value = new QGraphicsSimpleTextItem(valueText(0.0F));
+    value->setFont(font);
+    value->setBrush(kLegendValue);
+    value->setPos(100.0, y);
+
+    for (QGraphicsItem *item : std::initializer_list<QGraphicsItem *>{swatch, name, value}) {
+        item->setFlag(QGraphicsItem::ItemIgnoresTransformations);
+        m_legend->addToGroup(item);
+    }
+    return value;
+}
+
+void RpyPlotter::layoutLegend()
+{
+    if (m_legend)
+        m_legend->setPos(m_scene->sceneRect().topLeft() + QPointF(10.0, 10.0));
+}
+
+void RpyPlotter::rebuildPaths()
+{
+    ensureScene();
+    if (m_pacer)
+        m_pacer->hold();
+
+    const QRectF sceneRect = m_range.rect();
+    if (m_gridRange != m_range)
+        rebuildGrid();
+    for (int i = 0; i < AngleHistory::kSeries; ++i)
+        m_series[static_cast<std::size_t>(i)]->setSamples(m_history.samples(i), sceneRect);
+
+    m_scene->setSceneRect(sceneRect);
+    m_frame->setRect(sceneRect);
+    fitView();
+    layoutLegend();
+}
+
+void RpyPlotter::rebuildGrid()
+{
+    const PlotGrid grid = plotGrid(m_range);
+    m_minorGrid->setBoundedPath(grid.minor, m_range.rect());
+    m_majorGrid->setBoundedPath(grid.major, m_range.rect());
+    m_gridRange = m_range;
+}
+
+RpyPlotter::Fit RpyPlotter::currentFit() const
+{
+    return {m_scene->sceneRect(), m_view->viewport()->size(), m_view->transform(),
+            QPoint(m_view->horizontalScrollBar()->value(), m_view->verticalScrollBar()->value())};
+}
+
+// Fitting an already fitted view changes nothing and costs as much as all the rest.
+void RpyPlotter::fitView()
+{
+    if (!m_view || m_fit == currentFit())
+        return;
+    m_view->fitInView(m_scene->sceneRect(), Qt::IgnoreAspectRatio);
+    m_fit = currentFit();
+}

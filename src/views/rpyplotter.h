@@ -1,0 +1,97 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <optional>
+
+#include <QObject>
+#include <QPointer>
+#include <QRectF>
+#include <QSize>
+#include <QTransform>
+
+#include "views/angle_history.h"
+#include "views/attitude.h"
+#include "views/plot_grid.h"
+
+class BoundedPathItem;
+class QGraphicsItemGroup;
+class QGraphicsRectItem;
+class QGraphicsScene;
+class QGraphicsSimpleTextItem;
+class QGraphicsView;
+class RepaintPacer;
+class SeriesItem;
+
+// Draws the last samples of roll, pitch and yaw (degrees) as three curves over a grid, with a
+// legend of the latest values, on a scene of its own that it shows in a view it is handed.
+// The scene is up to date after every call; only the view's repaints are held to the display's
+// pace. GUI thread only.
+class RpyPlotter : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(RpyPlotter)
+
+public:
+    explicit RpyPlotter(QObject *parent = nullptr);
+    ~RpyPlotter() override;
+
+    // The view stays the caller's, and may vanish at any time.
+    void attach(QGraphicsView *view);
+
+    // Null until the first attach() or change.
+    QGraphicsScene *scene() const { return m_scene.get(); }
+
+    // Sample slots along x, at least 10; forgets all samples.
+    void setHistory(int n);
+    void clear();
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+public slots:
+    // By position the arguments are x, y, z and the scalar, the order in which the driver emits
+    // them. A null quaternion is no sample.
+    void addQuaternion(float w, float x, float y, float z);
+    void addRPY(float roll_deg, float pitch_deg, float yaw_deg);
+
+private:
+    void ensureScene();
+    void ensureLegend();
+    QGraphicsSimpleTextItem *addLegendEntry(const QString &label, const QColor &color, qreal y);
+    void layoutLegend();
+    void updateYAxisAuto();
+    void rebuildPaths();
+    void rebuildGrid();
+    void fitView();
+
+    // The view's geometry after the last fit; nothing to do while it still holds.
+    struct Fit
+    {
+        QRectF sceneRect;
+        QSize viewport;
+        QTransform transform;
+        QPoint scroll;
+
+        friend bool operator==(const Fit &, const Fit &) = default;
+    };
+    Fit currentFit() const;
+
+    QPointer<QGraphicsView> m_view;
+    std::unique_ptr<RepaintPacer> m_pacer;
+    std::unique_ptr<QGraphicsScene> m_scene;
+
+    // Owned by the scene; null until it exists.
+    std::array<SeriesItem *, AngleHistory::kSeries> m_series{};
+    BoundedPathItem *m_minorGrid = nullptr;
+    BoundedPathItem *m_majorGrid = nullptr;
+    QGraphicsRectItem *m_frame = nullptr;
+    QGraphicsItemGroup *m_legend = nullptr;
+    QGraphicsRectItem *m_legendBackground = nullptr;
+    std::array<QGraphicsSimpleTextItem *, AngleHistory::kSeries> m_values{};
+
+    AngleHistory m_history;
+    PlotRange m_range;
+    std::optional<PlotRange> m_gridRange; // what the grid shows
+    std::optional<Fit> m_fit;
+    RollPitchYaw m_last; // of the last quaternion, before unwrapping
+};
