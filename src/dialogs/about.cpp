@@ -1,0 +1,79 @@
+#include "dialogs/about.h"
+
+#include <QCoreApplication>
+#include <QDate>
+#include <QEvent>
+
+#include "dialogs/maker.h"
+
+#include "ui_about.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+QString link(const QString &target, const QString &shown)
+{
+    return u"<a href=\"%1\">%2</a>"_s.arg(target, shown);
+}
+
+QString versionShown()
+{
+    const QString version = QCoreApplication::applicationVersion();
+    return version.isEmpty() ? u"1.0"_s : version;
+}
+
+} // namespace
+
+AboutDialog::AboutDialog(QWidget *parent)
+    : QDialog(parent)
+    , m_ui(std::make_unique<Ui_AboutDialog>())
+{
+    m_ui->setupUi(this);
+    retranslateUiTexts();
+}
+
+AboutDialog::~AboutDialog() = default;
+
+void AboutDialog::retranslateUiTexts()
+{
+    setWindowTitle(tr("About"));
+    m_ui->labelTitle->setText(tr("Kestrova"));
+    //: %1 is the current year.
+    m_ui->labelCopyright->setText(
+        tr("© %1 Kestrova. All rights reserved.").arg(QDate::currentDate().year()));
+    m_ui->labelVersion->setText(tr("Version %1").arg(versionShown()));
+    m_ui->labelCompany->setText(tr(maker::kNameAndTagline));
+    retranslateContactTexts();
+}
+
+void AboutDialog::retranslateContactTexts()
+{
+    const auto text = [](const char *utf8) { return QString::fromUtf8(utf8); };
+    const QString website = text(maker::kWebsite);
+    const QString email = text(maker::kEmail);
+    const QString phone = text(maker::kPhone);
+
+    //: %1 is a link that shows the address of the website.
+    m_ui->labelWebsite->setText(tr("Website: %1").arg(link(website, text(maker::kWebsiteShown))));
+    //: %1 is a link that shows an e-mail address.
+    m_ui->labelEmail->setText(tr("E-mail: %1").arg(link(u"mailto:"_s + email, email)));
+    //: %1 is a link that shows a telephone number.
+    m_ui->labelPhone->setText(tr("Telephone: %1").arg(link(u"tel:"_s + phone, phone)));
+    //: %1, %2 and %3 are postal addresses.
+    m_ui->labelAddress->setText(
+        tr("Addresses:\n"
+           "Headquarters: %1\n"
+           "EU branch: %2\n"
+           "Technology park office: %3")
+            .arg(text(maker::kHeadquarters), text(maker::kEuBranch), text(maker::kTechnologyPark)));
+}
+
+void AboutDialog::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange) {
+        m_ui->retranslateUi(this);
+        retranslateUiTexts();
+    }
+    QDialog::changeEvent(event);
+}

@@ -1,0 +1,72 @@
+#include "dialogs/device_info_dialog.h"
+
+#include <chrono>
+
+#include <boost/system/system_error.hpp>
+
+#include <QEvent>
+#include <QTimer>
+
+#include "dialogs/device_info_text.h"
+#include "driver/ImuDriver.h"
+
+#include "ui_device_info_dialog.h"
+
+using namespace std::chrono_literals;
+
+DeviceInfoDialog::DeviceInfoDialog(imu *device, QWidget *parent)
+    : QDialog(parent)
+    , m_ui(std::make_unique<Ui_DeviceInfoDialog>())
+    , m_imu(device)
+    , m_refreshTimer(new QTimer(this))
+{
+    m_ui->setupUi(this);
+    connect(m_ui->push_close, &QPushButton::clicked, this, &DeviceInfoDialog::onCloseClicked);
+    connect(m_refreshTimer, &QTimer::timeout, this, &DeviceInfoDialog::updateFromDevice);
+    m_refreshTimer->start(500ms);
+    updateFromDevice();
+}
+
+DeviceInfoDialog::~DeviceInfoDialog() = default;
+
+// line_com stays empty: the main window's status row names the port.
+void DeviceInfoDialog::updateFromDevice()
+{
+    if (!m_imu)
+        return;
+    try {
+        m_imu->loadSettings();
+    } catch (const boost::system::system_error &error) {
+        // A failed read like any other: the driver's values are shown as they are.
+        qWarning("device info not read: %s", error.what());
+    }
+    m_ui->line_baud->setText(QString::number(m_imu->getBaudRate()));
+    m_ui->line_sn->setText(device_info::hexText(m_imu->getSerialNumber()));
+    m_ui->line_fw->setText(device_info::firmwareText(m_imu->getFirmwareVersion()));
+    m_dataRateHz = m_imu->getDataRate();
+    m_outputs = m_imu->getOutputs();
+    showReceived();
+}
+
+void DeviceInfoDialog::showReceived()
+{
+    m_ui->plainText_received->clear();
+    m_ui->plainText_received->appendPlainText(tr("Data rate: %1 Hz").arg(m_dataRateHz));
+    m_ui->plainText_received->appendPlainText(
+        tr("Outputs: 0x%1").arg(device_info::hexText(m_outputs)));
+}
+
+void DeviceInfoDialog::onCloseClicked()
+{
+    close();
+}
+
+void DeviceInfoDialog::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange) {
+        m_ui->retranslateUi(this);
+        if (m_imu)
+            showReceived();
+    }
+    QDialog::changeEvent(event);
+}

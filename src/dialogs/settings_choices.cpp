@@ -1,0 +1,67 @@
+#include "dialogs/settings_choices.h"
+
+#include <QRegularExpression>
+
+using namespace Qt::StringLiterals;
+
+namespace settings {
+
+std::uint16_t outputsMask(const CheckedBoxes &checked)
+{
+    unsigned int mask = 0;
+    for (std::size_t box = 0; box < checked.size(); ++box)
+        mask |= checked[box] ? kOutputBits[box] : 0u;
+    return static_cast<std::uint16_t>(mask);
+}
+
+CheckedBoxes checkedBoxes(std::uint16_t mask)
+{
+    CheckedBoxes checked{};
+    for (std::size_t box = 0; box < checked.size(); ++box)
+        checked[box] = (mask & kOutputBits[box]) != 0;
+    return checked;
+}
+
+std::uint16_t presetMask(Preset preset)
+{
+    using namespace protocol;
+    constexpr std::uint16_t kInertial =
+        OUT_QUATERNION | OUT_ACCELERATIONS | OUT_RATES | OUT_MAGNETIC_FIELD;
+    constexpr std::uint16_t kEveryBox = 0x00FF;
+    switch (preset) {
+    case QuaternionPreset:
+        return OUT_QUATERNION;
+    case EulerPreset:
+        return OUT_EULER;
+    case InertialPreset:
+        return kInertial;
+    case InertialBarometerPreset:
+        return kInertial | OUT_ALTITUDE;
+    case FullPreset:
+        return kEveryBox;
+    case CustomPreset:
+    case PresetCount:
+        break;
+    }
+    return 0;
+}
+
+bool parseBaud(const QString &text, unsigned int &baud)
+{
+    baud = text.trimmed().toUInt();
+    return baud != 0;
+}
+
+bool parseRate(const QString &text, unsigned short &rateHz)
+{
+    static const QRegularExpression kUnit(u"\\s*Hz\\s*$"_s);
+    rateHz = text.trimmed().remove(kUnit).toUShort();
+    return rateHz != 0;
+}
+
+QString rateText(int rateHz)
+{
+    return QString::number(rateHz) + u" Hz"_s;
+}
+
+} // namespace settings
