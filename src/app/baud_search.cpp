@@ -1,0 +1,55 @@
+#include "app/baud_search.h"
+
+#include <thread>
+#include <utility>
+
+#include "driver/ImuDriver.h"
+
+BaudSearch::BaudSearch(imu &driver, TrialFlag &sampleArrived,
+                       std::function<void()> runPendingEvents, Pace pace)
+    : m_driver(driver)
+    , m_sampleArrived(sampleArrived)
+    , m_runPendingEvents(std::move(runPendingEvents))
+    , m_pace(pace)
+{
+}
+
+std::optional<int> BaudSearch::run(const std::string &path,
+                                   const std::function<void(int baud)> &announce)
+{
+    for (const int baud : kBaudCandidates) {
+        announce(baud);
+        m_runPendingEvents();
+        if (streamsAt(path, baud))
+            return baud;
+    }
+    return std::nullopt;
+}
+
+bool BaudSearch::streamsAt(const std::string &path, int baud)
+{
+    if (!m_driver.connect(path, baud, 8, 0, 1))
+        return false;
+
+    // What the driver still holds may date from an earlier connection and proves nothing. Only
+    // after it is gone does the trial begin in which a sample counts.
+    m_driver.getQuaternion();
+    m_sampleArrived.clear();
+    if (sampleArrives())
+        return true;
+
+    m_driver.disconnect();
+    std::this_thread::sleep_for(m_pace.pauseAfterRejection);
+    return false;
+}
+
+bool BaudSearch::sampleArrives()
+{
+    for (int poll = 0; poll < m_pace.polls; ++poll) {
+        std::this_thread::sleep_for(m_pace.poll);
+        m_runPendingEvents();
+        if (m_sampleArrived.isSet())
+            return true;
+    }
+    return false;
+}

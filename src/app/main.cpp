@@ -1,0 +1,12 @@
+#include "app/application.h"
+#include "app/mainwindow.h"
+#include "app/quiet_exit.h"
+
+int main(int argc, char **argv)
+{
+    quiet_exit::install();
+    Application application(argc, argv);
+    MainWindow window;
+    window.show();
+    return quiet_exit::arm(Application::exec());
+}

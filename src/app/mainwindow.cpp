@@ -1,0 +1,388 @@
+#include "app/mainwindow.h"
+
+#include <limits>
+#include <utility>
+
+#include <QActionGroup>
+#include <QCoreApplication>
+#include <QDebug>
+#include <QEvent>
+#include <QInputDialog>
+#include <QLocale>
+#include <QMessageBox>
+
+#include "app/baud_search.h"
+#include "app/exception_report.h"
+#include "app/sample_text.h"
+#include "app/thread_priority.h"
+#include "app/usb_ports.h"
+#include "dialogs/about.h"
+#include "dialogs/device_info_dialog.h"
+#include "dialogs/help.h"
+#include "dialogs/settings_dialog.h"
+#include "driver/ImuDriver.h"
+#include "ui_mainwindow.h"
+#include "views/rpyplotter.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+constexpr QSize kLogoSize(60, 35);
+constexpr qint64 kRateWindowMs = 999;
+// Every connection sets it, whatever the device was left with.
+constexpr float kZeroThreshold = 0.02F;
+
+} // namespace
+
+// --- Start and end -----------------------------------------------------------------------------
+
+MainWindow::MainWindow(QWidget *parent)
+    : QMainWindow(parent)
+    , m_ui(std::make_unique<Ui::MainWindow>())
+{
+    m_ui->setupUi(this);
+    m_ui->label_header_logo->setFixedSize(kLogoSize);
+    startDriver();
+
+    m_langPath = QCoreApplication::applicationDirPath() + "/languages"_L1;
+    createLanguageMenu();
+    loadLanguage(u"en"_s);
+
+    connectWorkerSignals();
+    m_dataThread = std::thread(&MainWindow::updateImuData, this);
+    createViews();
+    connectActions();
+}
+
+// Destroying m_dataThread then ends the process: the worker never ends and nothing joins it.
+MainWindow::~MainWindow()
+{
+    m_imu->stop();
+    try {
+        m_imu->disconnect();
+    } catch (const std::exception &error) {
+        qWarning().noquote() << exceptionReport(error); // the process lets go of the port anyway
+    }
+    m_ui.reset();
+}
+
+// At once, before any port is open: from now on opening one needs no thread to be started.
+void MainWindow::startDriver()
+{
+    m_imu.reset(new imu(this));
+    m_imu->start();
+}
+
+void MainWindow::connectWorkerSignals()
+{
+    connect(this, &MainWindow::dataRateWrite, this, &MainWindow::rateWrite);
+    connect(this, &MainWindow::DataQuaternionWrite, this, &MainWindow::QuaternionWrite);
+    connect(this, &MainWindow::DataEulerWrite, this, &MainWindow::EulerWrite);
+    connect(this, &MainWindow::DataAccelerationWrite, this, &MainWindow::AccelerationWrite);
+    connect(this, &MainWindow::DataAngularRateWrite, this, &MainWindow::AngularRateWrite);
+    connect(this, &MainWindow::DataMagneticFieldWrite, this, &MainWindow::MagneticFieldWrite);
+    connect(this, &MainWindow::DataCovarianceWrite, this, &MainWindow::CovarianceWrite);
+    connect(this, &MainWindow::DataPressureWrite, this, &MainWindow::PressureWrite);
+}
+
+void MainWindow::createViews()
+{
+    m_rpyPlotter = new RpyPlotter(this);
+    m_rpyPlotter->attach(m_ui->graphicsView_rpy);
+    connect(m_imu.get(), &imu::quaternionUpdated, m_rpyPlotter, &RpyPlotter::addQuaternion);
+    connect(m_imu.get(), &imu::quaternionUpdated, m_ui->PoseWidget, &PoseGLWidget::setQuaternion);
+}
+
+// The device actions start enabled although nothing is connected: the warning explains more than a
+// grey entry would. A failed search or a disconnect greys them out.
+void MainWindow::connectActions()
+{
+    connect(m_ui->actionShowDeviceInfo_2, &QAction::triggered, this, &MainWindow::openDeviceInfo);
+    connect(m_ui->actionOpenSettings, &QAction::triggered, this, &MainWindow::openSettings);
+    connect(m_ui->actionCalibration, &QAction::triggered, this,
+            &MainWindow::openMagnetoCalibration);
+    m_rateTimer.start();
+    m_rateTimerStarted = true;
+    updateUiConnectionState(true);
+    connect(m_ui->actionAboutDialog, &QAction::triggered, this,
+            [this] { AboutDialog(this).exec(); });
+    connect(m_ui->actionHelpDialog, &QAction::triggered, this, [this] { HelpDialog(this).exec(); });
+}
+
+void MainWindow::updateUiConnectionState(bool enabled)
+{
+    m_ui->actionShowDeviceInfo_2->setEnabled(enabled);
+    m_ui->actionOpenSettings->setEnabled(enabled);
+    m_ui->actionCalibration->setEnabled(enabled);
+}
+
+// --- Dialogs -----------------------------------------------------------------------------------
+
+void MainWindow::openDeviceInfo()
+{
+    if (!m_connected)
+        return warnNotConnected();
+    DeviceInfoDialog(m_imu.get(), this).exec();
+}
+
+void MainWindow::openSettings()
+{
+    if (!m_connected)
+        return warnNotConnected();
+    SettingsDialog(m_imu.get(), this).exec();
+}
+
+void MainWindow::openMagnetoCalibration()
+{
+    if (!m_connected)
+        return warnNotConnected();
+}
+
+void MainWindow::warnNotConnected()
+{
+    QMessageBox::warning(this, tr("Not connected"), tr("Please connect to a device first."));
+}
+
+// --- Scan and connection -----------------------------------------------------------------------
+
+void MainWindow::on_actionScan_triggered()
+{
+    scanSerialPorts();
+}
+
+QStringList MainWindow::scanSerialPorts()
+{
+    m_availablePorts = usbSerialNames(systemPortNames());
+    m_ui->label_status->setText(
+        m_availablePorts.isEmpty()
+            ? tr("No USB serial ports found!")
+            : tr("Scan complete: %1...").arg(m_availablePorts.join(", "_L1)));
+    return m_availablePorts;
+}
+
+void MainWindow::on_actionConnect_2_triggered()
+{
+    if (m_availablePorts.isEmpty()) {
+        m_ui->label_status->setText(tr("Please run Scan first, no ports available."));
+        return;
+    }
+    bool accepted = false;
+    const QString name =
+        QInputDialog::getItem(this, tr("Select Serial Port"), tr("Available Ports:"),
+                              m_availablePorts, 0, false, &accepted);
+    if (!accepted || name.isEmpty()) {
+        m_ui->label_status->setText(tr("Connection cancelled"));
+        return;
+    }
+    searchBaudRate("/dev/"_L1 + name);
+}
+
+// If the port cannot be opened the exception passes through, and m_connecting stays set: the status
+// keeps naming the port that failed instead of falling back to "Not connected" a second later.
+void MainWindow::searchBaudRate(const QString &path)
+{
+    m_connecting = true;
+    BaudSearch search(*m_imu, m_dataReceived, [] { QCoreApplication::processEvents(); }, {});
+    const std::optional<int> baud = search.run(path.toStdString(), [&](int candidate) {
+        m_ui->label_status->setText(tr("Trying %1 @ %2 baud...").arg(path).arg(candidate));
+    });
+    if (baud)
+        deviceFound(path, *baud);
+    else
+        noDeviceFound();
+}
+
+void MainWindow::deviceFound(const QString &path, int baud)
+{
+    m_ui->label_status->setText(connectedText(path, baud));
+    m_portPath = path;
+    m_baudRate = baud;
+    m_connected = true;
+    m_connecting = false;
+    updateUiConnectionState(true);
+    m_imu->setZeroThreshold(kZeroThreshold);
+}
+
+void MainWindow::noDeviceFound()
+{
+    m_connected = false;
+    m_connecting = false;
+    updateUiConnectionState(false);
+    m_ui->label_status->setText(tr("Connection failed (no valid baud found)"));
+}
+
+void MainWindow::on_actionDisconnect_4_triggered()
+{
+    m_imu->disconnect();
+    m_connected = false;
+    updateUiConnectionState(false);
+    m_ui->label_status->setText(tr("Not connected"));
+}
+
+QString MainWindow::connectedText(const QString &path, int baud) const
+{
+    return tr("Connected to %1 @ %2 baud").arg(path).arg(baud);
+}
+
+// --- Data panel: worker thread -----------------------------------------------------------------
+
+// Polling without pause takes each sample within microseconds; as an idle thread the loop costs
+// only time that nobody else wants.
+void MainWindow::updateImuData()
+{
+    becomeIdleThread("vornix-data");
+    for (;;) {
+        forwardQuaternion();
+        forward(&imu::getEuler, &MainWindow::DataEulerWrite);
+        forward(&imu::getAccelerations, &MainWindow::DataAccelerationWrite);
+        forward(&imu::getRates, &MainWindow::DataAngularRateWrite);
+        forward(&imu::getMagneticField, &MainWindow::DataMagneticFieldWrite);
+        forward(&imu::getCovariances, &MainWindow::DataCovarianceWrite);
+        forwardPressure();
+        reportRate();
+    }
+}
+
+// Quaternions alone count for the rate, and as the sign that a device streams.
+void MainWindow::forwardQuaternion()
+{
+    const TrialFlag::Trial trial = m_dataReceived.current();
+    const std::vector<float> xyzw = m_imu->getQuaternion();
+    if (xyzw.empty())
+        return;
+    emit DataQuaternionWrite(sampleText(xyzw));
+    ++m_sampleCounter;
+    m_dataReceived.set(trial);
+}
+
+void MainWindow::forward(VectorGetter get, TextSignal write)
+{
+    const std::vector<float> values = ((*m_imu).*get)();
+    if (!values.empty())
+        emit(this->*write)(sampleText(values));
+}
+
+// The block that the protocol calls altitude carries the pressure.
+void MainWindow::forwardPressure()
+{
+    const float pressure = m_imu->getAltitude();
+    if (!(pressure > std::numeric_limits<float>::max()))
+        emit DataPressureWrite(sampleText(pressure));
+}
+
+void MainWindow::reportRate()
+{
+    if (!m_rateTimerStarted || m_rateTimer.elapsed() <= kRateWindowMs)
+        return;
+    const std::uint32_t count = std::exchange(m_sampleCounter, 0);
+    m_rateTimer.restart();
+    emit dataRateWrite(tr("Receiving %1 Hz").arg(count));
+}
+
+// --- Data panel: GUI thread --------------------------------------------------------------------
+
+// Once a second the status row is rewritten from the connection flags, except that a running
+// search keeps its own messages on show.
+void MainWindow::rateWrite(QString text)
+{
+    m_ui->label_datarate->setText(text);
+    if (m_connecting)
+        return;
+    m_ui->label_status->setText(m_connected ? connectedText(m_portPath, m_baudRate)
+                                            : tr("Not connected"));
+}
+
+void MainWindow::QuaternionWrite(QString text)
+{
+    m_ui->label_quat->setText(text);
+}
+
+void MainWindow::EulerWrite(QString text)
+{
+    m_ui->label_euler->setText(text);
+}
+
+void MainWindow::AccelerationWrite(QString text)
+{
+    m_ui->label_linAcceleration->setText(text);
+}
+
+void MainWindow::AngularRateWrite(QString text)
+{
+    m_ui->label_angularRate->setText(text);
+}
+
+void MainWindow::MagneticFieldWrite(QString text)
+{
+    m_ui->label_magfield->setText(text);
+}
+
+void MainWindow::CovarianceWrite(QString text)
+{
+    m_ui->label_covariance->setText(text);
+}
+
+void MainWindow::PressureWrite(QString text)
+{
+    m_ui->label_pressure->setText(text);
+}
+
+// --- Language ----------------------------------------------------------------------------------
+
+void MainWindow::createLanguageMenu()
+{
+    struct Language
+    {
+        QString name;
+        QString code;
+    };
+    const Language languages[] = {{tr("English"), u"en"_s}, {tr("Türkçe"), u"tr"_s}};
+
+    auto *group = new QActionGroup(this);
+    group->setExclusive(true);
+    for (const auto &[name, code] : languages) {
+        QAction *action = m_ui->menuLanguage->addAction(name);
+        action->setCheckable(true);
+        action->setData(code);
+        group->addAction(action);
+    }
+    connect(group, &QActionGroup::triggered, this, &MainWindow::slotLanguageChanged);
+    checkLanguageAction(u"en"_s);
+}
+
+void MainWindow::slotLanguageChanged(QAction *action)
+{
+    if (action)
+        loadLanguage(action->data().toString());
+}
+
+// A file that is missing or cannot be read is no error: the texts are then the English ones of the
+// source, which is also why English needs no file.
+void MainWindow::loadLanguage(const QString &code)
+{
+    if (code == m_currentLanguage)
+        return;
+    m_currentLanguage = code;
+    QLocale::setDefault(QLocale(code));
+    QCoreApplication::removeTranslator(&m_translator);
+    if (m_translator.load(m_langPath + "/translate_"_L1 + code + ".qm"_L1))
+        QCoreApplication::installTranslator(&m_translator);
+    checkLanguageAction(code);
+}
+
+void MainWindow::checkLanguageAction(const QString &code)
+{
+    const QList<QAction *> actions = m_ui->menuLanguage->actions();
+    for (QAction *action : actions) {
+        if (action->isCheckable())
+            action->setChecked(action->data().toString() == code);
+    }
+}
+
+void MainWindow::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        m_ui->retranslateUi(this);
+    QMainWindow::changeEvent(event);
+}

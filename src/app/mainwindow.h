@@ -1,0 +1,128 @@
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include <QElapsedTimer>
+#include <QMainWindow>
+#include <QStringList>
+#include <QTranslator>
+
+#include "app/trial_flag.h"
+
+class imu;
+class RpyPlotter;
+namespace Ui {
+class MainWindow;
+}
+
+// The program's one window: it owns the driver, finds and connects a device, and shows what the
+// device streams as numbers, plot and pose.
+//
+// Everything runs on the GUI thread except updateImuData(), the loop of the worker thread. That
+// thread never ends, so destroying the window ends the process through std::terminate.
+class MainWindow : public QMainWindow
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(MainWindow)
+
+public:
+    explicit MainWindow(QWidget *parent = nullptr);
+    ~MainWindow() override;
+
+signals:
+    // Emitted by the worker thread, with the text to show.
+    void dataRateWrite(QString text);
+    void DataQuaternionWrite(QString text);
+    void DataEulerWrite(QString text);
+    void DataAccelerationWrite(QString text);
+    void DataAngularRateWrite(QString text);
+    void DataMagneticFieldWrite(QString text);
+    void DataCovarianceWrite(QString text);
+    void DataPressureWrite(QString text);
+
+public slots:
+    void on_actionScan_triggered();
+    // Searches for the device's baud rate, up to eleven seconds, with pending events running in
+    // between. Errors of the port leave as boost::system::system_error.
+    void on_actionConnect_2_triggered();
+    void on_actionDisconnect_4_triggered();
+
+    // Modal; refused with a warning while no device is connected.
+    void openDeviceInfo();
+    void openSettings();
+    void openMagnetoCalibration();
+
+    // The worker's loop: polls the driver without pause and never returns.
+    void updateImuData();
+
+    void rateWrite(QString text);
+    void QuaternionWrite(QString text);
+    void EulerWrite(QString text);
+    void AccelerationWrite(QString text);
+    void AngularRateWrite(QString text);
+    void MagneticFieldWrite(QString text);
+    void CovarianceWrite(QString text);
+    void PressureWrite(QString text);
+
+    void slotLanguageChanged(QAction *action);
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    using VectorGetter = std::vector<float> (imu::*)();
+    using TextSignal = void (MainWindow::*)(QString);
+
+    void startDriver();
+    void connectWorkerSignals();
+    void createViews();
+    void connectActions();
+
+    void createLanguageMenu();
+    void loadLanguage(const QString &code);
+    void checkLanguageAction(const QString &code);
+
+    QStringList scanSerialPorts();
+    void searchBaudRate(const QString &path);
+    void deviceFound(const QString &path, int baud);
+    void noDeviceFound();
+    void updateUiConnectionState(bool enabled);
+    QString connectedText(const QString &path, int baud) const;
+    void warnNotConnected();
+
+    // Worker thread only.
+    void forwardQuaternion();
+    void forward(VectorGetter get, TextSignal write);
+    void forwardPressure();
+    void reportRate();
+
+    // Constant after construction.
+    std::unique_ptr<Ui::MainWindow> m_ui;
+    boost::shared_ptr<imu> m_imu;
+    RpyPlotter *m_rpyPlotter = nullptr;
+    QString m_langPath;
+
+    // Shared with the worker thread, which starts before the rate window does. Declared before the
+    // thread, so that it never outlives what it touches.
+    std::atomic<bool> m_rateTimerStarted{false};
+    QElapsedTimer m_rateTimer;         // worker thread, once started
+    std::uint32_t m_sampleCounter = 0; // worker thread
+    TrialFlag m_dataReceived;
+    std::thread m_dataThread;
+
+    // GUI thread only.
+    std::uint16_t m_savedOutputs = 0;
+    QStringList m_availablePorts;
+    bool m_connected = false;
+    bool m_connecting = false;
+    QString m_portPath;
+    int m_baudRate = 0;
+    QTranslator m_translator;
+    QString m_currentLanguage;
+};

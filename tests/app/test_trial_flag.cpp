@@ -1,0 +1,60 @@
+#include "app/trial_flag.h"
+
+#include <thread>
+
+#include <QTest>
+
+class TestTrialFlag : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void startsUnset() { QVERIFY(!TrialFlag().isSet()); }
+
+    void isSetByASampleOfThisTrialAndCleared()
+    {
+        TrialFlag flag;
+        flag.set(flag.current());
+        QVERIFY(flag.isSet());
+        flag.clear();
+        QVERIFY(!flag.isSet());
+    }
+
+    void aLateReportOfAnEarlierTrialDoesNotCount()
+    {
+        TrialFlag flag;
+        const TrialFlag::Trial asked = flag.current();
+        flag.clear();
+        flag.set(asked);
+        QVERIFY(!flag.isSet());
+        flag.set(flag.current());
+        QVERIFY(flag.isSet());
+    }
+
+    // A sampling thread that never rests must not be able to undo a clear() for good, nor to set
+    // a trial's flag with a ticket from before it.
+    void betweenTwoThreads()
+    {
+        TrialFlag flag;
+        std::atomic<bool> stop{false};
+        std::atomic<TrialFlag::Trial> allowed{flag.current()};
+        std::thread sampler([&] {
+            while (!stop) {
+                const TrialFlag::Trial trial = flag.current();
+                if (trial == allowed)
+                    flag.set(trial);
+            }
+        });
+        for (int i = 0; i < 1000; ++i) {
+            flag.clear();
+            QVERIFY(!flag.isSet());
+            allowed = flag.current();
+            QTRY_VERIFY(flag.isSet());
+        }
+        stop = true;
+        sampler.join();
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTrialFlag)
+#include "test_trial_flag.moc"
