@@ -1,0 +1,45 @@
+#pragma once
+
+// The ellipsoid behind raw magnetometer readings, and the correction that maps it onto the unit
+// sphere. Single precision throughout. Pure: any thread, no lock.
+
+#include <array>
+#include <vector>
+
+#include <Eigen/Core>
+
+namespace ellipsoid {
+
+using Sample = std::array<float, 3>; // x, y, z of a raw reading, in the device's units
+using Samples = std::vector<Sample>;
+
+// A reading p lies on the ellipsoid when (p - centre)^T shape (p - centre) = 1.
+struct Fit
+{
+    Eigen::Matrix3f shape; // symmetric; not always positive definite
+    Eigen::Vector3f centre;
+    int iterations; // 1 to 15
+};
+
+// A corrected reading is matrix (p - bias); of length 1 for a reading on the ellipsoid.
+struct Correction
+{
+    Eigen::Vector3f bias = Eigen::Vector3f::Zero();
+    Eigen::Matrix3f matrix = Eigen::Matrix3f::Identity(); // upper triangular
+
+    Eigen::Vector3f corrected(const Sample &reading) const
+    {
+        return matrix * (Eigen::Vector3f::Map(reading.data()) - bias);
+    }
+    // How far the ellipsoid reaches along each axis, were it not tilted.
+    Eigen::Vector3f scale() const { return matrix.diagonal().cwiseInverse(); }
+};
+
+// Least squares by Gauss-Newton from the bounding box of the samples. Always gives a result: a
+// flat or empty set is kept solvable by a small ridge, and what is not finite stays not finite.
+Fit fit(const Samples &samples);
+
+// The Cholesky factor U of the shape, shape = U^T U, with the centre as bias.
+Correction deriveCorrection(const Fit &fit);
+
+} // namespace ellipsoid

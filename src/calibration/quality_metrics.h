@@ -1,0 +1,22 @@
+#pragma once
+
+// How well a correction brings raw readings onto the unit sphere. Pure: any thread, no lock.
+
+#include "calibration/ellipsoid_fit.h"
+
+namespace ellipsoid {
+
+// Mean and standard deviation of the corrected lengths; both NaN without samples.
+struct QualityMetrics
+{
+    float mean;
+    float deviation;
+};
+QualityMetrics qualityMetrics(const Samples &samples, const Correction &correction);
+
+enum class Verdict { Good, Acceptable, Bad };
+
+// Judged on the deviation alone: the mean of a good fit is 1 anyway. NaN is bad.
+Verdict verdictOn(float deviation);
+
+} // namespace ellipsoid
