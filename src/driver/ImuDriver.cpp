@@ -60,24 +60,28 @@ void imu::loop()
 // handler arms the next one, so that opening the port needs no thread to be started or woken.
 void imu::armRead()
 {
-    m_link.asyncReadByte(m_receiveByte, boost::bind(&imu::readHandler, shared_from_this(),
-                                                    boost::asio::placeholders::error,
-                                                    boost::asio::placeholders::bytes_transferred));
+    m_readSession = m_link.asyncReadByte(m_receiveByte,
+                                         boost::bind(&imu::readHandler, shared_from_this(),
+                                                     boost::asio::placeholders::error,
+                                                     boost::asio::placeholders::bytes_transferred));
 }
 
+// A byte that was read before the port was opened anew is as good as a failed read: completing a
+// packet with it would pass off the old line's sample as a sign of life on the new one.
 void imu::readHandler(const boost::system::error_code & /*error*/, unsigned long count)
 {
-    if (count == 1)
-        receiveByte(m_receiveByte);
-    else
+    if (count != 1 || m_readSession != m_link.session())
         m_framer.reset();
+    else if (m_framer.feed(m_receiveByte))
+        decodeReceived();
     armRead();
 }
 
-void imu::receiveByte(unsigned char byte)
+void imu::decodeReceived()
 {
-    if (m_framer.feed(byte))
-        processPacket(m_framer.packet(), m_framer.length());
+    const boost::mutex::scoped_lock lock(m_lock);
+    if (m_readSession == m_link.session())
+        decodePacket(m_framer.packet(), m_framer.length(), m_store, *this);
 }
 
 bool imu::processPacket(const unsigned char *packet, int length)
@@ -142,21 +146,6 @@ void imu::waitForNBytes(int n)
 }
 
 // --- Samples -----------------------------------------------------------------------------------
-
-// A flag that is not set answers without the lock: the panel's worker asks millions of times a
-// second, and must not keep the reader from storing the next packet.
-
-template <typename T>
-bool imu::takeFresh(int code, const T &from, T *to)
-{
-    if (!m_connected || !m_store.fresh.test(code))
-        return false;
-    const boost::mutex::scoped_lock lock(m_lock);
-    if (!m_connected || !m_store.fresh.take(code))
-        return false;
-    *to = from;
-    return true;
-}
 
 template <std::size_t N>
 bool imu::takeFresh(int code, const std::array<float, N> &from, float *to)

@@ -141,7 +141,11 @@ public:
 
     // One byte from the line; the reader thread calls it. Public so that recorded or hostile bytes
     // can be fed to a driver that was never started.
-    void receiveByte(unsigned char byte);
+    void receiveByte(unsigned char byte)
+    {
+        if (m_framer.feed(byte))
+            processPacket(m_framer.packet(), m_framer.length());
+    }
     // Decodes one packet under the lock; readable for kDecoderSlack bytes past `length`.
     bool processPacket(const unsigned char *packet, int length);
 
@@ -158,17 +162,17 @@ private:
     void loop();
     void readHandler(const boost::system::error_code &error, unsigned long count);
     void armRead();
+    void decodeReceived();
 
     void quaternionDecoded(const std::array<float, 4> &xyzw) override;
     void magneticFieldDecoded(const std::array<float, 3> &xyz) override;
     void magneticFieldRawDecoded(const std::array<float, 3> &xyz) override;
 
-    template <typename T>
-    bool takeFresh(int code, const T &from, T *to);
+    template <typename From, typename To>
+    bool takeFresh(int code, const From &from, To *to);
     template <std::size_t N>
     bool takeFresh(int code, const std::array<float, N> &from, float *to);
-    template <typename T>
-    bool takeSetting(int code, const std::atomic<T> &from, T *to);
+    void clearFresh(protocol::BlockCode code);
 
     // Builds a packet under the lock and writes it after releasing it. False if not connected or
     // written short.
@@ -214,14 +218,20 @@ private:
 
     // Reader thread only.
     unsigned char m_receiveByte = 0;
+    unsigned int m_readSession = 0; // of the link, when the read was armed
     Framer m_framer;
 };
 
 // --- Shared by the source files of the driver
 
-template <typename T>
-bool imu::takeSetting(int code, const std::atomic<T> &from, T *to)
+// A flag that is not set answers without the lock: the panel's worker asks millions of times a
+// second, and must not keep the reader from storing the next packet.
+template <typename From, typename To>
+bool imu::takeFresh(int code, const From &from, To *to)
 {
+    if (!m_connected || !m_store.fresh.test(code))
+        return false;
+    const boost::mutex::scoped_lock lock(m_lock);
     if (!m_connected || !m_store.fresh.take(code))
         return false;
     *to = from;

@@ -25,17 +25,17 @@ constexpr std::array<BlockCode, 5> kSettingsCodes{BAUD_RATE, DATA_RATE, OUTPUTS,
 
 bool imu::getDataRate_(unsigned short *rateHz)
 {
-    return takeSetting(DATA_RATE, m_store.dataRate, rateHz);
+    return takeFresh(DATA_RATE, m_store.dataRate, rateHz);
 }
 
 bool imu::getBaudRate_(unsigned int *baud)
 {
-    return takeSetting(BAUD_RATE, m_store.baudRate, baud);
+    return takeFresh(BAUD_RATE, m_store.baudRate, baud);
 }
 
 bool imu::getOutputs_(unsigned short *mask)
 {
-    return takeSetting(OUTPUTS, m_store.outputs, mask);
+    return takeFresh(OUTPUTS, m_store.outputs, mask);
 }
 
 int imu::getDataRate()
@@ -175,7 +175,7 @@ bool imu::saveSettings()
 {
     if (!m_connected)
         return false;
-    m_store.fresh.clear(SAVE_SETTINGS);
+    clearFresh(SAVE_SETTINGS);
     retryForever(500ms, [&] { return saveSettings_(); });
     return true;
 }
@@ -184,7 +184,7 @@ bool imu::revertToFactorySettings()
 {
     if (!m_connected)
         return false;
-    m_store.fresh.clear(FACTORY_RESET);
+    clearFresh(FACTORY_RESET);
     retryForever(500ms, [&] { return revertToFactorySettings_(); });
     return true;
 }
@@ -200,6 +200,12 @@ bool imu::loadSettings()
         sleep(100ms);
     }
     return false;
+}
+
+void imu::clearFresh(BlockCode code)
+{
+    const boost::mutex::scoped_lock lock(m_lock);
+    m_store.fresh.clear(code);
 }
 
 void imu::resetSettingsFlags()

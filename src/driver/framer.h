@@ -11,36 +11,15 @@ class Framer
 {
 public:
     // Takes the next byte. True if it completed a packet, which then stands in packet() and
-    // length() until the next byte. Length and checksum are for the decoder to judge.
+    // length() until the next byte. The checksum is for the decoder to judge.
     bool feed(unsigned char byte)
     {
-        switch (m_state) {
-        case Hunting:
-            if (byte == protocol::kSync) {
-                m_buffer[0] = byte;
-                m_index = 1;
-                m_state = Type;
-            }
-            return false;
-        case Type:
-            m_state =
-                byte == protocol::kDataType || byte == protocol::kReplyType ? LengthLow : Hunting;
+        // Nearly every byte is a body byte and not the last one.
+        if (m_state == Body && m_index < m_last) [[likely]] {
             store(byte);
             return false;
-        case LengthLow:
-            m_expected = byte;
-            store(byte);
-            m_state = LengthHigh;
-            return false;
-        case LengthHigh:
-            m_expected |= byte << 8;
-            store(byte);
-            m_state = Body;
-            return false;
-        case Body:
-            return feedBody(byte);
         }
-        return false;
+        return feedTurn(byte);
     }
 
     // Forgets a half-received packet, as after a failed read.
@@ -59,26 +38,61 @@ private:
 
     void store(unsigned char byte) { m_buffer[static_cast<std::size_t>(m_index++)] = byte; }
 
-    bool feedBody(unsigned char byte)
+    // A byte that may change the state.
+    bool feedTurn(unsigned char byte)
     {
-        if (m_expected == 0 || m_expected > kCapacity) {
-            m_state = Hunting;
+        switch (m_state) {
+        case Hunting:
+            if (byte == protocol::kSync) {
+                m_index = 0;
+                store(byte);
+                m_state = Type;
+            }
             return false;
+        case Type:
+            m_state =
+                byte == protocol::kDataType || byte == protocol::kReplyType ? LengthLow : Hunting;
+            store(byte);
+            return false;
+        case LengthLow:
+            m_expected = byte;
+            store(byte);
+            m_state = LengthHigh;
+            return false;
+        case LengthHigh:
+            m_expected |= byte << 8;
+            store(byte);
+            m_last = lastIndex();
+            m_state = Body;
+            return false;
+        case Body:
+            return endBody(byte);
         }
-        store(byte);
-        if (m_index == m_expected) {
-            m_state = Hunting;
-            return true;
-        }
-        // A stated length of 1 to 4 lies behind the index already and would never be reached:
-        // a full buffer ends it, and the line heals.
-        if (m_index == kCapacity)
-            m_state = Hunting;
         return false;
+    }
+
+    // The index whose byte ends the body. An impossible length ends it with the byte after the
+    // header; a length of 1 to 4 lies behind the index already and would never be reached, so a
+    // full buffer ends it. Either way the line heals.
+    int lastIndex() const
+    {
+        if (m_expected == 0 || m_expected > kCapacity)
+            return m_index;
+        return m_expected > m_index ? m_expected - 1 : kCapacity - 1;
+    }
+
+    bool endBody(unsigned char byte)
+    {
+        m_state = Hunting;
+        if (m_expected == 0 || m_expected > kCapacity)
+            return false;
+        store(byte);
+        return m_index == m_expected;
     }
 
     State m_state = Hunting;
     int m_expected = 0;
     int m_index = 0;
+    int m_last = 0;
     std::array<unsigned char, protocol::kMaxPacketSize + kDecoderSlack> m_buffer{};
 };

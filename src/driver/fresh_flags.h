@@ -6,19 +6,22 @@
 
 // One flag per block code: "arrived since it was last taken". All flags start false.
 //
-// The decoder sets flags under the driver's lock, but commands that wait for a reply look without
-// it; one atomic word makes that sound and keeps a look at a flag as cheap as a load.
+// Flags change only under the driver's lock, so a change needs no locked instruction; they may be
+// looked at without it, as commands that wait for a reply and the panel's polling worker do. Who
+// sees a flag set also sees the value that was stored before it.
 class FreshFlags
 {
 public:
-    void set(int code) { m_bits.fetch_or(bit(code), std::memory_order_release); }
-    void clear(int code) { m_bits.fetch_and(~bit(code), std::memory_order_acq_rel); }
+    void set(int code) { change(bits() | bit(code)); }
+    void clear(int code) { change(bits() & ~bit(code)); }
     bool test(int code) const { return (m_bits.load(std::memory_order_acquire) & bit(code)) != 0; }
 
     // Clears the flag and says whether it was set.
     bool take(int code)
     {
-        return (m_bits.fetch_and(~bit(code), std::memory_order_acq_rel) & bit(code)) != 0;
+        const bool wasSet = test(code);
+        clear(code);
+        return wasSet;
     }
 
 private:
@@ -27,6 +30,9 @@ private:
     {
         return code >= 0 && code < protocol::kBlockCodeCount ? 1u << code : 0u;
     }
+
+    std::uint32_t bits() const { return m_bits.load(std::memory_order_relaxed); }
+    void change(std::uint32_t bits) { m_bits.store(bits, std::memory_order_release); }
 
     std::atomic<std::uint32_t> m_bits{0};
 };

@@ -1,5 +1,7 @@
 #include "driver/protocol.h"
 
+#include <algorithm>
+
 namespace protocol {
 
 std::size_t preparePacket(unsigned char type, Bytes payload, unsigned char *out)
@@ -8,7 +10,7 @@ std::size_t preparePacket(unsigned char type, Bytes payload, unsigned char *out)
     out[0] = kSync;
     out[1] = type;
     writeField(out + 2, static_cast<std::uint16_t>(length));
-    std::memcpy(out + kHeaderSize, payload.data(), payload.size());
+    std::copy(payload.begin(), payload.end(), out + kHeaderSize);
     writeField(out + kHeaderSize + payload.size(), checksum(payload));
     return length;
 }

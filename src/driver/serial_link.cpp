@@ -40,6 +40,7 @@ void SerialLink::open(const std::string &path, unsigned int baud)
 {
     const boost::mutex::scoped_lock lock(m_mutex);
     m_port.open(path);
+    ++m_session;
     try {
         m_port.set_option(boost::asio::serial_port_base::baud_rate(baud));
     } catch (...) {

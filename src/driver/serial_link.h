@@ -7,6 +7,7 @@
 #include <boost/asio/serial_port.hpp>
 #include <boost/thread/mutex.hpp>
 
+#include <atomic>
 #include <string>
 #include <utility>
 
@@ -25,14 +26,17 @@ public:
     void open(const std::string &path, unsigned int baud);
     void close();
     bool isOpen() const;
+    // How often the port was opened.
+    unsigned int session() const { return m_session; }
 
-    // Starts a read of one byte. While the port is closed the read fails at once, through the
-    // handler like any other.
+    // Starts a read of one byte and returns the session it belongs to. While the port is closed the
+    // read fails at once, through the handler like any other.
     template <typename Handler>
-    void asyncReadByte(unsigned char &into, Handler &&handler)
+    unsigned int asyncReadByte(unsigned char &into, Handler &&handler)
     {
         const boost::mutex::scoped_lock lock(m_mutex);
         m_port.async_read_some(boost::asio::buffer(&into, 1), std::forward<Handler>(handler));
+        return m_session;
     }
 
     // One blocking read of up to `size` bytes.
@@ -48,4 +52,5 @@ public:
 private:
     mutable boost::mutex m_mutex;
     boost::asio::serial_port m_port; // guarded by m_mutex
+    std::atomic<unsigned int> m_session{0};
 };
