@@ -1,0 +1,446 @@
+#include "driver/ImuDriver.h"
+
+#include "tests/support/bytes.h"
+#include "tests/support/pty_port.h"
+#include "tests/support/test_main.h"
+
+#include <boost/make_shared.hpp>
+#include <boost/system/system_error.hpp>
+#include <boost/thread/exceptions.hpp>
+
+#include <QSignalSpy>
+
+#include <cmath>
+#include <csignal>
+#include <filesystem>
+#include <limits>
+#include <set>
+#include <thread>
+
+#include <sys/syscall.h>
+#include <unistd.h>
+
+using bytes::hex;
+
+namespace {
+
+const QByteArray kQuaternion = bytes::quaternionPacket(0, 0, 0, 1);
+const QByteArray kAltitude = hex("53 44 0B 00 03 00 00 80 3F C2 00"); // 1.0f
+
+// setSyncEnabled() is the one operation that tells nothing else but this.
+bool isConnected(imu &driver)
+{
+    return driver.setSyncEnabled(true);
+}
+
+// What the port says when the operation fails, or nothing if it does not.
+template <typename Operation>
+QByteArray errorOf(Operation operation)
+{
+    try {
+        operation();
+    } catch (const boost::system::system_error &error) {
+        return error.what();
+    }
+    return {};
+}
+
+// Waits for a new altitude; infinity if none comes. Not QTRY_COMPARE, which asks once more after
+// the sample was handed out.
+float nextAltitude(imu &driver)
+{
+    float altitude = 0;
+    const auto arrived = [&] { return std::isfinite(altitude = driver.getAltitude()); };
+    return QTest::qWaitFor(arrived) ? altitude : std::numeric_limits<float>::infinity();
+}
+
+std::set<pid_t> threadIds()
+{
+    std::set<pid_t> ids;
+    for (const auto &entry : std::filesystem::directory_iterator("/proc/self/task"))
+        ids.insert(std::stoi(entry.path().filename().string()));
+    return ids;
+}
+
+} // namespace
+
+class TestLink : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+
+    void missingPortThrowsOpen();
+    void unsupportedSpeedThrowsSetOption_data();
+    void unsupportedSpeedThrowsSetOption();
+    void everySpeedReachesTheLine_data();
+    void everySpeedReachesTheLine();
+    void theLineIsRaw();
+    void secondConnectKeepsPortAndSpeed();
+    void disconnectIsAlwaysTrue();
+    void samplesArriveAfterEachConnect();
+    void samplesArriveByteByByte();
+    void bytesFromBeforeTheConnectionAreDropped();
+    void unplugInMidPacket_data();
+    void unplugInMidPacket();
+    void disconnectInMidPacket();
+    void writingToALostDeviceThrowsWriteSome();
+    void readNBytes();
+    void readNBytesOfALostDeviceThrowsReadSome();
+    void waitForNBytes();
+    void stopEndsOnlyTheLoopThread();
+    void spinFromTheLoopThreadThrows();
+
+private:
+    void expectAltitude(PtyPort &port);
+
+    boost::shared_ptr<imu> m_driver;
+};
+
+void TestLink::initTestCase()
+{
+    m_driver = boost::make_shared<imu>(nullptr);
+    m_driver->start();
+}
+
+void TestLink::cleanup()
+{
+    m_driver->disconnect();
+}
+
+// The driver decodes what the device at the other end of this port sends.
+void TestLink::expectAltitude(PtyPort &port)
+{
+    m_driver->getAltitude();
+    QVERIFY(port.write(kAltitude));
+    QCOMPARE(nextAltitude(*m_driver), 1.0f);
+}
+
+void TestLink::missingPortThrowsOpen()
+{
+    const QByteArray error =
+        errorOf([this] { m_driver->connect("/dev/no-such-port", 115200, 8, 0, 1); });
+    QCOMPARE(error, "open: No such file or directory");
+    QVERIFY(!isConnected(*m_driver));
+
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+    expectAltitude(port);
+}
+
+void TestLink::unsupportedSpeedThrowsSetOption_data()
+{
+    QTest::addColumn<int>("baud");
+    for (const int baud : {12345, -1, 1, 9601, 1500000, 2500000, 5000000})
+        QTest::addRow("%d", baud) << baud;
+}
+
+void TestLink::unsupportedSpeedThrowsSetOption()
+{
+    QFETCH(int, baud);
+
+    PtyPort port;
+    QCOMPARE(errorOf([&] { m_driver->connect(port.path(), baud, 8, 0, 1); }),
+             "set_option: Invalid argument");
+    QVERIFY(!isConnected(*m_driver));
+    QVERIFY(m_driver->connect(port.path(), 230400, 8, 0, 1));
+    QCOMPARE(port.speed(), 230400u);
+    expectAltitude(port);
+}
+
+void TestLink::everySpeedReachesTheLine_data()
+{
+    QTest::addColumn<int>("baud");
+    for (const int baud :
+         {0,      50,     75,     110,     134,     150,     200,     300,     600,    1200,
+          1800,   2400,   4800,   9600,    19200,   38400,   57600,   115200,  230400, 460800,
+          500000, 576000, 921600, 1000000, 1152000, 2000000, 3000000, 3500000, 4000000})
+        QTest::addRow("%d", baud) << baud;
+}
+
+void TestLink::everySpeedReachesTheLine()
+{
+    QFETCH(int, baud);
+
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), baud, 8, 0, 1));
+    QCOMPARE(port.speed(), static_cast<unsigned int>(baud));
+}
+
+// Whatever the last three arguments say.
+void TestLink::theLineIsRaw()
+{
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 7, 2, 2));
+    QVERIFY(port.isRaw());
+    // Every byte value passes in both directions, flow control and line editing included.
+    QByteArray all;
+    for (int value = 0; value < 256; ++value)
+        all.append(static_cast<char>(value)); // the first 36 skipped, the others unknown codes
+    port.write(bytes::packet('D', bytes::code(22) + all + bytes::code(3) + bytes::floats({2})));
+    QCOMPARE(nextAltitude(*m_driver), 2.0f);
+    m_driver->setBaudRate_(0x0D0A1113);
+    QCOMPARE(port.read(12), hex("53 43 0C 00 0D 07 13 11 0A 0D 4F 00"));
+}
+
+void TestLink::secondConnectKeepsPortAndSpeed()
+{
+    PtyPort first;
+    PtyPort second;
+    QVERIFY(m_driver->connect(first.path(), 460800, 8, 0, 1));
+    const unsigned int untouched = second.speed();
+    QVERIFY(m_driver->connect(second.path(), 57600, 8, 0, 1));
+    QVERIFY(m_driver->connect("/dev/no-such-port", 12345, 8, 0, 1));
+    QCOMPARE(first.speed(), 460800u);
+    QCOMPARE(second.speed(), untouched);
+    expectAltitude(first);
+}
+
+void TestLink::disconnectIsAlwaysTrue()
+{
+    QVERIFY(m_driver->disconnect());
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+    QVERIFY(isConnected(*m_driver));
+    QVERIFY(m_driver->disconnect());
+    QVERIFY(!isConnected(*m_driver));
+    QVERIFY(m_driver->disconnect());
+}
+
+void TestLink::samplesArriveAfterEachConnect()
+{
+    PtyPort port;
+    for (int round = 0; round < 50; ++round) {
+        QVERIFY(m_driver->connect(port.path(), round % 2 == 0 ? 115200 : 921600, 8, 0, 1));
+        expectAltitude(port);
+        QVERIFY(m_driver->disconnect());
+    }
+}
+
+void TestLink::samplesArriveByteByByte()
+{
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+    for (const char byte : hex("00 53 58") + kAltitude) {
+        QVERIFY(port.write(QByteArray(1, byte)));
+        QTRY_COMPARE(port.unreadByHost(), 0);
+    }
+    QCOMPARE(nextAltitude(*m_driver), 1.0f);
+}
+
+// A pseudo-terminal keeps what was sent while nobody listened, and a real line can still carry
+// bytes of the speed before: neither may be taken for what the device says now.
+void TestLink::bytesFromBeforeTheConnectionAreDropped()
+{
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+    QVERIFY(m_driver->disconnect());
+    QVERIFY(port.write(kQuaternion));
+    QCOMPARE(port.unreadByHost(), static_cast<int>(kQuaternion.size()));
+    QVERIFY(m_driver->connect(port.path(), 921600, 8, 0, 1));
+    expectAltitude(port);
+    QVERIFY(m_driver->getQuaternion().empty());
+}
+
+void TestLink::unplugInMidPacket_data()
+{
+    QTest::addColumn<qsizetype>("cut");
+    for (qsizetype cut = 0; cut < kAltitude.size(); ++cut)
+        QTest::addRow("after %d bytes", static_cast<int>(cut)) << cut;
+}
+
+void TestLink::unplugInMidPacket()
+{
+    QFETCH(qsizetype, cut);
+
+    {
+        PtyPort lost;
+        QVERIFY(m_driver->connect(lost.path(), 115200, 8, 0, 1));
+        QVERIFY(lost.write(kAltitude.first(cut)));
+        QTRY_COMPARE(lost.unreadByHost(), 0);
+    }
+    // The driver does not notice by itself.
+    QVERIFY(isConnected(*m_driver));
+    QVERIFY(m_driver->disconnect());
+
+    PtyPort found;
+    QVERIFY(m_driver->connect(found.path(), 115200, 8, 0, 1));
+    expectAltitude(found);
+}
+
+void TestLink::disconnectInMidPacket()
+{
+    PtyPort port;
+    for (qsizetype cut = 1; cut < kAltitude.size(); ++cut) {
+        QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+        QVERIFY(port.write(kAltitude.first(cut)));
+        QTRY_COMPARE(port.unreadByHost(), 0);
+        QVERIFY(m_driver->disconnect());
+        QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+        expectAltitude(port);
+        QVERIFY(m_driver->disconnect());
+    }
+}
+
+void TestLink::writingToALostDeviceThrowsWriteSome()
+{
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+    port.hangUp();
+    float nine[9]{};
+    const QByteArray lost = "write_some: Input/output error";
+    QCOMPARE(errorOf([&] { m_driver->setBaudRate_(115200); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->setDataRate(100); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->setOutputs(1); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->setZeroThreshold(0); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->saveSettings(); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->revertToFactorySettings(); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->loadSettings(); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->startCalibration(); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->stopCalibration(); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->getCalibrationDataSize(); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->getCalibrationData(0, 1); }), lost);
+    QCOMPARE(errorOf([&] { m_driver->setMagneticFieldCalibrationData(nine, nine); }), lost);
+    QVERIFY(isConnected(*m_driver));
+
+    QVERIFY(m_driver->disconnect());
+    PtyPort again;
+    QVERIFY(m_driver->connect(again.path(), 115200, 8, 0, 1));
+    expectAltitude(again);
+}
+
+// These two read for themselves, so their driver is one without a reader thread.
+
+void TestLink::readNBytes()
+{
+    imu driver(nullptr);
+    unsigned char buffer[8] = {};
+    QCOMPARE(driver.readNBytes(8, buffer), 0);
+
+    PtyPort port;
+    QVERIFY(driver.connect(port.path(), 115200, 8, 0, 1));
+    QCOMPARE(driver.readNBytes(0, buffer), 0);
+    QVERIFY(port.write("abc"));
+    QCOMPARE(driver.readNBytes(2, buffer), 2);
+    QCOMPARE(driver.readNBytes(8, buffer + 2), 1);
+    QCOMPARE(QByteArray(reinterpret_cast<const char *>(buffer)), "abc");
+
+    // It waits for the first byte.
+    std::jthread device([&port] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(150));
+        port.write("d");
+    });
+    QCOMPARE(driver.readNBytes(8, buffer), 1);
+    QCOMPARE(buffer[0], static_cast<unsigned char>('d'));
+}
+
+void TestLink::readNBytesOfALostDeviceThrowsReadSome()
+{
+    imu driver(nullptr);
+    PtyPort port;
+    QVERIFY(driver.connect(port.path(), 115200, 8, 0, 1));
+    port.hangUp();
+    unsigned char byte = 0;
+    const QByteArray error = errorOf([&] { driver.readNBytes(1, &byte); });
+    QVERIFY2(error.startsWith("read_some: "), error.constData());
+    QVERIFY(driver.disconnect());
+}
+
+void TestLink::waitForNBytes()
+{
+    imu driver(nullptr);
+    driver.waitForNBytes(1); // closed: at once
+
+    PtyPort port;
+    QVERIFY(driver.connect(port.path(), 115200, 8, 0, 1));
+    driver.waitForNBytes(0);
+    QVERIFY(port.write("ab"));
+    std::atomic<bool> sent{false};
+    std::jthread device([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        sent = true;
+        port.write("c");
+    });
+    driver.waitForNBytes(3);
+    QVERIFY(sent);
+
+    std::jthread closer([&driver] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        driver.disconnect();
+    });
+    driver.waitForNBytes(4);
+    QVERIFY(!isConnected(driver));
+}
+
+void TestLink::stopEndsOnlyTheLoopThread()
+{
+    const auto driver = boost::make_shared<imu>(nullptr);
+    const auto before = threadIds().size();
+    driver->start();
+    QTRY_COMPARE(threadIds().size(), before + 2);
+    driver->stop();
+    driver->spin(); // returns only when the loop thread has ended
+    QTRY_COMPARE(threadIds().size(), before + 1);
+
+    PtyPort port;
+    QVERIFY(driver->connect(port.path(), 115200, 8, 0, 1));
+    QSignalSpy updates(driver.get(), &imu::quaternionUpdated);
+    QVERIFY(port.write(kQuaternion));
+    QTRY_COMPARE(updates.count(), 1);
+    QCOMPARE(driver->getQuaternion(), (std::vector<float>{0, 0, 0, 1}));
+
+    // Disconnected it would cycle for the rest of the program.
+    static PtyPort resting;
+    driver->disconnect();
+    driver->connect(resting.path(), 115200, 8, 0, 1);
+}
+
+namespace {
+
+imu *spinningDriver = nullptr;
+std::atomic<int> spinOutcome{0};
+std::string spinError;
+
+// Runs on the loop thread, in the middle of its sleep.
+void spinThere(int)
+{
+    try {
+        spinningDriver->spin();
+        spinOutcome = 1;
+    } catch (const boost::thread_resource_error &error) {
+        spinError = error.what();
+        spinOutcome = 2;
+    }
+}
+
+} // namespace
+
+void TestLink::spinFromTheLoopThreadThrows()
+{
+#ifdef __SANITIZE_THREAD__
+    QSKIP("reports the exception as unsafe inside a signal handler, which it is");
+#endif
+    const auto before = threadIds();
+    const auto driver = boost::make_shared<imu>(nullptr);
+    driver->start();
+    QTRY_COMPARE(threadIds().size(), before.size() + 2);
+    std::vector<pid_t> started;
+    std::ranges::set_difference(threadIds(), before, std::back_inserter(started));
+    QCOMPARE(started.size(), std::size_t(2));
+
+    // The loop thread starts the reader, so it is the older of the two.
+    spinningDriver = driver.get();
+    std::signal(SIGUSR1, spinThere);
+    ::syscall(SYS_tgkill, ::getpid(), started.front(), SIGUSR1);
+    QTRY_COMPARE(spinOutcome.load(), 2);
+    std::signal(SIGUSR1, SIG_DFL);
+    QVERIFY2(spinError.starts_with("boost thread: trying joining itself"), spinError.c_str());
+
+    static PtyPort resting;
+    driver->connect(resting.path(), 115200, 8, 0, 1);
+}
+
+VORNIX_TEST_MAIN(TestLink, QCoreApplication)
+#include "test_link.moc"
