@@ -2,6 +2,7 @@
 
 #include <QAction>
 #include <QActionGroup>
+#include <QFile>
 #include <QFormLayout>
 #include <QGraphicsView>
 #include <QGroupBox>
@@ -360,6 +361,23 @@ private slots:
         QTRY_COMPARE(label(u"label_status"_s)->text(), u"Not connected"_s);
         QCOMPARE(label(u"label_datarate"_s)->text(), u"Receiving 0 Hz"_s);
         QTRY_VERIFY(rate.count() >= 2);
+    }
+
+    // --- Language without files ------------------------------------------------------------------
+
+    void withoutTranslationsTheTextsStayEnglish()
+    {
+        QVERIFY(!QFile::exists(QCoreApplication::applicationDirPath() + u"/languages"_s));
+        const QList<QAction *> languages = child<QMenu>(u"menuLanguage"_s)->actions();
+        QCOMPARE(languages.size(), 2);
+        languages[1]->trigger();
+        QCoreApplication::processEvents();
+        QVERIFY(!languages[0]->isChecked());
+        QVERIFY(languages[1]->isChecked());
+        QCOMPARE(action(u"actionScan"_s)->text(), u"Scan for Devices"_s);
+        languages[0]->trigger();
+        QVERIFY(languages[0]->isChecked());
+        QVERIFY(!languages[1]->isChecked());
     }
 
     // --- Device actions without a device --------------------------------------------------------

@@ -1,0 +1,180 @@
+#include "app/mainwindow.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QLabel>
+#include <QLocale>
+#include <QMenu>
+#include <QTest>
+
+#include "app/application.h"
+#include "tests/support/test_main.h"
+
+using namespace Qt::StringLiterals;
+
+namespace {
+
+class LanguageChanges : public QObject
+{
+public:
+    int count = 0;
+
+    bool eventFilter(QObject *, QEvent *event) override
+    {
+        if (event->type() == QEvent::LanguageChange)
+            ++count;
+        return false;
+    }
+};
+
+} // namespace
+
+// With a translation of its own, so that the test does not hang on the wording of the real one.
+class TestMainWindowLanguage : public QObject
+{
+    Q_OBJECT
+
+    MainWindow *m_window = nullptr;
+    QAction *m_english = nullptr;
+    QAction *m_turkish = nullptr;
+    LanguageChanges m_changes;
+
+    QString text(const QString &label) const
+    {
+        return m_window->findChild<QLabel *>(label)->text();
+    }
+
+    QString scanText() const { return m_window->findChild<QAction *>(u"actionScan"_s)->text(); }
+
+    static QString translationFile()
+    {
+        return QCoreApplication::applicationDirPath() + u"/languages/translate_tr.qm"_s;
+    }
+
+    // Changes are posted: their end is when the window got one.
+    void choose(QAction *language)
+    {
+        const int before = m_changes.count;
+        language->trigger();
+        QTRY_VERIFY(m_changes.count > before);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QVERIFY(QDir().mkpath(QFileInfo(translationFile()).path()));
+        QFile::remove(translationFile());
+        QVERIFY(QFile::copy(QCoreApplication::applicationDirPath() + u"/trial_tr.qm"_s,
+                            translationFile()));
+        QLocale::setDefault(QLocale(u"de"_s));
+        m_window = new MainWindow;
+        m_window->installEventFilter(&m_changes);
+        const QList<QAction *> entries = m_window->findChild<QMenu *>(u"menuLanguage"_s)->actions();
+        QCOMPARE(entries.size(), 2);
+        m_english = entries[0];
+        m_turkish = entries[1];
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window));
+    }
+
+    void init()
+    {
+        if (!m_english->isChecked())
+            choose(m_english);
+        QCoreApplication::processEvents();
+        m_changes.count = 0;
+    }
+
+    void menu()
+    {
+        QCOMPARE(m_english->text(), u"English"_s);
+        QCOMPARE(m_english->data().toString(), u"en"_s);
+        QCOMPARE(m_turkish->text(), u"Türkçe"_s);
+        QCOMPARE(m_turkish->data().toString(), u"tr"_s);
+        for (const QAction *entry : {m_english, m_turkish}) {
+            QVERIFY(entry->isCheckable());
+            QVERIFY(entry->actionGroup());
+            QVERIFY(entry->actionGroup()->isExclusive());
+            QCOMPARE(entry->actionGroup()->parent(), m_window);
+        }
+        QCOMPARE(m_english->actionGroup(), m_turkish->actionGroup());
+    }
+
+    void everyStartIsInEnglish()
+    {
+        QVERIFY(m_english->isChecked());
+        QVERIFY(!m_turkish->isChecked());
+        QCOMPARE(QLocale().language(), QLocale::English);
+        QCOMPARE(scanText(), u"Scan for Devices"_s);
+    }
+
+    void switchingThereAndBack()
+    {
+        choose(m_turkish);
+        QVERIFY(m_turkish->isChecked());
+        QVERIFY(!m_english->isChecked());
+        QCOMPARE(QLocale().language(), QLocale::Turkish);
+        QCOMPARE(scanText(), u"Tara (deneme)"_s);
+
+        choose(m_english);
+        QVERIFY(m_english->isChecked());
+        QVERIFY(!m_turkish->isChecked());
+        QCOMPARE(QLocale().language(), QLocale::English);
+        QCOMPARE(scanText(), u"Scan for Devices"_s);
+    }
+
+    // A switch takes every text of the form back to its design, whatever stood there.
+    void aSwitchResetsTheLabels()
+    {
+        emit m_window->DataQuaternionWrite(u"1, 0, 0, 0"_s);
+        QCOMPARE(text(u"label_quat"_s), u"1, 0, 0, 0"_s);
+        choose(m_turkish);
+        QCOMPARE(text(u"label_quat"_s), u"Hiç (deneme)"_s);
+        QCOMPARE(text(u"label_status"_s), u"Durum: (deneme)"_s);
+        QCOMPARE(text(u"label_datarate"_s), u"Data Rate: 0 Hz"_s); // a text without translation
+        QVERIFY(!m_window->findChild<QLabel *>(u"label_header_logo"_s)->pixmap().isNull());
+    }
+
+    // Texts built in code, by either thread, follow the language from the next time they are built.
+    void messagesFollow()
+    {
+        choose(m_turkish);
+        QTRY_COMPARE(text(u"label_datarate"_s), u"Hız 0 Hz (deneme)"_s);
+        QCOMPARE(text(u"label_status"_s), u"Yok (deneme)"_s);
+        m_window->findChild<QAction *>(u"actionConnect_2"_s)->trigger();
+        QCOMPARE(text(u"label_status"_s), u"Önce tara (deneme)"_s);
+    }
+
+    void choosingTheLanguageInForceDoesNothing()
+    {
+        emit m_window->DataQuaternionWrite(u"1, 0, 0, 0"_s);
+        m_english->trigger();
+        QCoreApplication::processEvents();
+        QCOMPARE(m_changes.count, 0);
+        QCOMPARE(text(u"label_quat"_s), u"1, 0, 0, 0"_s);
+        QVERIFY(m_english->isChecked());
+    }
+
+    // Last, as nothing brings the file back.
+    void aFileThatVanishedLeavesTheEnglishTexts()
+    {
+        QVERIFY(QFile::remove(translationFile()));
+        m_turkish->trigger();
+        QCoreApplication::processEvents();
+        QVERIFY(m_turkish->isChecked());
+        QVERIFY(!m_english->isChecked());
+        QCOMPARE(scanText(), u"Scan for Devices"_s);
+        QCOMPARE(m_changes.count, 0);
+
+        m_english->trigger();
+        QCoreApplication::processEvents();
+        QVERIFY(m_english->isChecked());
+        QCOMPARE(m_changes.count, 0);
+    }
+};
+
+VORNIX_TEST_MAIN(TestMainWindowLanguage, Application)
+#include "test_mainwindow_language.moc"

@@ -1,0 +1,48 @@
+#include <QGuiApplication>
+#include <QProcess>
+#include <QTest>
+
+#include "tests/support/x11_windows.h"
+
+using namespace Qt::StringLiterals;
+
+// The program itself, from outside.
+class TestProgram : public QObject
+{
+    Q_OBJECT
+
+    QProcess m_program;
+
+private slots:
+    void init()
+    {
+        m_program.setProgram(QStringLiteral(VORNIX_PROGRAM));
+        m_program.start();
+        QVERIFY2(m_program.waitForStarted(), qPrintable(m_program.errorString()));
+    }
+
+    void cleanup()
+    {
+        if (m_program.state() != QProcess::NotRunning) {
+            m_program.kill();
+            m_program.waitForFinished();
+        }
+    }
+
+    // Its worker thread never ends, which must not show: no abort, no message.
+    void closingTheWindowEndsIt()
+    {
+        bool asked = false;
+        QTRY_VERIFY_WITH_TIMEOUT(asked = asked || askToClose(m_program.processId()), 20'000);
+        QTRY_COMPARE_WITH_TIMEOUT(m_program.state(), QProcess::NotRunning, 20'000);
+        QCOMPARE(m_program.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(m_program.exitCode(), 0);
+        const QByteArray said = m_program.readAllStandardError();
+        QVERIFY2(!said.contains("terminate"), said);
+        QVERIFY2(!said.contains("Sanitizer"), said);
+        QVERIFY2(!said.contains("runtime error"), said);
+    }
+};
+
+QTEST_MAIN(TestProgram)
+#include "test_program.moc"
