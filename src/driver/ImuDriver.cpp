@@ -60,10 +60,15 @@ void imu::loop()
 // handler arms the next one, so that opening the port needs no thread to be started or woken.
 void imu::armRead()
 {
-    m_readSession = m_link.asyncReadByte(m_receiveByte,
-                                         boost::bind(&imu::readHandler, shared_from_this(),
-                                                     boost::asio::placeholders::error,
-                                                     boost::asio::placeholders::bytes_transferred));
+    const unsigned int session = m_link.asyncReadByte(
+        m_receiveByte,
+        boost::bind(&imu::readHandler, shared_from_this(), boost::asio::placeholders::error,
+                    boost::asio::placeholders::bytes_transferred));
+    // Closed and opened again while no read was under way to fail: what the old line began, the new
+    // one does not go on with.
+    if (session != m_readSession)
+        m_framer.reset();
+    m_readSession = session;
 }
 
 // A byte that was read before the port was opened anew is as good as a failed read: completing a
