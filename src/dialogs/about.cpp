@@ -3,6 +3,7 @@
 #include <QCoreApplication>
 #include <QDate>
 #include <QEvent>
+#include <QLayout>
 
 #include "dialogs/maker.h"
 
@@ -11,6 +12,9 @@
 using namespace Qt::StringLiterals;
 
 namespace {
+
+// Wide enough for a contact line; what wraps at this width sets the least height.
+constexpr int kLeastWidth = 420;
 
 QString link(const QString &target, const QString &shown)
 {
@@ -45,6 +49,7 @@ void AboutDialog::retranslateUiTexts()
     m_ui->labelVersion->setText(tr("Version %1").arg(versionShown()));
     m_ui->labelCompany->setText(tr(maker::kNameAndTagline));
     retranslateContactTexts();
+    setMinimumSize(kLeastWidth, layout()->totalHeightForWidth(kLeastWidth));
 }
 
 void AboutDialog::retranslateContactTexts()

@@ -64,4 +64,14 @@ QString rateText(int rateHz)
     return QString::number(rateHz) + u" Hz"_s;
 }
 
+QStringList spareBaudTexts()
+{
+    return {u"115200"_s, u"230400"_s, u"460800"_s, u"921600"_s, u"1500000"_s};
+}
+
+QStringList spareRateTexts()
+{
+    return {u"50 Hz"_s, u"100 Hz"_s, u"200 Hz"_s, u"400 Hz"_s, u"500 Hz"_s, u"1000 Hz"_s};
+}
+
 } // namespace settings

@@ -5,7 +5,7 @@
 #include <array>
 #include <cstdint>
 
-#include <QString>
+#include <QStringList>
 
 // What the settings dialog decides without a window: which check box stands for which output, what
 // a preset checks, and what the texts of the combo boxes mean. Pure: any thread.
@@ -56,5 +56,10 @@ bool parseRate(const QString &text, unsigned short &rateHz);
 
 // The text of a rate's entry: "200 Hz".
 QString rateText(int rateHz);
+
+// For a form that leaves its combo boxes empty. Ours fills them, and with other choices: these are
+// the ones of devices that know 1500000 baud and 400 Hz.
+QStringList spareBaudTexts();
+QStringList spareRateTexts();
 
 } // namespace settings

@@ -12,8 +12,6 @@
 
 #include "ui_settings_dialog.h"
 
-using namespace Qt::StringLiterals;
-
 namespace {
 
 // A command freezes the window for as long as the device takes; a baud change takes seconds.
@@ -62,16 +60,12 @@ SettingsDialog::~SettingsDialog() = default;
 
 // --- The form ----------------------------------------------------------------------------------
 
-// The form fills both combo boxes; these lists stand by for a form that leaves them empty, and
-// offer what the devices without the form's choices have.
 void SettingsDialog::populateCombosIfEmpty()
 {
     if (m_ui->comboBox_baud->count() == 0)
-        m_ui->comboBox_baud->addItems(
-            {u"115200"_s, u"230400"_s, u"460800"_s, u"921600"_s, u"1500000"_s});
+        m_ui->comboBox_baud->addItems(settings::spareBaudTexts());
     if (m_ui->comboBox_quaternion_rate->count() == 0)
-        m_ui->comboBox_quaternion_rate->addItems(
-            {u"50 Hz"_s, u"100 Hz"_s, u"200 Hz"_s, u"400 Hz"_s, u"500 Hz"_s, u"1000 Hz"_s});
+        m_ui->comboBox_quaternion_rate->addItems(settings::spareRateTexts());
 }
 
 SettingsDialog::OutputBoxes SettingsDialog::outputBoxes() const

@@ -1,0 +1,158 @@
+#pragma once
+
+#include <QAbstractItemView>
+#include <QAbstractScrollArea>
+#include <QAccessible>
+#include <QAccessibleInterface>
+#include <QApplication>
+#include <QComboBox>
+#include <QDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMouseEvent>
+#include <QPushButton>
+#include <QScrollBar>
+#include <QTest>
+#include <QTimer>
+#include <QTranslator>
+
+// What the tests of the dialogs share.
+namespace dialog_test {
+
+// The child of that name, which must exist.
+template <typename Widget>
+Widget *child(const QWidget &dialog, const QString &name)
+{
+    auto *const found = dialog.findChild<Widget *>(name);
+    if (!found)
+        qFatal("no %s in %s", qPrintable(name), qPrintable(dialog.objectName()));
+    return found;
+}
+
+inline QStringList itemTexts(const QComboBox &combo)
+{
+    QStringList texts;
+    for (int index = 0; index < combo.count(); ++index)
+        texts << combo.itemText(index);
+    return texts;
+}
+
+struct ShownBox
+{
+    QString title;
+    QString text;
+    QMessageBox::Icon icon;
+    QMessageBox::StandardButtons buttons;
+    QWidget *parent;
+};
+
+// Notes every message box that opens during its life and presses its OK.
+class BoxWatcher
+{
+    Q_DISABLE_COPY_MOVE(BoxWatcher)
+
+public:
+    BoxWatcher()
+    {
+        QObject::connect(&m_timer, &QTimer::timeout, [this] { look(); });
+        m_timer.start(5);
+    }
+    ~BoxWatcher() = default;
+
+    QList<ShownBox> shown;
+
+private:
+    void look()
+    {
+        auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (!box || !box->button(QMessageBox::Ok))
+            return;
+        shown << ShownBox{box->windowTitle(), box->text(), box->icon(), box->standardButtons(),
+                          box->parentWidget()};
+        box->button(QMessageBox::Ok)->click();
+    }
+
+    QTimer m_timer;
+};
+
+// A language in which every text of words is the English one with a mark before it; numbers, with
+// their unit or without, stay what they are, as in any real language.
+class MarkingTranslator : public QTranslator
+{
+public:
+    QString translate(const char * /*context*/, const char *sourceText,
+                      const char * /*disambiguation*/, int /*n*/) const override
+    {
+        const QString source = QString::fromUtf8(sourceText);
+        return source.isEmpty() || source.front().isDigit() ? source : QChar(u'~') + source;
+    }
+    bool isEmpty() const override { return false; }
+};
+
+// Whether a screen reader has something to say for the widget. The name of a combo box is what it
+// shows; who it is comes from its label.
+inline bool isNamed(QWidget *widget)
+{
+    QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(widget);
+    if (!face)
+        return false;
+    if (qobject_cast<QComboBox *>(widget))
+        return !widget->accessibleName().isEmpty() ||
+               !face->relations(QAccessible::Label).isEmpty();
+    return !face->text(QAccessible::Name).isEmpty();
+}
+
+// The widgets a user works with or reads from, of which a screen reader has no name to say.
+inline QStringList unnamedWidgets(const QWidget &dialog)
+{
+    QStringList unnamed;
+    const auto widgets = dialog.findChildren<QWidget *>();
+    for (QWidget *const widget : widgets) {
+        const bool isPartOfAnother = qobject_cast<QComboBox *>(widget->parentWidget()) ||
+                                     qobject_cast<QAbstractItemView *>(widget);
+        const bool wantsName =
+            widget->focusPolicy() != Qt::NoFocus || qobject_cast<QLabel *>(widget);
+        if (wantsName && !isPartOfAnother && widget->isVisible() && !isNamed(widget))
+            unnamed << widget->objectName();
+    }
+    return unnamed;
+}
+
+// The names of the widgets that Tab visits from the focused one on, back to it. A label with links
+// takes several turns, one for each link.
+inline QStringList tabRound(QWidget &dialog)
+{
+    QStringList names{dialog.focusWidget()->objectName()};
+    for (int press = 0; press < 100; ++press) {
+        QTest::keyClick(dialog.focusWidget(), Qt::Key_Tab);
+        const QString name = dialog.focusWidget()->objectName();
+        if (name == names.front() && names.size() > 1)
+            break;
+        if (name != names.back())
+            names << name;
+    }
+    return names;
+}
+
+// Moves the mouse over the label until it is on a link, and clicks there. False if it finds none.
+inline bool clickFirstLink(QLabel &label)
+{
+    bool isOnLink = false;
+    const auto hovered = QObject::connect(&label, &QLabel::linkHovered,
+                                          [&](const QString &link) { isOnLink = !link.isEmpty(); });
+    for (int y = 2; y < label.height() && !isOnLink; y += 4) {
+        for (int x = 2; x < label.width() && !isOnLink; x += 8) {
+            const QPointF place(x, y);
+            QMouseEvent move(QEvent::MouseMove, place, label.mapToGlobal(place), Qt::NoButton,
+                             Qt::NoButton, Qt::NoModifier);
+            QCoreApplication::sendEvent(&label, &move);
+            if (isOnLink)
+                QTest::mouseClick(&label, Qt::LeftButton, {}, QPoint(x, y));
+        }
+    }
+    QObject::disconnect(hovered);
+    return isOnLink;
+}
+
+} // namespace dialog_test
