@@ -1,0 +1,54 @@
+#pragma once
+
+#include "sim/Time.h"
+
+#include <cstdint>
+
+#include <Eigen/Core>
+#include <Eigen/Geometry>
+
+namespace sim {
+
+enum class Motion {
+    Still,  // at rest, axes along the world's
+    Spin,   // steadily about the vertical
+    Tumble, // through all orientations, as one turns a unit to calibrate it
+    Hand,   // wandering about the level, as in somebody's hand
+};
+
+// The rigid body the unit is fixed to. World frame: x north, y west, z up. Body frame: the world's
+// at rest. Pure: any thread.
+class Body
+{
+public:
+    Body(Motion motion, std::uint64_t seed);
+
+    // Turns body coordinates into world coordinates.
+    Eigen::Quaterniond orientation(Time at) const;
+    // Angular velocity in body coordinates, rad/s; the exact derivative of orientation().
+    Eigen::Vector3d angularRate(Time at) const;
+
+    Motion motion() const { return m_motion; }
+
+private:
+    struct Angle
+    {
+        double value = 0;
+        double rate = 0;
+    };
+    struct Angles
+    {
+        Angle yaw, pitch, roll;
+    };
+
+    Angles angles(double t) const;
+    Angles handAngles(double t) const;
+
+    Motion m_motion;
+    std::uint64_t m_seed;
+};
+
+// Roll, pitch and yaw in degrees: yaw about z, then pitch about y, then roll about x.
+Eigen::Vector3d rollPitchYawDeg(const Eigen::Quaterniond &orientation);
+
+} // namespace sim

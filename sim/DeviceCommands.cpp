@@ -1,0 +1,318 @@
+// The unit's answers to commands, and the faults that befall them.
+
+#include "sim/Device.h"
+
+#include <algorithm>
+#include <array>
+
+using namespace protocol;
+using namespace std::chrono_literals;
+
+namespace sim {
+
+namespace {
+
+constexpr std::array<std::uint32_t, 6> kBaudChoices{57600, 115200, 230400, 460800, 921600, 1000000};
+constexpr std::array<std::uint16_t, 6> kRateChoices{50, 100, 200, 400, 500, 1000};
+constexpr Time kBreak = 20ms;
+
+template <typename T>
+void append(std::vector<unsigned char> &payload, const T &value)
+{
+    const auto *bytes = reinterpret_cast<const unsigned char *>(&value);
+    payload.insert(payload.end(), bytes, bytes + sizeof value);
+}
+
+template <typename T, std::size_t N>
+bool isOneOf(T value, const std::array<T, N> &choices)
+{
+    return std::find(choices.begin(), choices.end(), value) != choices.end();
+}
+
+// The code by which faults name a command.
+unsigned char faultCode(Bytes payload)
+{
+    return payload[0] == SET && payload.size() > 1 ? payload[1] : payload[0];
+}
+
+std::size_t parameterSize(unsigned char parameter)
+{
+    switch (parameter) {
+    case DATA_RATE:
+    case OUTPUTS:
+        return 2;
+    case BAUD_RATE:
+    case ZERO_THRESHOLD:
+        return 4;
+    case MAG_CALIBRATION:
+        return 48;
+    default:
+        return 0;
+    }
+}
+
+} // namespace
+
+// --- Commands ----------------------------------------------------------------------------------
+
+void Device::handle(Bytes packet)
+{
+    const Bytes payload = packet.subspan(kHeaderSize, packet.size() - kFrameSize);
+    // While the speed changes the port is off.
+    if (payload.empty() || m_baudChange)
+        return;
+    const unsigned char code = faultCode(payload);
+    if (const auto ignored = m_options.faults.ignoreFirst.find(code);
+        ignored != m_options.faults.ignoreFirst.end() && ignored->second > 0) {
+        --ignored->second;
+        return;
+    }
+    const std::uint32_t baud = m_memory.working.baud;
+    Payload reply = perform(payload, m_options.faults.refuse.count(code) != 0);
+    if (!reply.empty())
+        answer(code, std::move(reply));
+    if (m_memory.working.baud != baud)
+        scheduleBaudChange();
+}
+
+Device::Payload Device::perform(Bytes payload, bool refused)
+{
+    switch (payload[0]) {
+    case SET:
+        return set(payload, refused);
+    case GET:
+        return refused ? Payload{} : get(payload);
+    case SAVE_SETTINGS:
+    case FACTORY_RESET:
+    case START_CALIBRATION:
+    case STOP_CALIBRATION:
+        return status(payload[0], refused);
+    case CALIBRATION_DATA_SIZE:
+        return calibrationSize(refused);
+    case CALIBRATION_DATA:
+        return calibrationData(payload, refused);
+    default:
+        return {};
+    }
+}
+
+// The echo is the value at work afterwards, so a value the unit does not take is answered by the
+// one it keeps.
+Device::Payload Device::set(Bytes payload, bool refused)
+{
+    const unsigned char parameter = payload.size() > 1 ? payload[1] : kBlockCodeCount;
+    const std::size_t size = parameterSize(parameter);
+    if (size == 0 || payload.size() < 2 + size)
+        return {};
+    if (!refused)
+        store(parameter, payload.subspan(2, size));
+    Payload echo;
+    appendParameter(echo, parameter);
+    return echo;
+}
+
+bool Device::store(unsigned char parameter, Bytes value)
+{
+    Settings &working = m_memory.working;
+    switch (parameter) {
+    case DATA_RATE: {
+        const auto rate = readField<std::uint16_t>(value.data());
+        if (!isOneOf(rate, kRateChoices))
+            return false;
+        working.rateHz = rate;
+        scheduleSamples(m_now);
+        return true;
+    }
+    case BAUD_RATE: {
+        const auto baud = readField<std::uint32_t>(value.data());
+        if (!isOneOf(baud, kBaudChoices))
+            return false;
+        working.baud = baud;
+        return true;
+    }
+    case OUTPUTS:
+        working.outputs = readField<std::uint16_t>(value.data());
+        return true;
+    case ZERO_THRESHOLD:
+        working.zeroThreshold = readField<float>(value.data());
+        return true;
+    case MAG_CALIBRATION:
+        std::memcpy(working.magnetic.bias.data(), value.data(), sizeof working.magnetic.bias);
+        std::memcpy(working.magnetic.matrix.data(), value.data() + sizeof working.magnetic.bias,
+                    sizeof working.magnetic.matrix);
+        return true;
+    default:
+        return false;
+    }
+}
+
+Device::Payload Device::get(Bytes payload) const
+{
+    Payload answer;
+    for (const unsigned char parameter : payload.subspan(1))
+        appendParameter(answer, parameter);
+    return answer;
+}
+
+void Device::appendParameter(Payload &answer, unsigned char parameter) const
+{
+    const Settings &working = m_memory.working;
+    const auto add = [&](const auto &...values) {
+        answer.push_back(parameter);
+        (append(answer, values), ...);
+    };
+    switch (parameter) {
+    case BAUD_RATE:
+        return add(working.baud);
+    case DATA_RATE:
+        return add(working.rateHz);
+    case OUTPUTS:
+        return add(working.outputs);
+    case VERSIONS:
+        return add(m_options.firmwareVersion, m_options.hardwareVersion);
+    case SERIAL_NUMBER:
+        return add(m_options.serialNumber);
+    case ZERO_THRESHOLD:
+        return add(working.zeroThreshold);
+    case MAG_CALIBRATION:
+        return add(working.magnetic.bias, working.magnetic.matrix);
+    default:
+        return;
+    }
+}
+
+Device::Payload Device::status(unsigned char code, bool refused)
+{
+    if (refused)
+        return {code, 0};
+    switch (code) {
+    case SAVE_SETTINGS:
+        m_memory.save();
+        break;
+    case FACTORY_RESET:
+        m_memory.storeFactorySettings();
+        break;
+    case START_CALIBRATION:
+        m_points.clear();
+        m_collecting = true;
+        m_nextPoint = m_now;
+        break;
+    case STOP_CALIBRATION:
+        if (m_collecting)
+            m_store.setPoints(m_points);
+        m_collecting = false;
+        break;
+    }
+    return {code, 1};
+}
+
+Device::Payload Device::calibrationSize(bool refused) const
+{
+    Payload answer{CALIBRATION_DATA_SIZE};
+    append(answer, refused ? 0u : m_store.size());
+    return answer;
+}
+
+Device::Payload Device::calibrationData(Bytes payload, bool refused) const
+{
+    if (payload.size() < 9)
+        return {};
+    Payload answer{CALIBRATION_DATA};
+    if (refused)
+        return answer;
+    const auto block = m_store.block(readField<std::uint32_t>(payload.data() + 1),
+                                     readField<std::uint32_t>(payload.data() + 5));
+    answer.insert(answer.end(), block.begin(), block.end());
+    return answer;
+}
+
+// --- Answers -----------------------------------------------------------------------------------
+
+void Device::answer(unsigned char code, Payload payload)
+{
+    const Faults &faults = m_options.faults;
+    if (faults.silent || faults.noReply.count(code) != 0)
+        return;
+    if (const auto other = faults.replyPayload.find(code); other != faults.replyPayload.end())
+        payload = other->second;
+    if (faults.wrongEcho.count(code) != 0 && payload.size() > 1)
+        payload[1] ^= 1;
+    if (const auto late = faults.lateReply.find(code); late != faults.lateReply.end())
+        m_lateReplies.push_back({m_now + late->second, std::move(payload)});
+    else
+        sendReply(payload, m_now);
+}
+
+void Device::sendReply(const Payload &payload, Time at)
+{
+    if (m_options.faults.replyShape != ReplyShape::Split || payload.empty()) {
+        sendReplyPacket(payload, at);
+        return;
+    }
+    for (std::size_t i = 0; i < payload.size();) {
+        const std::size_t value =
+            payload[i] == VERSIONS || payload[i] == SERIAL_NUMBER ? 4 : parameterSize(payload[i]);
+        // What is no parameter, such as a run of records, is one block to its end.
+        const std::size_t size =
+            value == 0 ? payload.size() - i : std::min(1 + value, payload.size() - i);
+        const auto begin = payload.begin() + static_cast<std::ptrdiff_t>(i);
+        sendReplyPacket(Payload(begin, begin + static_cast<std::ptrdiff_t>(size)), at);
+        i += size;
+    }
+}
+
+void Device::sendReplyPacket(const Payload &payload, Time at)
+{
+    ++m_counters.repliesSent;
+    std::vector<unsigned char> packet = packed(kReplyType, payload);
+    switch (m_options.faults.replyShape) {
+    case ReplyShape::Whole:
+    case ReplyShape::Split:
+        sendPacket(std::move(packet), 1, at);
+        return;
+    case ReplyShape::Broken: {
+        const auto middle = packet.begin() + static_cast<std::ptrdiff_t>(packet.size() / 2);
+        sendPacket({packet.begin(), middle}, 0, at);
+        sendPacket({middle, packet.end()}, 1, m_transmitter.idleAt(at) + kBreak);
+        return;
+    }
+    case ReplyShape::Joined:
+        m_heldReply.insert(m_heldReply.end(), packet.begin(), packet.end());
+        if (m_memory.working.outputs == 0 || m_memory.working.rateHz == 0)
+            sendHeldReply(at); // there is nothing to join
+        return;
+    }
+}
+
+void Device::sendPacket(std::vector<unsigned char> packet, unsigned packets, Time at)
+{
+    damage(packet);
+    m_transmitter.send(std::move(packet), packets, at);
+}
+
+std::vector<unsigned char> Device::packed(unsigned char type, Bytes payload)
+{
+    std::vector<unsigned char> packet(payload.size() + kFrameSize);
+    preparePacket(type, payload, packet.data());
+    ++m_packetCount;
+    const int every = m_options.faults.corruptEvery;
+    if (every > 0 && m_packetCount % static_cast<unsigned>(every) == 0)
+        ++packet[packet.size() - kChecksumSize];
+    return packet;
+}
+
+void Device::damage(std::vector<unsigned char> &bytes)
+{
+    const Faults &faults = m_options.faults;
+    std::vector<unsigned char> noise(static_cast<std::size_t>(std::max(faults.noiseBytes, 0)));
+    for (unsigned char &byte : noise)
+        byte = static_cast<unsigned char>(m_lineNoise.bits(0, m_noiseTick++));
+    bytes.insert(bytes.begin(), noise.begin(), noise.end());
+    if (faults.byteLoss > 0) {
+        std::erase_if(bytes, [&](unsigned char) {
+            return m_lineNoise.uniform(1, m_noiseTick++) < faults.byteLoss;
+        });
+    }
+}
+
+} // namespace sim

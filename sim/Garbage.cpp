@@ -1,0 +1,24 @@
+#include "sim/Garbage.h"
+
+#include "sim/Noise.h"
+
+#include <algorithm>
+
+namespace sim {
+
+std::vector<unsigned char> garbage(protocol::Bytes sent, std::uint32_t deviceBaud,
+                                   std::uint32_t hostBaud, std::uint64_t turn)
+{
+    // A slow receiver sees several bytes as one; a fast one sees idle line and start bits between.
+    const double ratio = deviceBaud == 0 ? 1.0 : static_cast<double>(hostBaud) / deviceBaud;
+    const auto count =
+        static_cast<std::size_t>(static_cast<double>(sent.size()) * std::clamp(ratio, 0.05, 2.0)) +
+        1;
+    const Noise noise(turn);
+    std::vector<unsigned char> heard(count);
+    for (std::size_t i = 0; i < count; ++i)
+        heard[i] = static_cast<unsigned char>(noise.bits(sent[i % sent.size()], i));
+    return heard;
+}
+
+} // namespace sim

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "sim/Memory.h"
+
+#include <cstdint>
+
+#include <Eigen/Core>
+
+namespace sim {
+
+inline constexpr double kEarthFieldMicrotesla = 48.0;
+
+// What the iron around the magnetometer does to the earth's field: raw = S field + h, with S near
+// the identity (soft iron) and the offset h (hard iron), both chosen by the seed. Pure: any thread.
+class MagneticModel
+{
+public:
+    explicit MagneticModel(std::uint64_t seed);
+
+    // The earth's field in the world frame (x north, y west, z up), microtesla.
+    static Eigen::Vector3d earthField();
+
+    Eigen::Vector3d raw(const Eigen::Vector3d &fieldInBody) const
+    {
+        return m_soft * fieldInBody + m_hard;
+    }
+
+    // The calibration that undoes the iron: with it the corrected field has length 1.
+    MagneticCalibration trueCalibration() const;
+
+    const Eigen::Vector3d &hardIron() const { return m_hard; }
+    const Eigen::Matrix3d &softIron() const { return m_soft; }
+
+private:
+    Eigen::Vector3d m_hard;
+    Eigen::Matrix3d m_soft;
+};
+
+// The raw field as corrected by a calibration the host has written; unitless.
+Eigen::Vector3d corrected(const Eigen::Vector3d &raw, const MagneticCalibration &calibration);
+
+} // namespace sim

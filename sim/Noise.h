@@ -1,0 +1,29 @@
+#pragma once
+
+#include "sim/Time.h"
+
+#include <cstdint>
+
+namespace sim {
+
+// Noise that is a function of seed, channel and time alone: the same moment gives the same value,
+// however often and in whatever order it is asked for. Pure: any thread.
+class Noise
+{
+public:
+    explicit Noise(std::uint64_t seed)
+        : m_seed(seed)
+    {
+    }
+
+    std::uint64_t bits(std::uint32_t channel, std::uint64_t tick) const;
+    // In [0, 1).
+    double uniform(std::uint32_t channel, std::uint64_t tick) const;
+    // Mean 0, standard deviation 1.
+    double gaussian(std::uint32_t channel, Time at) const;
+
+private:
+    std::uint64_t m_seed;
+};
+
+} // namespace sim

@@ -1,0 +1,139 @@
+#include "sim/Sensors.h"
+
+#include "driver/protocol.h"
+
+#include <cmath>
+#include <cstring>
+#include <numbers>
+
+using namespace protocol;
+
+namespace sim {
+
+namespace {
+
+constexpr double kGravity = 9.81;           // m/s^2
+constexpr double kRateSigma = 0.002;        // rad/s
+constexpr double kAccelerationSigma = 0.02; // m/s^2
+constexpr double kRawFieldSigma = 0.15;     // uT
+constexpr double kPressureSigma = 0.02;     // hPa
+constexpr double kMeanPressure = 1013.25;   // hPa
+
+enum Channel : std::uint32_t {
+    RateNoise = 1,
+    AccelerationNoise = 4,
+    FieldNoise = 7,
+    PressureNoise = 10
+};
+
+template <std::size_t N, typename Vector>
+std::array<float, N> floats(const Vector &values)
+{
+    std::array<float, N> result;
+    for (std::size_t i = 0; i < N; ++i)
+        result[i] = static_cast<float>(values[static_cast<Eigen::Index>(i)]);
+    return result;
+}
+
+// Settles within seconds of power-up and grows with fast turning, as an estimator's own figures do.
+Eigen::Vector3d covariances(double t, double rate)
+{
+    const double settling = 1e-4 + 4e-3 * std::exp(-t / 3.0) + 2e-5 * rate;
+    return {settling, settling, 3.0 * settling};
+}
+
+// Weather, slowly, and the sensor's noise.
+double pressureAt(double t, double noise)
+{
+    return kMeanPressure + 0.4 * std::sin(2.0 * std::numbers::pi * t / 600.0) +
+           kPressureSigma * noise;
+}
+
+void append(std::vector<unsigned char> &payload, BlockCode code, const void *data, std::size_t size)
+{
+    const auto *bytes = static_cast<const unsigned char *>(data);
+    payload.push_back(code);
+    payload.insert(payload.end(), bytes, bytes + size);
+}
+
+// The moment of the pulse in microseconds, and nothing else yet.
+void appendSync(std::vector<unsigned char> &payload, Time at)
+{
+    constexpr std::size_t kSyncSize = 36;
+    std::array<unsigned char, kSyncSize> block{};
+    writeField(block.data(), static_cast<std::uint64_t>(at.count() / 1000));
+    append(payload, RESERVED_22, block.data(), block.size());
+}
+
+} // namespace
+
+Sensors::Sensors(Motion motion, std::uint64_t seed)
+    : m_body(motion, seed)
+    , m_magnetic(seed)
+    , m_noise(seed)
+{
+}
+
+Eigen::Vector3d Sensors::noise(std::uint32_t channel, double sigma, Time at) const
+{
+    return sigma * Eigen::Vector3d(m_noise.gaussian(channel, at), m_noise.gaussian(channel + 1, at),
+                                   m_noise.gaussian(channel + 2, at));
+}
+
+Eigen::Vector3d Sensors::rates(Time at, float zeroThreshold) const
+{
+    const Eigen::Vector3d measured = m_body.angularRate(at) + noise(RateNoise, kRateSigma, at);
+    return measured.norm() < static_cast<double>(zeroThreshold) ? Eigen::Vector3d::Zero()
+                                                                : measured;
+}
+
+Eigen::Vector3d Sensors::rawField(Time at) const
+{
+    const Eigen::Vector3d inBody = m_body.orientation(at).conjugate() * MagneticModel::earthField();
+    return m_magnetic.raw(inBody) + noise(FieldNoise, kRawFieldSigma, at);
+}
+
+Sample Sensors::sample(Time at, const Settings &settings) const
+{
+    const Eigen::Quaterniond q = m_body.orientation(at);
+    const Eigen::Vector3d raw = rawField(at);
+    const Eigen::Vector3d turning = rates(at, settings.zeroThreshold);
+    const Eigen::Vector3d upward = q.conjugate() * Eigen::Vector3d(0, 0, kGravity);
+
+    Sample sample;
+    sample.quaternion = floats<4>(q.coeffs());
+    sample.eulerDeg = floats<3>(rollPitchYawDeg(q));
+    sample.rates = floats<3>(turning);
+    sample.accelerations =
+        floats<3>(Eigen::Vector3d(upward + noise(AccelerationNoise, kAccelerationSigma, at)));
+    sample.magneticField = floats<3>(corrected(raw, settings.magnetic));
+    sample.magneticFieldRaw = floats<3>(raw);
+    sample.covariances = floats<3>(covariances(seconds(at), turning.norm()));
+    sample.pressure =
+        static_cast<float>(pressureAt(seconds(at), m_noise.gaussian(PressureNoise, at)));
+    return sample;
+}
+
+std::vector<unsigned char> dataPayload(const Sample &sample, std::uint16_t outputs, bool sync,
+                                       Time at)
+{
+    std::vector<unsigned char> payload;
+    payload.reserve(160);
+    const auto add = [&](std::uint16_t bit, BlockCode code, const auto &value) {
+        if (outputs & bit)
+            append(payload, code, &value, sizeof value);
+    };
+    add(OUT_QUATERNION, QUATERNION, sample.quaternion);
+    add(OUT_EULER, EULER, sample.eulerDeg);
+    add(OUT_RATES, RATES, sample.rates);
+    add(OUT_ACCELERATIONS, ACCELERATIONS, sample.accelerations);
+    add(OUT_MAGNETIC_FIELD, MAGNETIC_FIELD, sample.magneticField);
+    add(OUT_MAGNETIC_FIELD_RAW, MAGNETIC_FIELD_RAW, sample.magneticFieldRaw);
+    add(OUT_COVARIANCES, COVARIANCES, sample.covariances);
+    add(OUT_ALTITUDE, ALTITUDE, sample.pressure);
+    if (sync && (outputs & OUT_SYNC))
+        appendSync(payload, at);
+    return payload;
+}
+
+} // namespace sim

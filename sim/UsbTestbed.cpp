@@ -1,0 +1,143 @@
+#include "sim/UsbTestbed.h"
+
+#include <filesystem>
+#include <stdexcept>
+
+#include <umockdev.h>
+
+namespace sim {
+
+namespace {
+
+// The number a kernel would give it: USB adapters have major 188, modems (ACM) 166.
+std::string deviceNumber(const std::string &name)
+{
+    const std::size_t digits = name.find_last_not_of("0123456789") + 1;
+    const bool modem = name.compare(0, 6, "ttyACM") == 0;
+    return (modem ? "166:" : "188:") + (digits < name.size() ? name.substr(digits) : "0");
+}
+
+std::string usbDevice(const std::string &name)
+{
+    return "/devices/usb-" + name;
+}
+
+std::string ttyDevice(const std::string &name)
+{
+    return usbDevice(name) + "/interface/" + name + "/tty/" + name;
+}
+
+// The tty, the USB interface that drives it and the USB device they belong to: a port is listed
+// as an adapter because of its parents.
+std::string records(const std::string &name)
+{
+    return "P: " + usbDevice(name) +
+           "\nE: SUBSYSTEM=usb\nE: DEVTYPE=usb_device\nA: idVendor=0403\nA: idProduct=6001\n"
+           "A: manufacturer=Kestrova\nA: product=Vornix IMU (simulated)\n\n"
+           "P: " +
+           usbDevice(name) + "/interface/" + name +
+           "\nE: SUBSYSTEM=usb-serial\n\nP: " + ttyDevice(name) + "\nN: " + name +
+           "\nE: SUBSYSTEM=tty\nE: DEVNAME=/dev/" + name + "\nA: dev=" + deviceNumber(name) + "\n";
+}
+
+[[noreturn]] void fail(const std::string &what, GError *error)
+{
+    const std::string reason = error ? error->message : "no reason given";
+    g_clear_error(&error);
+    throw std::runtime_error(what + ": " + reason);
+}
+
+// Left to itself the testbed refuses every ioctl on its ports, and Asio cannot even make one
+// non-blocking: let the caller's own kernel answer.
+gboolean runForReal(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer)
+{
+    GError *error = nullptr;
+    gint number = 0;
+    const gint result = umockdev_ioctl_client_execute(client, &number, &error);
+    if (error)
+        g_clear_error(&error);
+    else
+        umockdev_ioctl_client_complete(client, result, number);
+    return TRUE;
+}
+
+} // namespace
+
+UsbTestbed::UsbTestbed()
+    : m_testbed(umockdev_testbed_new())
+    , m_ioctls(umockdev_ioctl_base_new())
+{
+    g_signal_connect(m_ioctls, "handle-ioctl", G_CALLBACK(runForReal), nullptr);
+}
+
+UsbTestbed::~UsbTestbed()
+{
+    m_devices.clear();
+    g_object_unref(m_testbed);
+    g_object_unref(m_ioctls);
+}
+
+std::string UsbTestbed::root() const
+{
+    gchar *root = umockdev_testbed_get_root_dir(m_testbed);
+    const std::string result = root;
+    g_free(root);
+    return result;
+}
+
+// The testbed gives the node a pty of its own; the unit's takes its place, because the unit must
+// be able to hang up.
+void UsbTestbed::addAdapter(const std::string &name)
+{
+    GError *error = nullptr;
+    if (!umockdev_testbed_add_from_string(m_testbed, records(name).c_str(), &error))
+        fail("cannot add " + name, error);
+    const std::string node = "/dev/" + name;
+    if (!umockdev_testbed_attach_ioctl(m_testbed, node.c_str(), m_ioctls, &error))
+        fail("cannot serve " + name, error);
+    m_devices.at(name)->setLink(root() + "/dev/" + name);
+}
+
+RunningDevice &UsbTestbed::plug(const std::string &name, DeviceOptions options)
+{
+    if (m_devices.count(name) != 0)
+        throw std::runtime_error(name + " is there already");
+    m_devices[name] = std::make_unique<RunningDevice>(std::move(options));
+    addAdapter(name);
+    return *m_devices[name];
+}
+
+RunningDevice &UsbTestbed::device(const std::string &name)
+{
+    const auto found = m_devices.find(name);
+    if (found == m_devices.end())
+        throw std::runtime_error("there is no " + name);
+    return *found->second;
+}
+
+// umockdev cannot add a node a second time after removing it, so its record stays, out of sight:
+// ports are found by their entry in the class's directory.
+
+void UsbTestbed::unplug(const std::string &name)
+{
+    device(name).unplug();
+    std::filesystem::rename(classEntry(name), hiddenEntry(name));
+}
+
+void UsbTestbed::replug(const std::string &name)
+{
+    device(name).plugIn();
+    std::filesystem::rename(hiddenEntry(name), classEntry(name));
+}
+
+std::string UsbTestbed::classEntry(const std::string &name) const
+{
+    return root() + "/sys/class/tty/" + name;
+}
+
+std::string UsbTestbed::hiddenEntry(const std::string &name) const
+{
+    return root() + "/unplugged-" + name;
+}
+
+} // namespace sim

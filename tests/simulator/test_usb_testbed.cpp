@@ -1,0 +1,83 @@
+// The adapters a testbed shows are those that the system's list of ports names and that open.
+
+#include "driver/ImuDriver.h"
+#include "sim/UsbTestbed.h"
+#include "tests/support/test_main.h"
+
+#include <boost/make_shared.hpp>
+
+#include <QCoreApplication>
+#include <QSerialPortInfo>
+
+using namespace Qt::StringLiterals;
+
+class TestUsbTestbed : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void isListedAndOpens();
+
+private:
+    // A quaternion arrives within five seconds; the getter hands each out once.
+    bool streams();
+
+    boost::shared_ptr<imu> m_driver;
+};
+
+namespace {
+
+QStringList listedPorts()
+{
+    QStringList names;
+    for (const QSerialPortInfo &port : QSerialPortInfo::availablePorts())
+        names << port.portName();
+    names.sort();
+    return names;
+}
+
+} // namespace
+
+bool TestUsbTestbed::streams()
+{
+    return QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); });
+}
+
+void TestUsbTestbed::initTestCase()
+{
+    m_driver = boost::make_shared<imu>(nullptr);
+    m_driver->start();
+}
+
+void TestUsbTestbed::isListedAndOpens()
+{
+    sim::UsbTestbed testbed;
+    testbed.plug("ttyUSB0");
+    sim::DeviceOptions second;
+    second.settings.baud = 921600;
+    testbed.plug("ttyACM3", second);
+    QCOMPARE(listedPorts(), (QStringList{u"ttyACM3"_s, u"ttyUSB0"_s}));
+
+    QVERIFY(m_driver->connect("/dev/ttyUSB0", 115200, 8, 0, 1));
+    QVERIFY(streams());
+    testbed.unplug("ttyUSB0");
+    QCOMPARE(listedPorts(), QStringList{u"ttyACM3"_s});
+    m_driver->disconnect();
+    QVERIFY_EXCEPTION_THROWN(m_driver->connect("/dev/ttyUSB0", 115200, 8, 0, 1),
+                             boost::system::system_error);
+    m_driver->getQuaternion();
+    testbed.replug("ttyUSB0");
+    QCOMPARE(listedPorts(), (QStringList{u"ttyACM3"_s, u"ttyUSB0"_s}));
+    QVERIFY(m_driver->connect("/dev/ttyUSB0", 115200, 8, 0, 1));
+    QVERIFY(streams());
+    m_driver->disconnect();
+
+    QVERIFY(m_driver->connect("/dev/ttyACM3", 921600, 8, 0, 1));
+    m_driver->getQuaternion();
+    QVERIFY(streams());
+    m_driver->disconnect();
+}
+
+VORNIX_TEST_MAIN(TestUsbTestbed, QCoreApplication)
+#include "test_usb_testbed.moc"
