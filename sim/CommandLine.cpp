@@ -1,0 +1,377 @@
+#include "sim/CommandLine.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <string_view>
+
+namespace sim {
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// --- Values ------------------------------------------------------------------------------------
+
+template <typename T>
+bool readInteger(std::string_view text, T &value)
+{
+    const bool hex = text.starts_with("0x") || text.starts_with("0X");
+    if (hex)
+        text.remove_prefix(2);
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
+    return error == std::errc() && end == text.data() + text.size() && !text.empty();
+}
+
+bool readNumber(std::string_view text, double &value)
+{
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() && std::isfinite(value);
+}
+
+bool readMilliseconds(std::string_view text, milliseconds &value)
+{
+    unsigned count = 0;
+    if (!readInteger(text, count))
+        return false;
+    value = milliseconds(count);
+    return true;
+}
+
+bool readSeconds(std::string_view text, std::optional<milliseconds> &value)
+{
+    double count = 0;
+    if (!readNumber(text, count) || count < 0 || count > 1e6)
+        return false;
+    value = milliseconds(static_cast<milliseconds::rep>(count * 1000.0));
+    return true;
+}
+
+// "CODE:VALUE"; `fallback` if there is no value.
+struct CodeAndValue
+{
+    unsigned char code;
+    unsigned value;
+};
+
+std::optional<CodeAndValue> readCodeAndValue(const std::string &text,
+                                             std::optional<unsigned> fallback)
+{
+    const std::size_t colon = text.find(':');
+    const auto code = blockCode(text.substr(0, colon));
+    unsigned value = fallback.value_or(0);
+    const bool hasValue = colon != std::string::npos;
+    if (!code || (hasValue && !readInteger(std::string_view(text).substr(colon + 1), value)) ||
+        (!hasValue && !fallback))
+        return std::nullopt;
+    return CodeAndValue{*code, value};
+}
+
+template <typename T, std::size_t N>
+bool readChoice(const std::string &text,
+                const std::array<std::pair<std::string_view, T>, N> &choices, T &value)
+{
+    const auto found = std::find_if(choices.begin(), choices.end(),
+                                    [&](const auto &choice) { return choice.first == text; });
+    if (found == choices.end())
+        return false;
+    value = found->second;
+    return true;
+}
+
+constexpr std::array<std::pair<std::string_view, Motion>, 4> kMotions{{{"still", Motion::Still},
+                                                                       {"spin", Motion::Spin},
+                                                                       {"tumble", Motion::Tumble},
+                                                                       {"hand", Motion::Hand}}};
+
+constexpr std::array<std::pair<std::string_view, ReplyShape>, 4> kShapes{
+    {{"whole", ReplyShape::Whole},
+     {"split", ReplyShape::Split},
+     {"broken", ReplyShape::Broken},
+     {"joined", ReplyShape::Joined}}};
+
+constexpr std::array<std::string_view, protocol::kBlockCodeCount> kCodeNames{
+    "RATES",
+    "ACCELERATIONS",
+    "QUATERNION",
+    "ALTITUDE",
+    "COVARIANCES",
+    "EULER",
+    "MAGNETIC_FIELD",
+    "BAUD_RATE",
+    "DATA_RATE",
+    "OUTPUTS",
+    "FACTORY_RESET",
+    "SAVE_SETTINGS",
+    "GET",
+    "SET",
+    "MAGNETIC_FIELD_RAW",
+    "MAG_CALIBRATION",
+    "VERSIONS",
+    "SERIAL_NUMBER",
+    "START_CALIBRATION",
+    "STOP_CALIBRATION",
+    "CALIBRATION_DATA",
+    "CALIBRATION_DATA_SIZE",
+    "RESERVED_22",
+    "ZERO_THRESHOLD"};
+
+// A name for a node in /dev, not a path.
+bool isPortName(const std::string &name)
+{
+    return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
+        return std::isalnum(c) != 0 || c == '_' || c == '-';
+    });
+}
+
+// --- Options -----------------------------------------------------------------------------------
+
+struct Option
+{
+    std::string_view name;
+    std::string_view value; // what to call it in the help; empty for a switch
+    std::string_view help;
+    std::function<bool(Configuration &, const std::string &)> apply; // false: a bad value
+};
+
+bool addCode(std::set<unsigned char> &codes, const std::string &text)
+{
+    const auto code = blockCode(text);
+    if (code)
+        codes.insert(*code);
+    return code.has_value();
+}
+
+std::vector<Option> unitOptions()
+{
+    return {
+        {"--baud", "N", "stored baud rate [115200]",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.settings.baud);
+         }},
+        {"--line-baud", "N", "what the line runs at while the stored rate is no real one [115200]",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.fallbackBaud) && c.device.fallbackBaud > 0;
+         }},
+        {"--rate", "HZ", "stored data rate [100]",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.settings.rateHz);
+         }},
+        {"--outputs", "MASK", "stored outputs mask, such as 0x1FF [0xFF]",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.settings.outputs);
+         }},
+        {"--motion", "KIND", "still, spin, tumble or hand [hand]",
+         [](Configuration &c, const std::string &v) {
+             return readChoice(v, kMotions, c.device.motion);
+         }},
+        {"--seed", "N", "of the noise, the iron and the hand [1]",
+         [](Configuration &c, const std::string &v) { return readInteger(v, c.device.seed); }},
+        {"--serial", "N", "serial number [0xC0FFEE]",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.serialNumber);
+         }},
+        {"--calibration-points", "N", "points in its calibration memory, at most 600 [120]",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.calibrationPoints) && c.calibrationPoints <= 600;
+         }},
+    };
+}
+
+std::vector<Option> lineOptions()
+{
+    return {
+        {"--link", "PATH", "keep a symbolic link to the pty there (without COMMAND)",
+         [](Configuration &c, const std::string &v) {
+             c.link = v;
+             return !v.empty();
+         }},
+        {"--port", "NAME", "name of the adapter, repeat for several units (with COMMAND) [ttyUSB0]",
+         [](Configuration &c, const std::string &v) {
+             const bool fresh = std::find(c.ports.begin(), c.ports.end(), v) == c.ports.end();
+             c.ports.push_back(v);
+             return fresh && isPortName(v);
+         }},
+    };
+}
+
+std::vector<Option> faultOptions()
+{
+    return {
+        {"--silent", "", "sends nothing",
+         [](Configuration &c, const std::string &) { return c.device.faults.silent = true; }},
+        {"--no-reply", "CODE", "obeys, but does not answer",
+         [](Configuration &c, const std::string &v) {
+             return addCode(c.device.faults.noReply, v);
+         }},
+        {"--wrong-echo", "CODE", "answers with a wrong value",
+         [](Configuration &c, const std::string &v) {
+             return addCode(c.device.faults.wrongEcho, v);
+         }},
+        {"--refuse", "CODE", "answers, but does not obey",
+         [](Configuration &c, const std::string &v) { return addCode(c.device.faults.refuse, v); }},
+        {"--ignore", "CODE[:N]", "does not hear the first N [1]",
+         [](Configuration &c, const std::string &v) {
+             const auto read = readCodeAndValue(v, 1);
+             if (read)
+                 c.device.faults.ignoreFirst[read->code] =
+                     static_cast<int>(std::min(read->value, 1'000'000u));
+             return read.has_value();
+         }},
+        {"--late-reply", "CODE:MS", "answers that much later",
+         [](Configuration &c, const std::string &v) {
+             const auto read = readCodeAndValue(v, std::nullopt);
+             if (read)
+                 c.device.faults.lateReply[read->code] = milliseconds(read->value);
+             return read.has_value();
+         }},
+        {"--reply-shape", "SHAPE",
+         "whole, split (GET: a packet a parameter), broken (in halves), joined (with data)",
+         [](Configuration &c, const std::string &v) {
+             return readChoice(v, kShapes, c.device.faults.replyShape);
+         }},
+        {"--slow-baud-change", "MS", "deaf and mute that long before it is back at a new speed",
+         [](Configuration &c, const std::string &v) {
+             return readMilliseconds(v, c.device.faults.baudChangeDelay);
+         }},
+        {"--corrupt", "N", "every Nth packet has a wrong checksum",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.faults.corruptEvery) &&
+                    c.device.faults.corruptEvery > 0;
+         }},
+        {"--noise", "N", "arbitrary bytes before every packet",
+         [](Configuration &c, const std::string &v) {
+             return readInteger(v, c.device.faults.noiseBytes) && c.device.faults.noiseBytes >= 0 &&
+                    c.device.faults.noiseBytes <= 10'000;
+         }},
+        {"--lose", "P", "chance of each byte to be lost, 0 to 1",
+         [](Configuration &c, const std::string &v) {
+             return readNumber(v, c.device.faults.byteLoss) && c.device.faults.byteLoss >= 0 &&
+                    c.device.faults.byteLoss <= 1;
+         }},
+        {"--unplug-after", "S", "pull the cable then",
+         [](Configuration &c, const std::string &v) { return readSeconds(v, c.unplugAfter); }},
+        {"--return-after", "S", "and put it back that much later",
+         [](Configuration &c, const std::string &v) { return readSeconds(v, c.returnAfter); }},
+    };
+}
+
+void appendHelp(std::string &text, std::string_view title, const std::vector<Option> &options)
+{
+    constexpr std::size_t kColumn = 28;
+    text.append("\n").append(title).append(":\n");
+    for (const Option &option : options) {
+        std::string line = "  " + std::string(option.name);
+        if (!option.value.empty())
+            line.append(" ").append(option.value);
+        line.resize(std::max(line.size() + 1, kColumn), ' ');
+        text.append(line).append(option.help).append("\n");
+    }
+}
+
+CommandLine refuse(std::string problem)
+{
+    CommandLine line;
+    line.action = CommandLine::Action::Refuse;
+    line.problem = std::move(problem);
+    return line;
+}
+
+CommandLine only(CommandLine::Action action)
+{
+    CommandLine line;
+    line.action = action;
+    return line;
+}
+
+// What no single option can tell.
+CommandLine checked(Configuration configuration)
+{
+    const bool launches = !configuration.command.empty();
+    if (!launches && !configuration.ports.empty())
+        return refuse("--port needs a COMMAND");
+    if (launches && !configuration.link.empty())
+        return refuse("--link is for serving without COMMAND");
+    if (configuration.returnAfter && !configuration.unplugAfter)
+        return refuse("--return-after needs --unplug-after");
+    if (launches && configuration.ports.empty())
+        configuration.ports.emplace_back("ttyUSB0");
+    CommandLine line;
+    line.configuration = std::move(configuration);
+    return line;
+}
+
+} // namespace
+
+std::optional<unsigned char> blockCode(const std::string &text)
+{
+    std::string name = text;
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+    const auto named = std::find(kCodeNames.begin(), kCodeNames.end(), name);
+    if (named != kCodeNames.end())
+        return static_cast<unsigned char>(named - kCodeNames.begin());
+    unsigned char number = 0;
+    if (readInteger(text, number) && number < protocol::kBlockCodeCount)
+        return number;
+    return std::nullopt;
+}
+
+CommandLine parseCommandLine(std::span<const std::string> arguments)
+{
+    std::vector<Option> options = unitOptions();
+    for (const auto &more : {lineOptions(), faultOptions()})
+        options.insert(options.end(), more.begin(), more.end());
+
+    Configuration configuration;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string &argument = arguments[i];
+        if (argument == "--help" || argument == "-h")
+            return only(CommandLine::Action::ShowHelp);
+        if (argument == "--version")
+            return only(CommandLine::Action::ShowVersion);
+        if (argument == "--") {
+            const auto rest = arguments.subspan(i + 1);
+            configuration.command.assign(rest.begin(), rest.end());
+            return rest.empty() ? refuse("no COMMAND after --") : checked(std::move(configuration));
+        }
+        const auto option = std::find_if(options.begin(), options.end(),
+                                         [&](const Option &o) { return o.name == argument; });
+        if (option == options.end())
+            return refuse("unknown option " + argument);
+        std::string value;
+        if (!option->value.empty()) {
+            if (++i == arguments.size())
+                return refuse(argument + " needs a value");
+            value = arguments[i];
+        }
+        if (!option->apply(configuration, value))
+            return refuse("bad value for " + argument + ": " + value);
+    }
+    return checked(std::move(configuration));
+}
+
+std::string helpText()
+{
+    std::string text =
+        "Usage: vornix-sim [OPTION...]\n"
+        "       vornix-sim [OPTION...] -- COMMAND [ARGUMENT...]\n\n"
+        "A simulated inertial measurement unit. Alone it serves a pseudo-terminal, prints\n"
+        "its path and runs until interrupted. With COMMAND it is a USB serial adapter that\n"
+        "only COMMAND sees, and ends with it and its exit status.\n\n"
+        "SIGHUP switches its power off and on; SIGUSR1 pulls the cable or puts it back.\n";
+    appendHelp(text, "The unit", unitOptions());
+    appendHelp(text, "The line", lineOptions());
+    appendHelp(text, "Faults (CODE is a name such as DATA_RATE, or its number; may be repeated)",
+               faultOptions());
+    text += "\n  --help                    this text\n"
+            "  --version                 the version\n";
+    return text;
+}
+
+} // namespace sim

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "sim/Device.h"
+
+#include <chrono>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace sim {
+
+// What vornix-sim was asked to do.
+struct Configuration
+{
+    DeviceOptions device;
+    unsigned calibrationPoints = 120;
+    std::vector<std::string> ports{}; // of the testbed, never empty when there is a command
+    std::string link;
+    std::optional<std::chrono::milliseconds> unplugAfter;
+    std::optional<std::chrono::milliseconds> returnAfter; // counted from the unplugging
+    std::vector<std::string> command;                     // empty: serve a pty
+};
+
+struct CommandLine
+{
+    enum class Action { Run, ShowHelp, ShowVersion, Refuse };
+    Action action = Action::Run;
+    Configuration configuration;
+    std::string problem; // what is wrong, for Refuse
+};
+
+// `arguments` without the program's name. Pure.
+CommandLine parseCommandLine(std::span<const std::string> arguments);
+std::string helpText();
+
+// "DATA_RATE", "data_rate" or "8"; nothing if it is no block code.
+std::optional<unsigned char> blockCode(const std::string &text);
+
+} // namespace sim
