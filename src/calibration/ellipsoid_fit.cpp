@@ -153,15 +153,15 @@ Fit fit(const Samples &samples)
     return result;
 }
 
-Correction deriveCorrection(const Fit &fit)
+Correction deriveCorrection(const Eigen::Matrix3f &shape, const Eigen::Vector3f &centre)
 {
-    Eigen::Matrix3f symmetric = 0.5f * (fit.shape + fit.shape.transpose());
+    Eigen::Matrix3f symmetric = 0.5f * (shape + shape.transpose());
     Eigen::LLT<Eigen::Matrix3f> factor(symmetric);
     if (factor.info() != Eigen::Success) {
         symmetric.diagonal().array() += kRidge;
         factor.compute(symmetric);
     }
-    return {fit.centre, factor.matrixU()};
+    return {centre, factor.matrixU()};
 }
 
 } // namespace ellipsoid

@@ -40,6 +40,6 @@ struct Correction
 Fit fit(const Samples &samples);
 
 // The Cholesky factor U of the shape, shape = U^T U, with the centre as bias.
-Correction deriveCorrection(const Fit &fit);
+Correction deriveCorrection(const Eigen::Matrix3f &shape, const Eigen::Vector3f &centre);
 
 } // namespace ellipsoid

@@ -32,6 +32,11 @@ Eigen::Matrix3d about(Eigen::Vector3d axis, double degrees)
     return Eigen::AngleAxisd(degrees * M_PI / 180, axis.normalized()).toRotationMatrix();
 }
 
+ellipsoid::Correction correctionFor(const ellipsoid::Fit &fit)
+{
+    return ellipsoid::deriveCorrection(fit.shape, fit.centre);
+}
+
 Samples octahedron(float radius)
 {
     return {{radius, 0, 0},  {-radius, 0, 0}, {0, radius, 0},
@@ -195,8 +200,7 @@ void TestEllipsoidFit::noisyReadingsGiveTheLeastSquaresAnswer()
 void TestEllipsoidFit::correctionOfASphereIsItsInverseRadius()
 {
     const MadeEllipsoid sphere{{2.5, 2.5, 2.5}, Eigen::Matrix3d::Identity(), {1, -2, 3}};
-    const auto correction =
-        ellipsoid::deriveCorrection(ellipsoid::fit(Maker(3).samples(sphere, 300)));
+    const auto correction = correctionFor(ellipsoid::fit(Maker(3).samples(sphere, 300)));
     QVERIFY((correction.bias - Eigen::Vector3f(1, -2, 3)).norm() < 5e-6f);
     QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() / 2.5f).norm() < 2e-6f);
     QVERIFY((correction.scale() - Eigen::Vector3f::Constant(2.5f)).norm() < 1e-5f);
@@ -205,8 +209,7 @@ void TestEllipsoidFit::correctionOfASphereIsItsInverseRadius()
 void TestEllipsoidFit::correctionOfAnAlignedEllipsoidIsDiagonal()
 {
     const MadeEllipsoid made{{0.5, 1, 2}, Eigen::Matrix3d::Identity(), {0.1, 0.2, 0.3}};
-    const auto correction =
-        ellipsoid::deriveCorrection(ellipsoid::fit(Maker(4).samples(made, 300)));
+    const auto correction = correctionFor(ellipsoid::fit(Maker(4).samples(made, 300)));
     const Eigen::Matrix3f expected = Eigen::Vector3f(2, 1, 0.5f).asDiagonal();
     QVERIFY((correction.matrix - expected).norm() < 1e-5f);
     QVERIFY((correction.scale() - Eigen::Vector3f(0.5f, 1, 2)).norm() < 1e-5f);
@@ -226,7 +229,7 @@ void TestEllipsoidFit::oneSample()
     QCOMPARE(fit.centre, Eigen::Vector3f(0.25f, -3.0f, 41.5f));
     QCOMPARE(fit.shape, Eigen::Matrix3f(Eigen::Vector3f::Constant(kFlat).asDiagonal()));
     QCOMPARE(fit.iterations, 1);
-    const auto correction = ellipsoid::deriveCorrection(fit);
+    const auto correction = correctionFor(fit);
     QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() * 1000.0f).norm() < 1e-3f);
 }
 
@@ -292,7 +295,7 @@ void TestEllipsoidFit::tiltedFlatSetsEnd()
     for (const Samples &samples : {line, plane}) {
         const ellipsoid::Fit fit = ellipsoid::fit(samples);
         QVERIFY(fit.iterations >= 1 && fit.iterations <= 15);
-        QCOMPARE(ellipsoid::deriveCorrection(fit).matrix(2, 0), 0.0f);
+        QCOMPARE(correctionFor(fit).matrix(2, 0), 0.0f);
     }
 }
 
@@ -367,7 +370,7 @@ void TestEllipsoidFit::notANumberComesThrough()
     QVERIFY(fit.shape.array().isNaN().all());
     QVERIFY(fit.centre.array().isNaN().any());
     QCOMPARE(fit.iterations, 15);
-    const auto correction = ellipsoid::deriveCorrection(fit);
+    const auto correction = correctionFor(fit);
     for (const ellipsoid::Sample &sample : samples)
         QVERIFY(std::isnan(correction.corrected(sample).norm()));
 }
@@ -384,12 +387,12 @@ void TestEllipsoidFit::randomEllipsoidsBecomeTheUnitSphere()
         const MadeEllipsoid made = maker.ellipsoid(size);
 
         const Samples exact = maker.samples(made, count);
-        const auto [mean, none] = spread(exact, deriveCorrection(ellipsoid::fit(exact)));
+        const auto [mean, none] = spread(exact, correctionFor(ellipsoid::fit(exact)));
         QVERIFY2(std::abs(mean - 1) < 2e-6, qPrintable(QString::number(mean - 1)));
         QVERIFY2(none < 2e-6, qPrintable(QString::number(none)));
 
         const Samples noisy = maker.samples(made, count, kNoise * size);
-        const auto [noisyMean, deviation] = spread(noisy, deriveCorrection(ellipsoid::fit(noisy)));
+        const auto [noisyMean, deviation] = spread(noisy, correctionFor(ellipsoid::fit(noisy)));
         QVERIFY2(std::abs(noisyMean - 1) < 3e-4, qPrintable(QString::number(noisyMean - 1)));
         QVERIFY2(deviation > 0.8 * kNoise / 1.3 && deviation < 1.15 * kNoise / 0.7,
                  qPrintable(QString::number(deviation)));
@@ -414,7 +417,7 @@ void TestEllipsoidFit::factorIsUpperTriangular()
     Maker maker(12);
     const MadeEllipsoid made = maker.ellipsoid();
     const ellipsoid::Fit fit{made.shape().cast<float>(), made.centre.cast<float>(), 1};
-    const auto correction = ellipsoid::deriveCorrection(fit);
+    const auto correction = correctionFor(fit);
     const Eigen::Matrix3f &u = correction.matrix;
     QCOMPARE(correction.bias, fit.centre);
     QVERIFY((u.transpose() * u - fit.shape).norm() < 1e-6f);
@@ -427,7 +430,7 @@ void TestEllipsoidFit::shapeIsMadeSymmetricFirst()
 {
     ellipsoid::Fit fit{Eigen::Matrix3f::Identity(), {1, 2, 3}, 1};
     fit.shape(0, 1) = 0.4f;
-    const Eigen::Matrix3f u = ellipsoid::deriveCorrection(fit).matrix;
+    const Eigen::Matrix3f u = correctionFor(fit).matrix;
     QCOMPARE(u(0, 1), 0.2f);
     QCOMPARE(u(1, 1), std::sqrt(1.0f - 0.2f * 0.2f));
 }
@@ -435,12 +438,12 @@ void TestEllipsoidFit::shapeIsMadeSymmetricFirst()
 void TestEllipsoidFit::shapeThatHasNoFactorIsShiftedOnce()
 {
     const ellipsoid::Fit nothing{Eigen::Matrix3f::Zero(), {0, 0, 0}, 1};
-    const Eigen::Matrix3f u = ellipsoid::deriveCorrection(nothing).matrix;
+    const Eigen::Matrix3f u = correctionFor(nothing).matrix;
     QVERIFY((u - Eigen::Matrix3f::Identity() * 0.001f).norm() < 1e-9f);
 
     // Beyond the help of the shift: still a result, upper triangular.
     const ellipsoid::Fit saddle{Eigen::Vector3f(1, -1, 1).asDiagonal(), {0, 0, 0}, 1};
-    const Eigen::Matrix3f rest = ellipsoid::deriveCorrection(saddle).matrix;
+    const Eigen::Matrix3f rest = correctionFor(saddle).matrix;
     QVERIFY(std::abs(rest(0, 0) - 1) < 1e-5f);
     QCOMPARE(rest(1, 0), 0.0f);
 }

@@ -59,8 +59,9 @@ void TestQualityMetrics::exactReadingsAreGood()
 {
     Maker maker(1);
     const Samples samples = maker.samples(maker.ellipsoid(50), 500);
+    const ellipsoid::Fit fit = ellipsoid::fit(samples);
     const auto metrics =
-        ellipsoid::qualityMetrics(samples, ellipsoid::deriveCorrection(ellipsoid::fit(samples)));
+        ellipsoid::qualityMetrics(samples, ellipsoid::deriveCorrection(fit.shape, fit.centre));
     QVERIFY(std::abs(metrics.mean - 1) < 1e-5f);
     QVERIFY(metrics.deviation < 1e-5f);
     QCOMPARE(ellipsoid::verdictOn(metrics.deviation), Verdict::Good);

@@ -1,0 +1,80 @@
+#pragma once
+
+#include <array>
+#include <memory>
+#include <vector>
+
+#include <Eigen/Core>
+#include <QDialog>
+#include <QTimer>
+
+#include "calibration/ellipsoid_fit.h"
+
+class QVector3D;
+class Ui_MagnetoCalibrationDialog;
+class imu;
+
+// Collects raw magnetometer readings while the user turns the device, or loads the points stored in
+// it, fits an ellipsoid, shows how good the fit is, and writes the correction to the device.
+//
+// Whoever opens the dialog has switched the device's raw output on and passes the outputs mask as
+// it was before. Only the Close button restores it; Escape and the title bar leave it.
+//
+// GUI thread only. Device commands block the window until the device has answered; one that fails,
+// also by an error of the port, is told in the log and nowhere else.
+class MagnetoCalibrationDialog : public QDialog
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(MagnetoCalibrationDialog)
+
+public:
+    // The driver is borrowed; without one nothing is read and every write fails.
+    MagnetoCalibrationDialog(imu *device, QWidget *parent, unsigned short prevMask);
+    ~MagnetoCalibrationDialog() override;
+
+    // The matrix A and the centre b of (p - b)^T A (p - b) = 1.
+    static Eigen::Matrix3f fitEllipsoidGN(const std::vector<std::array<float, 3>> &samples,
+                                          Eigen::Vector3f &bias);
+    // Mean and standard deviation of |correction (p - bias)|, also shown in the results panel.
+    // NaN without samples, and the panel stays as it is.
+    void computeQualityMetrics(const std::vector<std::array<float, 3>> &samples,
+                               const Eigen::Vector3f &bias, const Eigen::Matrix3f &correction,
+                               float &avgNorm, float &stdNorm);
+    // One word on a standard deviation.
+    static QString qualityLabel(float stdNorm);
+
+signals:
+    void newRawSample(float x, float y, float z);
+
+public slots:
+    void onCloseClicked();
+    void startCalibration();
+    void stopCalibration();
+    void updateMagData();
+    void applyCalibration();
+    void saveDevice();
+    void on_pushButton_clicked(); // "Load Calibration"
+
+protected:
+    void changeEvent(QEvent *event) override;
+
+private:
+    void fitCorrection();
+    void showCorrectedSamples();
+    void showParameters();
+    std::vector<float> readStoredFloats(unsigned int total);
+    QString appliedText(const Eigen::Vector3f &bias) const;
+    void log(const QString &line);
+
+    std::unique_ptr<Ui_MagnetoCalibrationDialog> m_ui;
+    imu *m_device;
+    QTimer m_sampleTimer;
+    unsigned short m_prevMask;
+    bool m_collecting = false;
+    std::vector<std::array<float, 3>> m_samples;
+
+    // The last fit.
+    Eigen::Matrix3f m_ellipsoid = Eigen::Matrix3f::Identity();
+    ellipsoid::Correction m_correction;
+    Eigen::Vector3f m_scale = Eigen::Vector3f::Ones();
+};
