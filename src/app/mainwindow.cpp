@@ -16,6 +16,7 @@
 #include "app/sample_text.h"
 #include "app/thread_priority.h"
 #include "app/usb_ports.h"
+#include "calibration/magneto_calibration_dialog.h"
 #include "dialogs/about.h"
 #include "dialogs/device_info_dialog.h"
 #include "dialogs/help.h"
@@ -133,10 +134,17 @@ void MainWindow::openSettings()
     SettingsDialog(m_imu.get(), this).exec();
 }
 
+// The raw field is of use to nobody else, so it streams only while the dialog is open; what Close
+// puts back is the mask from before.
 void MainWindow::openMagnetoCalibration()
 {
     if (!m_connected)
         return warnNotConnected();
+    m_imu->loadSettings();
+    m_savedOutputs = m_imu->getOutputs();
+    m_imu->setOutputs(
+        static_cast<unsigned short>(m_savedOutputs | protocol::OUT_MAGNETIC_FIELD_RAW));
+    MagnetoCalibrationDialog(m_imu.get(), this, m_savedOutputs).exec();
 }
 
 void MainWindow::warnNotConnected()
