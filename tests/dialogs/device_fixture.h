@@ -1,0 +1,117 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+
+#include <QTest>
+
+#include "driver/ImuDriver.h"
+#include "sim/RunningDevice.h"
+
+namespace dialog_test {
+
+using Bytes = std::vector<unsigned char>;
+using Commands = std::vector<Bytes>;
+
+// The one driver of a test program, and a simulated device at the other end of its line, a new one
+// for every test.
+class DeviceFixture
+{
+public:
+    // Told of every sleep of a waiting command, on the command's thread, before it.
+    std::function<void()> onSleep = [] {};
+    // By how much the sleeps of the commands are shortened.
+    int haste = 1;
+
+    imu *driver() const { return m_driver.get(); }
+    sim::RunningDevice &device() const { return *m_device; }
+
+    // Replaces the device and connects to it at the speed of its line.
+    bool connectTo(const sim::DeviceOptions &options)
+    {
+        disconnect();
+        m_device = std::make_unique<sim::RunningDevice>(options);
+        return connect();
+    }
+    bool connect()
+    {
+        const auto baud =
+            m_device->inspect([](const sim::Device &unit) { return unit.lineBaud(); });
+        m_driver->connect(m_device->path(), static_cast<int>(baud), 8, 0, 1);
+        return streams();
+    }
+    void disconnect()
+    {
+        m_driver->disconnect();
+        onSleep = [] {};
+        haste = 1;
+    }
+
+    // Whether a quaternion arrives that was sent after this call.
+    bool streams() const
+    {
+        m_driver->getQuaternion();
+        return QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }, 5000);
+    }
+
+    template <typename Change>
+    void change(Change change)
+    {
+        m_device->change([&](sim::Device &unit) { change(unit); });
+    }
+    sim::Memory memory() const
+    {
+        return m_device->inspect([](const sim::Device &unit) { return unit.memory(); });
+    }
+    Commands commands() const { return m_device->receivedCommands(); }
+    int count(const Bytes &command) const
+    {
+        const Commands all = commands();
+        return static_cast<int>(std::count(all.begin(), all.end(), command));
+    }
+
+private:
+    static boost::shared_ptr<imu> startedDriver(DeviceFixture &self)
+    {
+        auto driver = boost::make_shared<imu>(nullptr);
+        driver->setSleeper([&self](std::chrono::milliseconds duration) {
+            self.onSleep();
+            std::this_thread::sleep_for(std::chrono::microseconds(duration) / self.haste);
+        });
+        driver->start();
+        return driver;
+    }
+
+    boost::shared_ptr<imu> m_driver = startedDriver(*this);
+    std::unique_ptr<sim::RunningDevice> m_device;
+};
+
+// Without the commands that only repeat the one before: patience may be hasty in a test.
+inline Commands withoutRepeats(Commands commands)
+{
+    commands.erase(std::unique(commands.begin(), commands.end()), commands.end());
+    return commands;
+}
+
+// The settings a device reports and works with.
+inline sim::DeviceOptions deviceWith(std::uint32_t baud, std::uint16_t rateHz,
+                                     std::uint16_t outputs)
+{
+    sim::DeviceOptions options;
+    options.settings.baud = baud;
+    options.settings.rateHz = rateHz;
+    options.settings.outputs = outputs;
+    return options;
+}
+
+// Commands as they stand on the line.
+inline const Bytes kGetSettings{0x53, 0x43, 0x0C, 0x00, 0x0C, 0x07,
+                                0x08, 0x09, 0x10, 0x11, 0x45, 0x00};
+
+} // namespace dialog_test
