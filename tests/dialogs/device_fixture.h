@@ -69,10 +69,17 @@ public:
     {
         return m_device->inspect([](const sim::Device &unit) { return unit.memory(); });
     }
-    Commands commands() const { return m_device->receivedCommands(); }
+    // What the device heard, in order. A command that repeats the one before it is left out: how
+    // often a waiting command asks again is the driver's patience and the machine's speed.
+    Commands commands() const
+    {
+        Commands all = m_device->receivedCommands();
+        all.erase(std::unique(all.begin(), all.end()), all.end());
+        return all;
+    }
     int count(const Bytes &command) const
     {
-        const Commands all = commands();
+        const Commands all = m_device->receivedCommands();
         return static_cast<int>(std::count(all.begin(), all.end(), command));
     }
 
@@ -91,13 +98,6 @@ private:
     boost::shared_ptr<imu> m_driver = startedDriver(*this);
     std::unique_ptr<sim::RunningDevice> m_device;
 };
-
-// Without the commands that only repeat the one before: patience may be hasty in a test.
-inline Commands withoutRepeats(Commands commands)
-{
-    commands.erase(std::unique(commands.begin(), commands.end()), commands.end());
-    return commands;
-}
 
 // The settings a device reports and works with.
 inline sim::DeviceOptions deviceWith(std::uint32_t baud, std::uint16_t rateHz,

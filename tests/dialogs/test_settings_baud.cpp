@@ -51,7 +51,7 @@ private:
     {
         return m_fixture.device().inspect([](const sim::Device &unit) { return unit.lineBaud(); });
     }
-    // Without the settings read back after a change, however many attempts they took.
+    // Without the settings read when the dialog opens and after a change.
     Commands commandsButReads() const
     {
         Commands commands = m_fixture.commands();
@@ -134,8 +134,8 @@ void TestSettingsBaud::firstCommandIgnoredIsSentAgain()
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QVERIFY(boxes.shown.isEmpty());
-    QCOMPARE(commandsButReads(),
-             (Commands{kRate100, kBaud460800, kBaud460800, kOutputsAll, kSaveAll}));
+    QCOMPARE(commandsButReads(), (Commands{kRate100, kBaud460800, kOutputsAll, kSaveAll}));
+    QVERIFY(m_fixture.count(kBaud460800) >= 2);
     QCOMPARE(lineBaud(), 460800u);
     QVERIFY(m_fixture.streams());
 }

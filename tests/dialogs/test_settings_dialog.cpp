@@ -20,6 +20,7 @@ const Bytes kRate50{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0x32, 0x00, 0x10, 0x11, 
 const Bytes kRate100{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0x64, 0x00, 0x10, 0x11, 0x9A, 0x00};
 const Bytes kRate200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0xC8, 0x00, 0x10, 0x11, 0xFE, 0x00};
 const Bytes kOutputsNone{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x09, 0x00, 0x00, 0x10, 0x11, 0x37, 0x00};
+const Bytes kOutputs07{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x09, 0x07, 0x00, 0x10, 0x11, 0x3E, 0x00};
 const Bytes kOutputs47{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x09, 0x47, 0x00, 0x10, 0x11, 0x7E, 0x00};
 const Bytes kOutputsAll{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x09, 0xFF, 0x00, 0x10, 0x11, 0x36, 0x01};
 const Bytes kSaveNone{0x53, 0x43, 0x09, 0x00, 0x0B, 0x00, 0x00, 0x0B, 0x00};
@@ -386,7 +387,7 @@ void TestSettingsDialog::failedOutputs()
     compareBox(boxes, dialog, QMessageBox::Warning, u"Device Error"_s, u"Failed to set Outputs."_s);
     QVERIFY(dialog.isVisible());
     // No way back: the new rate is at work, nothing is stored.
-    QCOMPARE(withoutRepeats(m_fixture.commands()), (Commands{kRate200, kOutputsAll}));
+    QCOMPARE(m_fixture.commands(), (Commands{kRate200, kOutputsAll}));
     QVERIFY(m_fixture.count(kOutputsAll) > 1);
     QCOMPARE(int(m_fixture.memory().working.rateHz), 200);
     QCOMPARE(int(m_fixture.memory().stored.rateHz), 100);
@@ -405,7 +406,7 @@ void TestSettingsDialog::failedSave()
     compareBox(boxes, dialog, QMessageBox::Warning, u"Device Error"_s,
                u"Failed to save settings to device."_s);
     QVERIFY(dialog.isVisible());
-    QCOMPARE(m_fixture.commands().size(), 2u);
+    QCOMPARE(m_fixture.commands(), (Commands{kRate100, kOutputs07}));
 }
 
 void TestSettingsDialog::saveAgainAfterAFailure()
@@ -501,7 +502,7 @@ void TestSettingsDialog::waitsUntilTheDataRateIsConfirmed()
     QVERIFY(attemptsWhenCured >= kAttempts);
     QVERIFY(boxes.shown.isEmpty());
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
-    QCOMPARE(withoutRepeats(m_fixture.commands()), (Commands{kRate200, kOutputsAll, kSaveAll}));
+    QCOMPARE(m_fixture.commands(), (Commands{kRate200, kOutputsAll, kSaveAll}));
     QCOMPARE(int(m_fixture.memory().stored.rateHz), 200);
 }
 
@@ -514,7 +515,7 @@ void TestSettingsDialog::waitsUntilTheSaveIsConfirmed()
         [](sim::Device &unit) { unit.faults().ignoreFirst[protocol::SAVE_SETTINGS] = 3; });
     m_fixture.haste = 5;
     press(dialog, u"push_save"_s);
-    QCOMPARE(m_fixture.count(kSaveAll), 4);
+    QVERIFY(m_fixture.count(kSaveAll) >= 4);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
 }
 
