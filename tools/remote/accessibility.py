@@ -177,12 +177,19 @@ class Widget:
             self.activate()
             wait_until(lambda: self.checked == wanted, f"{self!r} checked={wanted}")
 
+    @property
+    def items(self):
+        """The texts that a combo box offers."""
+        return [widget.name for widget in self.walk() if widget.role == "list item"]
+
     def choose(self, item):
         """Opens a combo box and picks an item with the keyboard."""
-        items = [w.name for w in self.walk() if w.role == "list item"]
+        items = self.items
         if item not in items:
             raise LookupError(f"{self!r} offers {items}, not {item!r}")
         popup = self.find("list")
+        if self.name == item:
+            return
         self.activate()
         wait_until(lambda: popup.showing, f"{self!r} open")
         for key in [KEY_HOME, *[KEY_DOWN] * items.index(item), KEY_RETURN]:

@@ -53,10 +53,11 @@ class Desktop:
 
     def __exit__(self, *unused):
         for program in self._programs:
-            program.kill()
+            program.close()
         for helper in (self._window_manager, self._message_bus):
             helper.terminate()
             helper.wait()
+        self._message_bus.stdout.close()
 
     @staticmethod
     def _is_managed():
@@ -68,16 +69,23 @@ class Desktop:
         return program
 
     @staticmethod
-    def screenshot(path):
-        subprocess.run(["import", "-window", "root", str(path)], check=True)
+    def screenshot(path, extents=None):
+        """Saves the screen, or a part of it (x, y, width, height), as a PNG file."""
+        subprocess.run(["import", *_part(extents), "+repage", str(path)], check=True)
 
     @staticmethod
     def picture(extents):
         """The pixels of a part of the screen, as bytes."""
+        return subprocess.run(["import", *_part(extents), "-depth", "8", "rgb:-"],
+                              check=True, stdout=subprocess.PIPE).stdout
+
+
+def _part(extents):
+    crop = []
+    if extents:
         x, y, width, height = extents
-        return subprocess.run(
-            ["import", "-window", "root", "-crop", f"{width}x{height}+{x}+{y}", "-depth", "8",
-             "rgb:-"], check=True, stdout=subprocess.PIPE).stdout
+        crop = ["-crop", f"{width}x{height}+{x}+{y}"]
+    return ["-window", "root", *crop]
 
 
 class Program:
@@ -106,7 +114,7 @@ class Program:
         try:
             return wait_until(find, "the main window")
         except BaseException:
-            self.kill()
+            self.close()
             raise
 
     @property
@@ -149,6 +157,18 @@ class Program:
         """The text of the first label of the main window that matches the whole pattern."""
         return self.window.find("label", re.compile(f"^(?:{pattern})$"), timeout_s).name
 
+    def descendant(self, name):
+        """The process of that name that the started command started; None if there is none."""
+        pending = [self._process.pid]
+        while pending:
+            pid = pending.pop()
+            process = pathlib.Path(f"/proc/{pid}")
+            if (process / "comm").read_text(encoding="utf-8").strip() == name:
+                return pid
+            for task in (process / "task").iterdir():
+                pending += (task / "children").read_text(encoding="ascii").split()
+        return None
+
     def signal(self, number):
         self._process.send_signal(number)
 
@@ -164,3 +184,7 @@ class Program:
         if self.running:
             os.killpg(self._process.pid, signal.SIGKILL)
             self._process.wait()
+
+    def close(self):
+        self.kill()
+        self._log.close()
