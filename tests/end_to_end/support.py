@@ -1,0 +1,141 @@
+"""What the end-to-end tests share: the program on a simulated device, on a desktop of its own."""
+
+import os
+import pathlib
+import re
+import signal
+import sys
+import time
+import unittest
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools"))
+
+from remote import session  # noqa: E402
+from remote.accessibility import wait_until  # noqa: E402
+
+BIN = pathlib.Path(os.environ.get("VORNIX_BIN", session.ROOT / "build/release/bin"))
+SHOTS = pathlib.Path(os.environ.get("VORNIX_SHOTS", session.ROOT / "build/screenshots"))
+TITLE = "Kestrova - Vornix"
+
+# What a sanitizer, Qt or a failed assertion would say on the way.
+COMPLAINTS = re.compile(
+    r"Sanitizer|runtime error:|ASSERT|terminate called|QObject::\w+: |QThread: |QSocketNotifier: "
+    r"|No such (slot|signal)|Cannot queue|Unhandled error")
+
+
+def combo_offering(parent, item):
+    """The combo box among whose items is that text."""
+    def look():
+        for widget in parent.walk():
+            if widget.role == "combo box" and item in widget.items:
+                return widget
+        return None
+    return wait_until(look, f"a combo box that offers {item!r}")
+
+
+class ProgramCase(unittest.TestCase):
+    """Starts `vornix` on a simulated device before each test; `device` holds vornix-sim's options."""
+
+    device = ()
+
+    def setUp(self):
+        self.desktop = self.enterContext(session.Desktop())
+        self.program = self.desktop.start(
+            [BIN / "vornix-sim", *self.device, "--", BIN / "vornix"])
+        self.window = self.program.window
+        self.status = self.window.find("label", re.compile("^(Status: )?Not connected$"))
+        self.rate = self.window.find("label", re.compile("^Data Rate: 0 Hz$|^Receiving 0 Hz$"))
+        self.addCleanup(self._show_output_of_failure)
+
+    def _show_output_of_failure(self):
+        outcome = self._outcome.result
+        if any(case is self for case, _ in outcome.errors + outcome.failures):
+            sys.stderr.write(f"--- {self.id()}: output of the program\n{self.program.output}\n")
+
+    def wait_for_status(self, pattern, timeout_s=60):
+        def matching():
+            match = re.fullmatch(pattern, self.status.name)
+            return match and match.group()
+        return wait_until(matching, f"status {pattern!r} (is {self.status.name!r})", timeout_s)
+
+    def passing_status(self, pattern, *menu):
+        """The status text that a menu entry leaves. It is replaced at the next tick of the rate
+        display, so a slow look may miss it; then the entry is chosen again."""
+        def look():
+            self.program.menu(*menu)
+            end = time.monotonic() + 0.9
+            while time.monotonic() < end:
+                text = self.status.name
+                if re.fullmatch(pattern, text):
+                    return text
+            return None
+        return wait_until(look, f"{pattern!r} after {menu}")
+
+    def scan(self):
+        return self.passing_status("Scan complete: .*", "Connection", "Scan for Devices")
+
+    def connect(self, baud=115200, port="ttyUSB0"):
+        self.scan()
+        self.program.menu("Connection", "Connect")
+        chooser = self.program.dialog("Select Serial Port")
+        ports = chooser.find("combo box")
+        if ports.name != port:
+            ports.choose(port)
+        chooser.find("push button", "OK").activate()
+        self.wait_for_status(re.escape(f"Connected to /dev/{port} @ {baud} baud"))
+
+    def value(self, caption):
+        return self.window.value_beside(caption)
+
+    def wait_for_rate(self, hertz):
+        """The rate display counts the samples that its low-priority worker caught in a window of
+        about a second. A busy machine lets it miss some, so the lower bound only tells a stream
+        from a trickle; nothing but a wrong count makes it show more than was sent."""
+        shown = []
+
+        def in_range():
+            match = re.fullmatch(r"Receiving (\d+) Hz", self.rate.name)
+            if match:
+                shown.append(int(match.group(1)))
+            return match and 0.1 * hertz <= shown[-1] <= 1.2 * hertz
+
+        try:
+            wait_until(in_range, f"a rate of {hertz} Hz")
+        except TimeoutError as error:
+            raise TimeoutError(f"{error}; shown: {shown}") from None
+        sys.stderr.write(f"{self.rate.name} (of {hertz} Hz) ")
+
+    def wait_for_change(self, widget, timeout_s=30):
+        before = widget.name
+        return wait_until(lambda: widget.name != before and widget.name,
+                          f"a change of {before!r}", timeout_s)
+
+    def picture_of(self, panel):
+        """The pixels of what a group box shows last: the plot, the pose."""
+        return self.desktop.picture(self.window.find("panel", panel).children()[-1].extents)
+
+    def shoot(self, name, widget=None):
+        SHOTS.mkdir(parents=True, exist_ok=True)
+        self.desktop.screenshot(SHOTS / f"{name}.png", (widget or self.window).extents)
+
+    def wait_until_closed(self, title):
+        wait_until(lambda: self.program.dialog_now(title) is None, f"{title!r} closed")
+
+    def power_cycle(self):
+        """Off and on again: the device forgets what was not saved."""
+        self.program.signal(signal.SIGHUP)
+
+    def disconnect(self):
+        self.program.menu("Connection", "Disconnect")
+        self.wait_for_status("Not connected")
+
+    def close(self):
+        """Closes the window as a person does; nothing may have gone wrong until its last breath."""
+        self.program.close_window(TITLE)
+        self.assertEqual(self.program.wait(), 0, self.program.output)
+        self.assertNotRegex(self.program.output, COMPLAINTS)
+
+
+def main():
+    session.enter()
+    unittest.main()
