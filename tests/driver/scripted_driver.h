@@ -8,7 +8,7 @@
 #include <QList>
 #include <QMap>
 
-#include <algorithm>
+#include <functional>
 
 // A connected driver without a reader thread, whose test plays the device while the driver sleeps:
 // sleeps are logged instead of slept, and what the device says during one of them is fed to the
@@ -35,6 +35,8 @@ public:
 
     // The device says this during the given sleep, counted from 1.
     void answerDuring(int sleep, const QByteArray &bytes) { m_answers[sleep] += bytes; }
+    // Another thread of the program does this during the given sleep.
+    void during(int sleep, std::function<void()> action) { m_actions[sleep] = std::move(action); }
     void giveUpAfter(int sleeps) { m_limit = sleeps; }
 
     // Milliseconds of each sleep so far.
@@ -60,11 +62,14 @@ private:
         m_sleeps.append(static_cast<int>(duration.count()));
         m_sent += port.readAvailable();
         feed(m_answers.value(static_cast<int>(m_sleeps.size())));
+        if (const auto action = m_actions.value(static_cast<int>(m_sleeps.size())))
+            action();
         if (m_sleeps.size() == m_limit)
             throw GaveUp();
     }
 
     QMap<int, QByteArray> m_answers;
+    QMap<int, std::function<void()>> m_actions;
     QList<int> m_sleeps;
     QByteArray m_sent;
     qsizetype m_limit = -1;

@@ -9,7 +9,6 @@
 #include <boost/thread/exceptions.hpp>
 
 #include <QDeadlineTimer>
-#include <QSignalSpy>
 
 #include <cmath>
 #include <csignal>
@@ -387,9 +386,11 @@ void TestLink::stopEndsOnlyTheLoopThread()
 
     PtyPort port;
     QVERIFY(driver->connect(port.path(), 115200, 8, 0, 1));
-    QSignalSpy updates(driver.get(), &imu::quaternionUpdated);
+    int updates = 0; // delivered queued, from the reader thread
+    QObject::connect(driver.get(), &imu::quaternionUpdated, this, [&updates] { ++updates; });
     QVERIFY(port.write(kQuaternion));
-    QTRY_COMPARE(updates.count(), 1);
+    QTRY_COMPARE(updates, 1);
+    QObject::disconnect(driver.get(), nullptr, this, nullptr);
     QCOMPARE(driver->getQuaternion(), (std::vector<float>{0, 0, 0, 1}));
 
     // Disconnected it would cycle for the rest of the program.

@@ -1,0 +1,297 @@
+#include "tests/driver/scripted_driver.h"
+
+#include "tests/support/scripted_device.h"
+#include "tests/support/test_main.h"
+
+#include <boost/make_shared.hpp>
+#include <boost/system/system_error.hpp>
+
+#include <QTest>
+
+#include <atomic>
+#include <iostream>
+#include <sstream>
+
+using bytes::code;
+using bytes::hex;
+using bytes::packet;
+
+namespace {
+
+constexpr unsigned kOldBaud = 115200;
+constexpr unsigned kNewBaud = 921600;
+const QByteArray kSetNewBaud = hex("53 43 0C 00 0D 07 00 10 0E 00 32 00");
+const QByteArray kQuaternion = bytes::quaternionPacket(0, 0, 0, 1);
+const QByteArray kAltitude = packet('D', code(3) + bytes::floats({1}));
+
+QByteArray settingsReply(unsigned baud)
+{
+    return packet('G', code(7) + bytes::u32(baud) + code(8) + bytes::u16(100) + code(9) +
+                           bytes::u16(4) + code(16) + bytes::u32(1) + code(17) + bytes::u32(2));
+}
+
+// What is printed on standard output while this lives.
+class StandardOutput
+{
+public:
+    StandardOutput() { m_previous = std::cout.rdbuf(m_text.rdbuf()); }
+    ~StandardOutput() { std::cout.rdbuf(m_previous); }
+    StandardOutput(const StandardOutput &) = delete;
+    StandardOutput &operator=(const StandardOutput &) = delete;
+
+    QByteArray text() const { return QByteArray::fromStdString(m_text.str()); }
+
+private:
+    std::ostringstream m_text;
+    std::streambuf *m_previous = nullptr;
+};
+
+// A unit with a speed of its own. It streams while the host has that speed set, is heard as noise
+// otherwise, and changes speed when told to, as the test likes.
+struct Unit
+{
+    explicit Unit(PtyPort &line)
+        : port(line)
+        , device(
+              line, [this](const QByteArray &command) { return answer(command); },
+              [this] { return stream(); })
+    {
+    }
+
+    QByteArray answer(const QByteArray &command)
+    {
+        if (command == kSetNewBaud && ++speedCommands > ignoredCommands && baud != kNewBaud) {
+            baud = kNewBaud;
+            quiet = ticksUntilBack;
+        }
+        return command[4] == 12 && heard() ? settingsReply(baud) : QByteArray();
+    }
+
+    QByteArray stream()
+    {
+        if (quiet > 0) {
+            --quiet;
+            return {};
+        }
+        return heard() ? kQuaternion : hex("53 44 99 00 F7");
+    }
+
+    bool heard() const { return port.speed() == baud; }
+
+    PtyPort &port;
+    int ignoredCommands = 0;
+    int ticksUntilBack = 0;
+    int speedCommands = 0;
+    int quiet = 0;
+    std::atomic<unsigned> baud{kOldBaud};
+    ScriptedDevice device; // last: its thread uses the members above
+};
+
+} // namespace
+
+class TestBaudChange : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void notConnectedPrintsNothing();
+    void oneCommandDoesNotWaitForAReply();
+
+    void deviceThatChangesAtOnce();
+    void deviceThatNeedsRetries_data();
+    void deviceThatNeedsRetries();
+    void retriesForEver();
+    void otherBlocksAreNoProof();
+    void oldSampleIsNoProofAndIsDiscarded();
+    void loadingPatience();
+    void loadingGivesUp();
+    void unsupportedSpeedThrows();
+
+    void realUnit_data();
+    void realUnit();
+};
+
+void TestBaudChange::notConnectedPrintsNothing()
+{
+    ScriptedDriver script;
+    script.driver.disconnect();
+    const StandardOutput output;
+    QVERIFY(!script.driver.setBaudRate(kNewBaud));
+    QVERIFY(!script.driver.setBaudRate_(kNewBaud));
+    QVERIFY(output.text().isEmpty());
+    QVERIFY(script.sleeps().isEmpty());
+}
+
+void TestBaudChange::oneCommandDoesNotWaitForAReply()
+{
+    ScriptedDriver script;
+    QVERIFY(script.driver.setBaudRate_(kNewBaud));
+    QVERIFY(script.sleeps().isEmpty());
+    QCOMPARE(script.sent(12), kSetNewBaud);
+    QCOMPARE(script.port.speed(), kOldBaud);
+}
+
+void TestBaudChange::deviceThatChangesAtOnce()
+{
+    ScriptedDriver script;
+    script.answerDuring(21, kQuaternion);
+    script.answerDuring(21 + 1 + 3, settingsReply(kNewBaud));
+    const StandardOutput output;
+    QVERIFY(script.driver.setBaudRate(kNewBaud));
+    QCOMPARE(output.text(), "set baud rate\nreconnect\n");
+    QCOMPARE(script.sleeps(), QList<int>(22, 100) + QList<int>(3, 10));
+    QCOMPARE(script.port.speed(), kNewBaud);
+    QCOMPARE(script.sent(24), kSetNewBaud + hex("53 43 0C 00 0C 07 08 09 10 11 45 00"));
+    // The flag that said so was consumed by the answer.
+    QCOMPARE(script.driver.getBaudRate(), 0);
+    QCOMPARE(script.driver.getDataRate(), 100);
+}
+
+void TestBaudChange::deviceThatNeedsRetries_data()
+{
+    QTest::addColumn<int>("retries");
+    for (const int retries : {1, 2, 20})
+        QTest::addRow("%d", retries) << retries;
+}
+
+// A device that ignores commands and one that comes back late look the same from here.
+void TestBaudChange::deviceThatNeedsRetries()
+{
+    QFETCH(int, retries);
+
+    ScriptedDriver script;
+    const int proof = 21 + 22 * retries;
+    script.answerDuring(proof, kQuaternion);
+    script.answerDuring(proof + 2, settingsReply(kNewBaud));
+    const StandardOutput output;
+    QVERIFY(script.driver.setBaudRate(kNewBaud));
+    QCOMPARE(output.text(), QByteArray("set baud rate\nreconnect\n") +
+                                QByteArray("change to new baud rate\n").repeated(retries));
+    QCOMPARE(script.sleeps(), QList<int>(proof + 1, 100) + QList{10});
+    QCOMPARE(script.port.speed(), kNewBaud);
+    QCOMPARE(script.sent(12 * (retries + 2)).first(12 * (retries + 1)),
+             kSetNewBaud.repeated(retries + 1));
+}
+
+// A sample that comes between two looks counts only until the port is opened anew.
+void TestBaudChange::retriesForEver()
+{
+    ScriptedDriver script;
+    const StandardOutput output;
+    QVERIFY(neverReturns(script, 21 + 22 * 100, [&] { script.driver.setBaudRate(kNewBaud); }));
+    QCOMPARE(output.text().count("change to new baud rate\n"), 100);
+    QCOMPARE(script.sleepsOf(100), 21 + 22 * 100);
+}
+
+void TestBaudChange::otherBlocksAreNoProof()
+{
+    ScriptedDriver script;
+    for (int sleep = 1; sleep < 100; ++sleep)
+        script.answerDuring(sleep, kAltitude + settingsReply(kNewBaud));
+    const StandardOutput output;
+    QVERIFY(neverReturns(script, 65, [&] { script.driver.setBaudRate(kNewBaud); }));
+}
+
+void TestBaudChange::oldSampleIsNoProofAndIsDiscarded()
+{
+    ScriptedDriver script;
+    script.feed(kQuaternion);
+    const StandardOutput output;
+    QVERIFY(neverReturns(script, 43, [&] { script.driver.setBaudRate(kNewBaud); }));
+    QVERIFY(script.driver.getQuaternion().empty());
+    QCOMPARE(output.text().count("change to new baud rate\n"), 1);
+}
+
+// After each failed loading a second of patience, every twelfth time a tenth of it.
+void TestBaudChange::loadingPatience()
+{
+    constexpr int kFailedLoad = 101 * 11;
+    ScriptedDriver script;
+    script.answerDuring(1, kQuaternion);
+    script.answerDuring(22 + 25 * (kFailedLoad + 1) + 4, settingsReply(kNewBaud));
+    const StandardOutput output;
+    QVERIFY(script.driver.setBaudRate(kNewBaud));
+    QList<int> pauses;
+    for (qsizetype at = 22 + kFailedLoad; at < script.sleeps().size(); at += kFailedLoad + 1)
+        pauses.append(script.sleeps()[at]);
+    const QList<int> cycle = QList<int>(11, 1000) + QList{100};
+    QCOMPARE(pauses, cycle + cycle + QList{1000});
+    QCOMPARE(script.sleepsOf(1000), 23);
+}
+
+// 499 times twelve loadings. Disconnected after the first, the others fail at once, and only the
+// pauses between them are left to count.
+void TestBaudChange::loadingGivesUp()
+{
+    ScriptedDriver script;
+    script.answerDuring(21, kQuaternion);
+    script.during(22 + 101 * 11 + 1, [&] { script.driver.disconnect(); });
+    const StandardOutput output;
+    QVERIFY(!script.driver.setBaudRate(kNewBaud));
+    QCOMPARE(script.sleepsOf(1000), 499 * 11);
+    QCOMPARE(script.sleepsOf(100), 22 + 101 + 499);
+    QCOMPARE(script.sleepsOf(10), 101 * 10);
+    QCOMPARE(output.text(), "set baud rate\nreconnect\n");
+}
+
+void TestBaudChange::unsupportedSpeedThrows()
+{
+    ScriptedDriver script;
+    const StandardOutput output;
+    QByteArray error;
+    try {
+        script.driver.setBaudRate(12345);
+    } catch (const boost::system::system_error &thrown) {
+        error = thrown.what();
+    }
+    QCOMPARE(error, "set_option: Invalid argument");
+    QVERIFY(!script.driver.setSyncEnabled(true));
+    QVERIFY(script.driver.connect(script.port.path(), kOldBaud, 8, 0, 1));
+    script.feed(kAltitude);
+    QCOMPARE(script.driver.getAltitude(), 1.0f);
+}
+
+// --- A unit on a line of its own, sleeps a fifth as long
+
+void TestBaudChange::realUnit_data()
+{
+    QTest::addColumn<int>("ignoredCommands");
+    QTest::addColumn<int>("ticksUntilBack");
+    QTest::newRow("changes at once") << 0 << 0;
+    QTest::newRow("ignores the first command") << 1 << 0;
+    QTest::newRow("comes back late") << 0 << 700;
+}
+
+void TestBaudChange::realUnit()
+{
+    QFETCH(int, ignoredCommands);
+    QFETCH(int, ticksUntilBack);
+
+    static const boost::shared_ptr<imu> driver = [] {
+        auto started = boost::make_shared<imu>(nullptr);
+        started->setSleeper(
+            [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration / 5); });
+        started->start();
+        return started;
+    }();
+    PtyPort port;
+    Unit unit(port);
+    unit.ignoredCommands = ignoredCommands;
+    unit.ticksUntilBack = ticksUntilBack;
+    QVERIFY(driver->connect(port.path(), kOldBaud, 8, 0, 1));
+    const auto streams = [] { return !driver->getQuaternion().empty(); };
+    QVERIFY(QTest::qWaitFor(streams));
+
+    const StandardOutput output;
+    QVERIFY(driver->setBaudRate(kNewBaud));
+    QCOMPARE(unit.baud.load(), kNewBaud);
+    QCOMPARE(port.speed(), kNewBaud);
+    QVERIFY(output.text().startsWith("set baud rate\nreconnect\n"));
+    if (ignoredCommands > 0 || ticksUntilBack > 0)
+        QVERIFY(output.text().contains("change to new baud rate\n"));
+    QVERIFY(QTest::qWaitFor(streams));
+    driver->disconnect();
+}
+
+VORNIX_TEST_MAIN(TestBaudChange, QCoreApplication)
+#include "test_baud_change.moc"
