@@ -61,7 +61,8 @@ void Device::powerCycle(Time now)
     m_transmitter.setBaud(speedFor(m_memory.working.baud));
     m_baudChange.reset();
     m_lateReplies.clear();
-    m_heldReply.clear();
+    m_heldReplies.clear();
+    m_heldCount = 0;
     m_collecting = false;
     m_awakeAt = now + m_options.startUp;
     scheduleSamples(m_awakeAt);
@@ -159,8 +160,8 @@ void Device::takeSample(Time at)
         return;
     }
     ++m_counters.samplesSent;
-    std::vector<unsigned char> bytes = std::exchange(m_heldReply, {});
-    const unsigned packets = bytes.empty() ? 1 : 2;
+    std::vector<unsigned char> bytes = std::exchange(m_heldReplies, {});
+    const unsigned packets = std::exchange(m_heldCount, 0) + 1;
     const std::vector<unsigned char> packet = packed(kDataType, payload);
     bytes.insert(bytes.end(), packet.begin(), packet.end());
     sendPacket(std::move(bytes), packets, at);
@@ -192,7 +193,7 @@ void Device::scheduleBaudChange()
 void Device::continueBaudChange(Time at)
 {
     if (m_baudChange->answering) {
-        sendHeldReply(at);
+        sendHeldReplies(at);
         m_baudChange->answering = false;
         m_baudChange->due = m_transmitter.idleAt(at) + m_options.faults.baudChangeDelay;
         return;
@@ -201,10 +202,10 @@ void Device::continueBaudChange(Time at)
     m_baudChange.reset();
 }
 
-void Device::sendHeldReply(Time at)
+void Device::sendHeldReplies(Time at)
 {
-    if (!m_heldReply.empty())
-        sendPacket(std::exchange(m_heldReply, {}), 1, at);
+    if (m_heldCount > 0)
+        sendPacket(std::exchange(m_heldReplies, {}), std::exchange(m_heldCount, 0), at);
 }
 
 } // namespace sim

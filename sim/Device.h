@@ -120,7 +120,7 @@ private:
     Time nextStep() const;
     void step(Time at);
     void takeSample(Time at);
-    void sendHeldReply(Time at);
+    void sendHeldReplies(Time at);
     void collectPoint(Time at);
     void scheduleSamples(Time after);
     void scheduleBaudChange();
@@ -140,7 +140,8 @@ private:
     Time m_nextSample{0};
     std::optional<BaudChange> m_baudChange;
     std::vector<PendingReply> m_lateReplies;
-    std::vector<unsigned char> m_heldReply; // waits for a data packet to join
+    std::vector<unsigned char> m_heldReplies; // wait for a data packet to join
+    unsigned m_heldCount = 0;
 
     bool m_collecting = false;
     Time m_nextPoint{0};

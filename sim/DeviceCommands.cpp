@@ -277,9 +277,10 @@ void Device::sendReplyPacket(const Payload &payload, Time at)
         return;
     }
     case ReplyShape::Joined:
-        m_heldReply.insert(m_heldReply.end(), packet.begin(), packet.end());
+        m_heldReplies.insert(m_heldReplies.end(), packet.begin(), packet.end());
+        ++m_heldCount;
         if (m_memory.working.outputs == 0 || m_memory.working.rateHz == 0)
-            sendHeldReply(at); // there is nothing to join
+            sendHeldReplies(at); // there is nothing to join
         return;
     }
 }

@@ -2,56 +2,58 @@
 
 namespace sim {
 
-namespace {
-
-// Right after opening, the terminal still shows the speed of its last user.
-constexpr Time kSettling = std::chrono::milliseconds(50);
-// How long bytes may be on their way through the pty, generously.
-constexpr Time kTransit = std::chrono::milliseconds(50);
-
-} // namespace
-
-void HostSessions::opened(Time at)
+void HostSessions::opened()
 {
-    if (m_openCount++ == 0) {
-        m_openedAt = at;
-        m_settledBaud.reset();
-    }
+    if (m_openCount++ > 0)
+        return;
+    m_wrote = false;
+    m_shownFirst.reset();
+    m_baud.reset();
 }
 
-void HostSessions::wrote(Time at)
-{
-    m_unreadSince = at;
-}
-
-bool HostSessions::closed(Time at)
+bool HostSessions::closed()
 {
     if (m_openCount > 0)
         --m_openCount;
     if (m_openCount > 0)
         return false;
-    if (m_unreadSince && at - *m_unreadSince < kTransit)
-        m_ended = {m_settledBaud, at + kTransit};
-    m_unreadSince.reset();
+    // With two sessions to choose from, neither speed can be told.
+    m_ended = m_ended ? Ended{} : Ended{m_baud};
     return true;
 }
 
-void HostSessions::observedSpeed(std::uint32_t baud, Time at)
+// A port that was just opened still shows the speed of its last user, and nothing tells when its
+// new one has set another, or the same. Only a change is proof.
+void HostSessions::shows(std::uint32_t baud)
 {
-    if (isOpen() && at - m_openedAt >= kSettling)
-        m_settledBaud = baud;
+    if (!isOpen())
+        return;
+    if (!m_shownFirst)
+        m_shownFirst = baud;
+    else if (baud != *m_shownFirst || m_baud)
+        m_baud = baud;
 }
 
-std::optional<std::uint32_t> HostSessions::speedOfRead(std::uint32_t shown, Time at)
+void HostSessions::beginRead()
 {
-    if (m_ended && at <= m_ended->forgetAt) {
-        const std::optional<std::uint32_t> baud = m_ended->baud;
-        m_ended.reset();
-        return baud;
+    if (m_ended)
+        m_ended->beforeRead = true;
+}
+
+std::optional<std::uint32_t> HostSessions::endRead(std::uint32_t before, std::uint32_t after)
+{
+    std::optional<std::uint32_t> baud;
+    if (!m_ended) {
+        if (before == after)
+            baud = after;
+    } else {
+        if (!m_wrote)
+            baud = m_ended->baud;
+        if (m_ended->beforeRead)
+            m_ended.reset();
     }
-    m_ended.reset();
-    m_unreadSince.reset();
-    return shown;
+    m_wrote = false;
+    return baud;
 }
 
 } // namespace sim

@@ -1,7 +1,5 @@
 #pragma once
 
-#include "sim/Time.h"
-
 #include <cstdint>
 #include <optional>
 
@@ -11,39 +9,43 @@ namespace sim {
 //
 // A pty hands over bytes without a word about the speed its user had set when writing them. A real
 // port drains before it closes, so a host may write, close and open again at another speed, and
-// still be heard; here the bytes arrive when the terminal already shows the new speed. Opening,
-// writing and closing are reported in their order, and that is enough to tell: bytes written
-// shortly before a close belong to the session that has ended, not to the one that shows its speed.
+// still be heard; here the bytes may be read when the terminal already shows the new speed. But
+// opening, writing and closing are reported, in order, and a read returns all that was written
+// before: whatever the first read after a close returns was sent in the session that has ended.
 //
-// Pure: events and time are passed in.
+// Pure: everything is told to it.
 class HostSessions
 {
 public:
-    void opened(Time at);
-    void wrote(Time at);
+    void opened();
+    void wrote() { m_wrote = true; }
     // True if that was the last one who had the port open.
-    bool closed(Time at);
+    bool closed();
 
     bool isOpen() const { return m_openCount > 0; }
 
-    // The terminal showed this speed at `at`, and no event is older than that and still unreported.
-    void observedSpeed(std::uint32_t baud, Time at);
+    // What the terminal showed after all the events so far.
+    void shows(std::uint32_t baud);
 
-    // The speed of bytes read at `at` while the terminal shows `shown`, all events up to the read
-    // reported. No value: unknown, so the benefit of the doubt is due.
-    std::optional<std::uint32_t> speedOfRead(std::uint32_t shown, Time at);
+    void beginRead();
+    // The speed of what a read has returned, all events up to its end told, the terminal having
+    // shown these speeds before and after it. No value: unknown, so the benefit of the doubt is
+    // due.
+    std::optional<std::uint32_t> endRead(std::uint32_t before, std::uint32_t after);
+    // A session has ended whose last bytes may not have been read.
+    bool awaitsLastBytes() const { return m_ended.has_value(); }
 
 private:
     struct Ended
     {
         std::optional<std::uint32_t> baud;
-        Time forgetAt;
+        bool beforeRead = false; // the read that has begun returns the last of it
     };
 
     int m_openCount = 0;
-    Time m_openedAt{0};
-    std::optional<std::uint32_t> m_settledBaud; // seen well after opening, so meant for the session
-    std::optional<Time> m_unreadSince;          // something was written and not yet read
+    bool m_wrote = false; // in the current session, since the last read
+    std::optional<std::uint32_t> m_shownFirst;
+    std::optional<std::uint32_t> m_baud; // of the current session, once it is certain
     std::optional<Ended> m_ended;
 };
 

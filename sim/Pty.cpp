@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <termios.h>
@@ -118,10 +119,8 @@ std::uint32_t Pty::shownBaud() const
     return 0;
 }
 
-void Pty::watch(Time now)
+void Pty::watch()
 {
-    const std::uint32_t shown = shownBaud();
-    bool undisturbed = true;
     alignas(inotify_event) std::array<char, 8192> buffer;
     for (;;) {
         const ssize_t size = ::read(m_events.get(), buffer.data(), buffer.size());
@@ -131,21 +130,39 @@ void Pty::watch(Time now)
             inotify_event event{};
             std::memcpy(&event, buffer.data() + offset, sizeof event);
             offset += static_cast<ssize_t>(sizeof event + event.len);
-            if (event.wd != m_ownWatch)
-                continue;
-            undisturbed = undisturbed && (event.mask & (IN_OPEN | IN_CLOSE)) == 0;
-            if (event.mask & IN_OPEN)
-                m_sessions.opened(now);
-            if (event.mask & IN_MODIFY)
-                m_sessions.wrote(now);
-            if ((event.mask & IN_CLOSE) && m_sessions.closed(now)) {
-                ++m_ended;
-                dropUnread();
-            }
+            if (event.wd == m_ownWatch)
+                take(event.mask);
         }
     }
-    if (undisturbed)
-        m_sessions.observedSpeed(shown, now);
+}
+
+void Pty::take(std::uint32_t event)
+{
+    if (event & (IN_OPEN | IN_CLOSE))
+        ++m_eventCount;
+    if (event & IN_OPEN)
+        m_sessions.opened();
+    if (event & IN_MODIFY)
+        m_sessions.wrote();
+    if ((event & IN_CLOSE) && m_sessions.closed()) {
+        ++m_endedSessions;
+        dropUnread();
+    }
+}
+
+// The speed that belongs to the sessions as they are known. One that was read before an event was
+// reported may be that of an earlier session.
+std::uint32_t Pty::watchedBaud()
+{
+    for (;;) {
+        const std::uint64_t events = m_eventCount;
+        const std::uint32_t shown = shownBaud();
+        watch();
+        if (m_eventCount == events) {
+            m_sessions.shows(shown);
+            return shown;
+        }
+    }
 }
 
 // Both the bytes already at the host's end and those still on their way there.
@@ -155,46 +172,69 @@ void Pty::dropUnread()
     ::tcflush(m_slave.get(), TCIFLUSH);
 }
 
-std::optional<Pty::Received> Pty::receive(Time now)
+Pty::Received Pty::receive()
 {
+    constexpr std::size_t kEnough =
+        65536; // a host that never pauses must not keep the unit from talking
+    Received received;
+    const std::uint32_t before = watchedBaud();
+    m_sessions.beginRead();
     std::array<unsigned char, 4096> buffer;
-    // In this order: if the speed is that of a later session than the bytes, then the end of the
-    // earlier one has been reported before watch() looks.
-    const std::uint32_t shown = shownBaud();
-    const ssize_t size = ::read(m_master.get(), buffer.data(), buffer.size());
-    if (size <= 0)
-        return std::nullopt;
-    watch(now);
-    return Received{{buffer.begin(), buffer.begin() + size}, m_sessions.speedOfRead(shown, now)};
+    // Up to the read that finds nothing, this is all that was written.
+    for (ssize_t size = 1; size > 0 && received.bytes.size() < kEnough;) {
+        size = ::read(m_master.get(), buffer.data(), buffer.size());
+        if (size > 0)
+            received.bytes.insert(received.bytes.end(), buffer.begin(), buffer.begin() + size);
+    }
+    const std::uint32_t after = shownBaud();
+    watch();
+    received.hostBaud = m_sessions.endRead(before, after);
+    received.mayHaveMore = !received.bytes.empty() || m_sessions.awaitsLastBytes();
+    return received;
 }
 
-bool Pty::writeAll(protocol::Bytes bytes)
+bool Pty::write(protocol::Bytes bytes)
 {
     const ssize_t size = ::write(m_master.get(), bytes.data(), bytes.size());
     return size == static_cast<ssize_t>(bytes.size());
 }
 
-Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud, Time now)
+// Written bytes reach the host's queue by a worker of the kernel, at its leisure. Polling the
+// host's end waits for that worker.
+void Pty::settle() const
 {
-    watch(now);
-    if (!isOpenedByHost())
+    pollfd slave{m_slave.get(), POLLIN, 0};
+    ::poll(&slave, 1, 0);
+}
+
+Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)
+{
+    watch();
+    if (!isOpenedByHost() || bytes.empty())
         return Fate::Unheard;
-    const std::uint64_t session = m_ended;
     const std::uint32_t shown = shownBaud();
-    const bool understood = shown == baud;
-    const bool whole = writeAll(understood ? std::vector<unsigned char>(bytes.begin(), bytes.end())
-                                           : garbage(bytes, baud, shown, m_garbage++));
-    // A host that changed its speed in between must not find intact bytes of the old one.
-    if (const bool changed = shownBaud() != shown; changed && understood) {
+    if (shown == baud)
+        return sendIntact(bytes, baud);
+    write(garbage(bytes, baud, shown, m_turn++));
+    return Fate::Garbled;
+}
+
+// A host that changes its speed, or closes and opens again, drops what it has received and then
+// must not find an intact packet of before. So the last byte waits until the others have arrived
+// and goes out only if nothing has changed: a change before that look is seen, and one after it
+// drops the others.
+Pty::Fate Pty::sendIntact(protocol::Bytes bytes, std::uint32_t baud)
+{
+    const std::uint64_t session = m_endedSessions;
+    const bool whole = write(bytes.first(bytes.size() - 1));
+    settle();
+    watch();
+    const bool sameSpeed = shownBaud() == baud;
+    if (!sameSpeed || m_endedSessions != session) {
         dropUnread();
-        return Fate::Garbled;
+        return sameSpeed ? Fate::Unheard : Fate::Garbled;
     }
-    watch(now);
-    if (m_ended != session)
-        return Fate::Unheard;
-    if (!understood)
-        return Fate::Garbled;
-    return whole ? Fate::Arrived : Fate::Overrun;
+    return write(bytes.last(1)) && whole ? Fate::Arrived : Fate::Overrun;
 }
 
 } // namespace sim

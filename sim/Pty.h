@@ -1,7 +1,6 @@
 #pragma once
 
 #include "sim/HostSessions.h"
-#include "sim/Time.h"
 
 #include "driver/protocol.h"
 
@@ -51,6 +50,7 @@ public:
     {
         std::vector<unsigned char> bytes;
         std::optional<std::uint32_t> hostBaud;
+        bool mayHaveMore = false; // worth another look at once
     };
     enum class Fate {
         Arrived, // in the host's input queue, sent at the speed the host listens at
@@ -70,19 +70,23 @@ public:
     int masterFd() const { return m_master.get(); }
     int eventsFd() const { return m_events.get(); }
 
-    // Looks who opened, wrote and closed; drops what an ended session has not read.
-    void watch(Time now);
+    // Looks who opened and closed; drops what an ended session has not read.
+    void watch();
     bool isOpenedByHost() const { return m_sessions.isOpen(); }
     // The speed the terminal shows now, 0 for none the unit could have.
     std::uint32_t shownBaud() const;
 
-    std::optional<Received> receive(Time now);
-    Fate send(protocol::Bytes bytes, std::uint32_t baud, Time now);
+    Received receive();
+    Fate send(protocol::Bytes bytes, std::uint32_t baud);
 
 private:
     void prepare();
+    void take(std::uint32_t event);
+    std::uint32_t watchedBaud();
     void dropUnread();
-    bool writeAll(protocol::Bytes bytes);
+    bool write(protocol::Bytes bytes);
+    void settle() const;
+    Fate sendIntact(protocol::Bytes bytes, std::uint32_t baud);
 
     FileDescriptor m_master;
     // Held for flushing what the host has not read, which the master's end cannot do. It also
@@ -92,8 +96,9 @@ private:
     int m_ownWatch = -1;
     std::string m_path;
     HostSessions m_sessions;
-    std::uint64_t m_ended = 0; // sessions that have ended
-    std::uint64_t m_garbage = 0;
+    std::uint64_t m_eventCount = 0;
+    std::uint64_t m_endedSessions = 0;
+    std::uint64_t m_turn = 0; // makes every piece of garbage another
 };
 
 } // namespace sim

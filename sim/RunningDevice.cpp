@@ -107,10 +107,15 @@ void RunningDevice::powerCycle()
 
 void RunningDevice::unplug()
 {
-    const std::lock_guard lock(m_mutex);
+    std::unique_lock lock(m_mutex);
+    if (!m_pty)
+        return;
     removeLink();
-    m_pty.reset();
+    // A descriptor that is being waited for does not hang up when it is closed, so the thread that
+    // waits has to do it.
+    m_pulled = true;
     wake();
+    m_released.wait(lock, [this] { return !m_pulled; });
 }
 
 void RunningDevice::plugIn()
@@ -179,6 +184,7 @@ void RunningDevice::run()
         int events = -1;
         {
             const std::lock_guard lock(m_mutex);
+            letGo();
             serve(clock());
             next = m_device.nextEvent();
             if (m_pty) {
@@ -191,10 +197,18 @@ void RunningDevice::run()
     }
 }
 
+void RunningDevice::letGo()
+{
+    if (!m_pulled)
+        return;
+    m_pty.reset();
+    m_pulled = false;
+    m_released.notify_all();
+}
+
 void RunningDevice::serve(Time now)
 {
     if (m_pty) {
-        m_pty->watch(now);
         hear(now);
     }
     speak(now);
@@ -202,15 +216,20 @@ void RunningDevice::serve(Time now)
 
 void RunningDevice::hear(Time now)
 {
-    while (const auto received = m_pty->receive(now))
-        m_device.receive(received->bytes, received->hostBaud.value_or(m_device.lineBaud()), now);
+    m_device.advance(now);
+    for (bool more = true; more;) {
+        const Pty::Received received = m_pty->receive();
+        if (!received.bytes.empty())
+            m_device.receive(received.bytes, received.hostBaud.value_or(m_device.lineBaud()), now);
+        more = received.mayHaveMore;
+    }
 }
 
 void RunningDevice::speak(Time now)
 {
     while (const auto transmission = m_device.transmit(now)) {
         if (m_pty)
-            count(m_pty->send(transmission->bytes, transmission->baud, now), *transmission);
+            count(m_pty->send(transmission->bytes, transmission->baud), *transmission);
     }
 }
 

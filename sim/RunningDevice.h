@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -82,6 +83,7 @@ public:
 private:
     void start();
     void run();
+    void letGo();
     void serve(Time now);
     void hear(Time now);
     void speak(Time now);
@@ -97,6 +99,8 @@ private:
     // Guarded by m_mutex.
     Device m_device;
     std::unique_ptr<Pty> m_pty; // null while unplugged
+    bool m_pulled = false;      // the thread shall let go of m_pty
+    std::condition_variable m_released;
     std::string m_link;
     LineCounters m_counters;
     std::chrono::steady_clock::time_point m_epoch;

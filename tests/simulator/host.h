@@ -1,0 +1,107 @@
+#pragma once
+
+#include "driver/framer.h"
+#include "driver/protocol.h"
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <fcntl.h>
+#include <poll.h>
+#include <termios.h>
+#include <unistd.h>
+
+// Waits for a condition, looking often, for at most ten seconds.
+template <typename Condition>
+bool eventually(Condition condition)
+{
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            return false;
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+    }
+    return true;
+}
+
+// A host with a plain serial port: opens, sets the speed, reads and writes.
+class Host
+{
+public:
+    using Bytes = std::vector<unsigned char>;
+
+    Host() = default;
+    Host(const std::string &path, speed_t speed) { open(path, speed); }
+    ~Host() { close(); }
+    Host(const Host &) = delete;
+    Host &operator=(const Host &) = delete;
+
+    bool open(const std::string &path, speed_t speed)
+    {
+        close();
+        m_fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        return m_fd >= 0 && setSpeed(speed);
+    }
+
+    void close()
+    {
+        if (m_fd >= 0)
+            ::close(std::exchange(m_fd, -1));
+    }
+
+    // Drops what was received before, as a careful program does.
+    bool setSpeed(speed_t speed)
+    {
+        termios line{};
+        ::tcgetattr(m_fd, &line);
+        ::cfmakeraw(&line);
+        ::cfsetspeed(&line, speed);
+        return ::tcsetattr(m_fd, TCSANOW, &line) == 0 && ::tcflush(m_fd, TCIFLUSH) == 0;
+    }
+
+    bool write(const Bytes &bytes)
+    {
+        return ::write(m_fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    }
+
+    // Whatever comes within the time, ending early once `enough` bytes are there.
+    Bytes read(std::chrono::milliseconds time, std::size_t enough = SIZE_MAX)
+    {
+        Bytes all;
+        const auto end = std::chrono::steady_clock::now() + time;
+        for (auto left = time; left.count() >= 0 && all.size() < enough;) {
+            pollfd request{m_fd, POLLIN, 0};
+            if (::poll(&request, 1, static_cast<int>(left.count())) > 0) {
+                unsigned char buffer[4096];
+                const ssize_t size = ::read(m_fd, buffer, sizeof buffer);
+                if (size <= 0)
+                    break;
+                all.insert(all.end(), buffer, buffer + size);
+            }
+            left = std::chrono::duration_cast<std::chrono::milliseconds>(
+                end - std::chrono::steady_clock::now());
+        }
+        return all;
+    }
+
+    // -1 if it is no longer there.
+    int fd() const { return m_fd; }
+
+    // The intact packets among the bytes.
+    static std::vector<Bytes> packets(const Bytes &bytes)
+    {
+        std::vector<Bytes> found;
+        Framer framer;
+        for (const unsigned char byte : bytes) {
+            if (framer.feed(byte) && protocol::isIntact(framer.packet(), framer.length()))
+                found.emplace_back(framer.packet(), framer.packet() + framer.length());
+        }
+        return found;
+    }
+
+private:
+    int m_fd = -1;
+};

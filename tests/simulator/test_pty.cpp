@@ -1,0 +1,283 @@
+// The served unit as a serial line: speeds, sessions, losses. The host is a plain descriptor.
+
+#include "sim/RunningDevice.h"
+#include "tests/simulator/host.h"
+
+#include <QTest>
+
+#include <sys/ioctl.h>
+
+using namespace std::chrono_literals;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+const Bytes kStart{0x53, 0x43, 0x07, 0x00, 0x12, 0x12, 0x00};
+const Bytes kStop{0x53, 0x43, 0x07, 0x00, 0x13, 0x13, 0x00};
+const Bytes kSetBaud115200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x07, 0x00, 0xC2, 0x01, 0x00, 0xD7, 0x00};
+const Bytes kSetBaud921600{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x07, 0x00, 0x10, 0x0E, 0x00, 0x32, 0x00};
+
+sim::DeviceOptions quiet()
+{
+    sim::DeviceOptions options;
+    options.settings.outputs = 0;
+    return options;
+}
+
+sim::DeviceOptions streaming(std::uint32_t baud, std::uint16_t rateHz)
+{
+    sim::DeviceOptions options;
+    options.settings.baud = baud;
+    options.settings.rateHz = rateHz;
+    return options;
+}
+
+std::uint32_t lineBaud(const sim::RunningDevice &device)
+{
+    return device.inspect([](const sim::Device &unit) { return unit.lineBaud(); });
+}
+
+int unread(const Host &host)
+{
+    int count = 0;
+    ::ioctl(host.fd(), FIONREAD, &count);
+    return count;
+}
+
+} // namespace
+
+class TestPty : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void isNotHeardAtAnotherSpeed();
+    void arrivesAsGarbageAtAnotherSpeed();
+    void neverIntactAfterAChangeOfSpeed();
+    void hearsAHostThatClosesAndReopens_data();
+    void hearsAHostThatClosesAndReopens();
+    void doesNotHearAnEndedSessionAtAnotherSpeed();
+    void sendsNothingWhileClosed();
+    void keepsNothingForTheNextSession();
+    void countsTwoHosts();
+    void losesWhatTheHostDoesNotRead();
+    void losesNothingAtFullOutput();
+    void skipsSamplesTheLineCannotCarry();
+    void hangsUp();
+    void servesAGivenMaster();
+};
+
+void TestPty::isNotHeardAtAnotherSpeed()
+{
+    sim::RunningDevice device(quiet());
+    Host host(device.path(), B921600);
+    QVERIFY(host.write(kStart));
+    QTest::qWait(100); // the session shows its speed; nothing else is waited for
+    QVERIFY(host.write(kStart));
+    QVERIFY(host.read(200ms).empty());
+    QVERIFY(host.setSpeed(B115200));
+    QVERIFY(host.write(kStop));
+    QVERIFY(eventually([&] { return !device.receivedCommands().empty(); }));
+    QCOMPARE(device.receivedCommands(), std::vector<Bytes>{kStop});
+}
+
+void TestPty::arrivesAsGarbageAtAnotherSpeed()
+{
+    sim::RunningDevice device(streaming(115200, 100));
+    Host host(device.path(), B460800);
+    QVERIFY(Host::packets(host.read(5s, 3000)).empty());
+    QCOMPARE(device.counters().sent, 0u);
+    QVERIFY(device.counters().garbled > 0);
+    QVERIFY(host.setSpeed(B115200));
+    QVERIFY(!Host::packets(host.read(5s, 1000)).empty());
+    QVERIFY(device.counters().sent > 0);
+}
+
+void TestPty::neverIntactAfterAChangeOfSpeed()
+{
+    sim::RunningDevice device(streaming(1000000, 1000));
+    Host host(device.path(), B1000000);
+    for (int i = 0; i < 300; ++i) {
+        QVERIFY(host.setSpeed(B1000000));
+        QVERIFY(host.read(1s, 100).size() >= 100);
+        QVERIFY(host.setSpeed(B57600));
+        QCOMPARE(Host::packets(host.read(2ms)).size(), std::size_t(0));
+    }
+    QVERIFY(device.counters().sent > 0);
+    QVERIFY(device.counters().garbled > 0);
+}
+
+void TestPty::hearsAHostThatClosesAndReopens_data()
+{
+    QTest::addColumn<int>("times");
+    QTest::addColumn<int>("sessionMs");
+    QTest::newRow("sessions of microseconds") << 200 << 0;
+    QTest::newRow("sessions long enough to know their speed") << 5 << 80;
+}
+
+// The order in which a host changes the speed of both ends; a real port drains before it closes.
+void TestPty::hearsAHostThatClosesAndReopens()
+{
+    QFETCH(const int, times);
+    QFETCH(const int, sessionMs);
+    sim::RunningDevice device(streaming(115200, 1000));
+    Host host(device.path(), B115200);
+    for (int i = 0; i < times; ++i) {
+        const bool up = i % 2 == 0;
+        if (sessionMs > 0)
+            QTest::qWait(sessionMs);
+        QVERIFY(host.write(up ? kSetBaud921600 : kSetBaud115200));
+        QVERIFY(host.open(device.path(), up ? B921600 : B115200));
+        QVERIFY(eventually([&] { return lineBaud(device) == (up ? 921600u : 115200u); }));
+    }
+    QCOMPARE(device.receivedCommands().size(), std::size_t(times));
+    QVERIFY(!Host::packets(host.read(5s, 10000)).empty());
+}
+
+// Its speed is known if the unit has seen the host set it.
+void TestPty::doesNotHearAnEndedSessionAtAnotherSpeed()
+{
+    sim::RunningDevice device(streaming(115200, 1000));
+    Host host(device.path(), B57600);
+    QVERIFY(!host.read(5s, 10).empty());
+    QVERIFY(host.setSpeed(B921600));
+    QVERIFY(!host.read(5s, 1000).empty());
+    QVERIFY(host.write(kStart));
+    QVERIFY(host.open(device.path(), B115200));
+    QVERIFY(!Host::packets(host.read(5s, 1000)).empty());
+    QVERIFY(host.write(kStop));
+    QVERIFY(eventually([&] { return !device.receivedCommands().empty(); }));
+    QCOMPARE(device.receivedCommands(), std::vector<Bytes>{kStop});
+}
+
+void TestPty::sendsNothingWhileClosed()
+{
+    sim::RunningDevice device(streaming(115200, 100));
+    QVERIFY(eventually([&] { return device.counters().unheard > 10; }));
+    QCOMPARE(device.counters().sent, 0u);
+    Host host(device.path(), B115200);
+    QVERIFY(unread(host) < 200);
+    QVERIFY(eventually([&] { return device.counters().sent > 0; }));
+    host.close();
+    QVERIFY(eventually([&] { return !device.isOpenedByHost(); }));
+    const auto sent = device.counters().sent;
+    const auto unheard = device.counters().unheard;
+    QVERIFY(eventually([&] { return device.counters().unheard > unheard + 10; }));
+    QCOMPARE(device.counters().sent, sent);
+}
+
+void TestPty::keepsNothingForTheNextSession()
+{
+    sim::RunningDevice device(streaming(115200, 100));
+    Host host(device.path(), B115200);
+    QVERIFY(eventually([&] { return unread(host) > 1000; }));
+    host.close();
+    QVERIFY(eventually([&] { return !device.isOpenedByHost(); }));
+    const int fd = ::open(device.path().c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+    int count = 0;
+    ::ioctl(fd, FIONREAD, &count);
+    ::close(fd);
+    QVERIFY2(count < 300, qPrintable(QString::number(count)));
+}
+
+// Two opens in a row must not pass for one, nor two closes.
+void TestPty::countsTwoHosts()
+{
+    sim::RunningDevice device(quiet());
+    for (int i = 0; i < 50; ++i) {
+        Host first(device.path(), B115200);
+        Host second(device.path(), B115200);
+        QVERIFY(eventually([&] { return device.isOpenedByHost(); }));
+        first.close();
+        QVERIFY(second.write(kStart));
+        QVERIFY(eventually([&] { return device.receivedCommands().size() == std::size_t(i + 1); }));
+        QVERIFY(device.isOpenedByHost());
+        second.close();
+        QVERIFY(eventually([&] { return !device.isOpenedByHost(); }));
+    }
+}
+
+void TestPty::losesWhatTheHostDoesNotRead()
+{
+    sim::RunningDevice device(streaming(1000000, 1000));
+    Host host(device.path(), B1000000);
+    QVERIFY(eventually([&] { return device.counters().overrun > 10; }));
+    // The unit lives on and hears.
+    QVERIFY(host.write(kStop));
+    QVERIFY(eventually([&] { return device.receivedCommands() == std::vector<Bytes>{kStop}; }));
+    host.read(300ms);
+    QVERIFY(Host::packets(host.read(5s, 2000)).size() > 10);
+}
+
+void TestPty::losesNothingAtFullOutput()
+{
+    sim::DeviceOptions options = streaming(1000000, 1000);
+    options.settings.outputs = 0;
+    sim::RunningDevice device(options);
+    Host host(device.path(), B1000000);
+    const auto setOutputs = [&](std::uint16_t outputs) {
+        device.change([outputs](sim::Device &unit) {
+            sim::Settings settings = unit.memory().working;
+            settings.outputs = outputs;
+            unit.setSettings(settings);
+        });
+    };
+    setOutputs(0xFF);
+    Bytes all = host.read(2s);
+    setOutputs(0);
+    QVERIFY(eventually([&] {
+        const Bytes rest = host.read(0ms);
+        all.insert(all.end(), rest.begin(), rest.end());
+        return all.size() == device.counters().bytesSent;
+    }));
+    const auto counters = device.counters();
+    QVERIFY(counters.sent > 500);
+    QCOMPARE(Host::packets(all).size(), std::size_t(counters.sent));
+    QCOMPARE(counters.skipped, 0u);
+    QCOMPARE(counters.overrun, 0u);
+}
+
+void TestPty::skipsSamplesTheLineCannotCarry()
+{
+    sim::RunningDevice device(streaming(115200, 1000));
+    Host host(device.path(), B115200);
+    const auto begin = std::chrono::steady_clock::now();
+    const std::size_t bytes = host.read(1s).size();
+    const double passed =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    QVERIFY(device.counters().skipped > 100);
+    QVERIFY2(static_cast<double>(bytes) <= 11520 * passed + 300,
+             qPrintable(QString::number(bytes)));
+}
+
+void TestPty::hangsUp()
+{
+    sim::RunningDevice device(streaming(115200, 100));
+    const std::string path = device.path();
+    Host host(path, B115200);
+    QVERIFY(!host.read(5s, 100).empty());
+    device.unplug();
+    QVERIFY(!device.isPluggedIn());
+    QVERIFY(device.path().empty());
+    QVERIFY(!host.write(kStart));
+    QVERIFY(::access(path.c_str(), F_OK) != 0);
+    device.unplug(); // once more does nothing
+    host.close();
+    device.plugIn();
+    device.plugIn();
+    QVERIFY(host.open(device.path(), B115200));
+    QVERIFY(!Host::packets(host.read(5s, 500)).empty());
+}
+
+void TestPty::servesAGivenMaster()
+{
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+    QVERIFY(::grantpt(master) == 0 && ::unlockpt(master) == 0);
+    sim::RunningDevice device(master, quiet());
+    Host host(device.path(), B115200);
+    QVERIFY(host.write(kStop));
+    QCOMPARE(host.read(5s, 8), (Bytes{0x53, 0x47, 0x08, 0x00, 0x13, 0x01, 0x14, 0x00}));
+}
+
+QTEST_GUILESS_MAIN(TestPty)
+#include "test_pty.moc"
