@@ -14,7 +14,7 @@ class Live(support.ProgramCase):
     device = ("--seed", "1", "--motion", "tumble", "--outputs", "0x7F")
 
     def test_follows_a_moving_device(self):
-        values = {caption: self.value(caption) for caption in CAPTIONS}
+        values = dict(zip(CAPTIONS, self.window.values_beside(CAPTIONS)))
         self.assertEqual({v.name for v in values.values()}, {"None"})
         self.wait_for_rate(0)
 

@@ -25,12 +25,8 @@ COMPLAINTS = re.compile(
 
 def combo_offering(parent, item):
     """The combo box among whose items is that text."""
-    def look():
-        for widget in parent.walk():
-            if widget.role == "combo box" and item in widget.items:
-                return widget
-        return None
-    return wait_until(look, f"a combo box that offers {item!r}")
+    boxes = [look.widget for look in parent.look() if look.role == "combo box"]
+    return next(box for box in boxes if item in box.items)
 
 
 class ProgramCase(unittest.TestCase):

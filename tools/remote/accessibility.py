@@ -2,9 +2,13 @@
 
 No coordinates and no fixed pauses: every wait is for a condition and has a deadline. The bus is
 spoken to directly, without a client library's cache, so that what is read is what is shown.
+
+A program that waits for its device answers here only now and then. So questions are asked many at a
+time: a look at a whole window costs one round trip for each level of its widgets.
 """
 
 import time
+from typing import NamedTuple
 
 from gi.repository import Gio, GLib
 
@@ -14,6 +18,7 @@ POLL_S = 0.05
 _ACCESSIBLE = "org.a11y.atspi.Accessible"
 _ACTION = "org.a11y.atspi.Action"
 _COMPONENT = "org.a11y.atspi.Component"
+_PROPERTIES = "org.freedesktop.DBus.Properties"
 _TEXT = "org.a11y.atspi.Text"
 _REGISTRY = "org.a11y.atspi.Registry"
 _CALL_TIMEOUT_MS = 60000
@@ -23,6 +28,8 @@ _KEY_SYMBOL = 3  # GenerateKeyboardEvent: press and release the key of this symb
 _STATE_CHECKED = 1 << 4
 _STATE_ENABLED = 1 << 8
 _STATE_SHOWING = 1 << 25
+
+_VALUE_ROLES = ("label", "text", "combo box")
 
 KEY_HOME, KEY_DOWN, KEY_RETURN, KEY_ESCAPE = 0xFF50, 0xFF54, 0xFF0D, 0xFF1B
 
@@ -59,6 +66,29 @@ class Bus:
             owner, path, interface, method, parameters, None,
             Gio.DBusCallFlags.NONE, _CALL_TIMEOUT_MS, None).unpack()
 
+    def call_many(self, calls):
+        """The results of several calls (as arguments of call()), asked at once; None for a widget
+        that is gone or does not know the question."""
+        results = [None] * len(calls)
+        waiting = len(calls)
+
+        def done(connection, result, index):
+            nonlocal waiting
+            waiting -= 1
+            try:
+                results[index] = connection.call_finish(result).unpack()
+            except GLib.Error:
+                pass
+
+        for index, (owner, path, interface, method, *rest) in enumerate(calls):
+            parameters = GLib.Variant(rest[0], tuple(rest[1:])) if rest else None
+            self._connection.call(
+                owner, path, interface, method, parameters, None, Gio.DBusCallFlags.NONE,
+                _CALL_TIMEOUT_MS, None, done, index)
+        while waiting:
+            GLib.MainContext.default().iteration(True)
+        return results
+
     def send(self, owner, path, interface, method, signature, *arguments):
         """Like call(), without waiting: the answer to an action that opens a modal dialog only
         comes when that dialog has been closed."""
@@ -80,6 +110,15 @@ class Bus:
         return Widget(self, owner, path)
 
 
+class Look(NamedTuple):
+    """One widget as it was at the moment of a look()."""
+
+    widget: "Widget"
+    role: str
+    name: str
+    extents: tuple  # (x, y, width, height) on the screen
+
+
 class Widget:
     """One accessible object. It stays valid as long as the widget behind it lives."""
 
@@ -99,7 +138,7 @@ class Widget:
 
     @property
     def name(self):
-        return self._call("org.freedesktop.DBus.Properties", "Get", "(ss)", _ACCESSIBLE, "Name")[0]
+        return self._call(_PROPERTIES, "Get", "(ss)", _ACCESSIBLE, "Name")[0]
 
     @property
     def role(self):
@@ -134,39 +173,49 @@ class Widget:
         return [Widget(self._bus, owner, path)
                 for owner, path in self._call(_ACCESSIBLE, "GetChildren")[0]]
 
-    def walk(self):
-        yield self
-        for child in self.children():
-            yield from child.walk()
+    def look(self):
+        """What this widget and everything below it show now: a list of Looks, parents first."""
+        seen = []
+        level = [self]
+        while level:
+            questions = ("GetRoleName", "GetChildren")
+            answers = iter(self._bus.call_many(
+                [question for widget in level for question in (
+                    *((widget._owner, widget._path, _ACCESSIBLE, method) for method in questions),
+                    (widget._owner, widget._path, _PROPERTIES, "Get", "(ss)", _ACCESSIBLE, "Name"),
+                    (widget._owner, widget._path, _COMPONENT, "GetExtents", "(u)", 0))]))
+            below = []
+            for widget in level:
+                role, children, name, extents = (next(answers) for _ in range(4))
+                if role and name:
+                    seen.append(Look(widget, role[0], name[0], extents[0] if extents else None))
+                    below += [Widget(self._bus, *child) for child in (children or [[]])[0]]
+            level = below
+        return seen
 
     def find_now(self, role, name=None):
         """The first descendant of that role and name (a text, or a compiled pattern); else None."""
-        try:
-            for widget in self.walk():
-                if widget.role == role and _matches(name, widget):
-                    return widget
-        except GLib.Error:
-            pass  # a window closed under our hands: the caller looks again
+        for look in self.look():
+            if look.role == role and _matches(name, look.name):
+                return look.widget
         return None
 
     def find(self, role, name=None, timeout_s=DEADLINE_S):
         return wait_until(lambda: self.find_now(role, name), f"{role} {name!r}", timeout_s)
 
+    def values_beside(self, captions):
+        """For each caption the widget to the right of the label of that text, as forms show them."""
+        looks = [look for look in self.look() if look.extents and look.extents[2]]
+        return [_right_of(caption, looks) for caption in captions]
+
     def value_beside(self, caption):
-        """The widget to the right of the label with that text, as a form shows them."""
-        label = self.find("label", caption)
-        x, y, _, height = label.extents
-        middle = y + height / 2
-        best = None
-        for widget in self.walk():
-            left, top, width, widget_height = widget.extents
-            in_row = top <= middle < top + widget_height and left > x
-            if in_row and width and widget.role in ("label", "text", "combo box"):
-                if best is None or left < best[0]:
-                    best = (left, widget)
-        if best is None:
-            raise LookupError(f"nothing beside {caption!r}")
-        return best[1]
+        return self.values_beside([caption])[0]
+
+    def texts(self, widgets):
+        """The contents of several line edits or text boxes, at one time."""
+        return [text and text[0] for text in self._bus.call_many(
+            [(widget._owner, widget._path, _TEXT, "GetText", "(ii)", 0, -1)
+             for widget in widgets])]
 
     def activate(self):
         """Chooses a menu entry, presses a button or toggles a box; returns at once."""
@@ -180,7 +229,7 @@ class Widget:
     @property
     def items(self):
         """The texts that a combo box offers."""
-        return [widget.name for widget in self.walk() if widget.role == "list item"]
+        return [look.name for look in self.look() if look.role == "list item"]
 
     def choose(self, item):
         """Opens a combo box and picks an item with the keyboard."""
@@ -197,9 +246,23 @@ class Widget:
         wait_until(lambda: self.name == item, f"{self!r} at {item!r}")
 
 
-def _matches(name, widget):
-    if name is None:
+def _matches(pattern, name):
+    if pattern is None:
         return True
-    if hasattr(name, "search"):
-        return name.search(widget.name) is not None
-    return widget.name == name
+    if hasattr(pattern, "search"):
+        return pattern.search(name) is not None
+    return name == pattern
+
+
+def _right_of(caption, looks):
+    label = next((look for look in looks if look.role == "label" and look.name == caption), None)
+    if label is None:
+        raise LookupError(f"no label {caption!r}")
+    x, y, _, height = label.extents
+    middle = y + height / 2
+    in_row = [look for look in looks
+              if look.role in _VALUE_ROLES and look.extents[0] > x
+              and look.extents[1] <= middle < look.extents[1] + look.extents[3]]
+    if not in_row:
+        raise LookupError(f"nothing beside {caption!r}")
+    return min(in_row, key=lambda look: look.extents[0]).widget

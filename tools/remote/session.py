@@ -16,9 +16,12 @@ import subprocess
 import sys
 import tempfile
 
+from gi.repository import GLib
+
 from .accessibility import DEADLINE_S, Bus, wait_until
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
+_DIALOG_ROLES = ("dialog", "alert message")
 _ENTERED = "VORNIX_REMOTE_SESSION"
 
 
@@ -93,6 +96,7 @@ class Program:
 
     def __init__(self, bus, command, environment):
         self._bus = bus
+        self._menu_entries = {}
         self._log = tempfile.TemporaryFile(mode="w+", encoding="utf-8", errors="replace")
         self._process = subprocess.Popen(
             [str(part) for part in command], env=dict(os.environ, **environment),
@@ -105,10 +109,10 @@ class Program:
             if self._process.poll() is not None:
                 raise RuntimeError(f"ended with {self._process.returncode}:\n{self.output}")
             for application in self._bus.applications():
-                window = application.find_now("frame")
-                if window:
-                    self._application = application
-                    return window
+                for window in application.children():
+                    if window.role == "frame":
+                        self._application = application
+                        return window
             return None
 
         try:
@@ -131,26 +135,31 @@ class Program:
 
     def menu(self, *path):
         """Chooses an entry: menu("Connection", "Connect")."""
-        widget = self.window
-        for name in path:
-            widget = widget.find("menu item", name)
-        widget.activate()
+        self._menu_entry(path).activate()
 
     def menu_enabled(self, *path):
-        widget = self.window
-        for name in path:
-            widget = widget.find("menu item", name)
-        return widget.enabled
+        return self._menu_entry(path).enabled
+
+    def _menu_entry(self, path):
+        # The entries live as long as the window: what was found once need not be searched again.
+        if path not in self._menu_entries:
+            widget = self.window
+            for name in path:
+                widget = widget.find("menu item", name)
+            self._menu_entries[path] = widget
+        return self._menu_entries[path]
 
     def dialog(self, title, timeout_s=DEADLINE_S):
         return wait_until(
             lambda: self.dialog_now(title), f"dialog {title!r}", timeout_s)
 
     def dialog_now(self, title):
-        for role in ("dialog", "alert message"):
-            found = self._application.find_now(role, title)
-            if found:
-                return found
+        for window in self._application.children():
+            try:
+                if window.role in _DIALOG_ROLES and window.name == title:
+                    return window
+            except GLib.Error:
+                pass  # closed between two questions
         return None
 
     def wait_for_label(self, pattern, timeout_s=DEADLINE_S):
