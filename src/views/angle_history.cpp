@@ -46,16 +46,18 @@ AngleHistory::append(const std::array<float, kSeries> &anglesDeg)
     return stored;
 }
 
+// Each series has its own running maximum: three short chains of comparisons, not one long one.
 float AngleHistory::largestMagnitude(float floor) const
 {
-    float largest = floor;
-    for (int series = 0; series < kSeries; ++series) {
-        for (const float value : samples(series)) {
-            const float magnitude = std::fabs(value);
-            largest = magnitude > largest ? magnitude : largest;
+    std::array<float, kSeries> largest{};
+    const std::array buffers{samples(0).data(), samples(1).data(), samples(2).data()};
+    for (int i = 0; i < m_count; ++i) {
+        for (std::size_t s = 0; s < largest.size(); ++s) {
+            const float magnitude = std::fabs(buffers[s][i]);
+            largest[s] = magnitude > largest[s] ? magnitude : largest[s];
         }
     }
-    return largest;
+    return std::max({floor, largest[0], largest[1], largest[2]});
 }
 
 void AngleHistory::clear()

@@ -1,12 +1,29 @@
 #include "views/plot_items.h"
 
+#include <algorithm>
+#include <cmath>
+
+#include <QGraphicsView>
+#include <QPaintEngine>
 #include <QPen>
 
-void BoundedPathItem::setBoundedPath(const QPainterPath &path, const QRectF &bounds)
+#include "views/polyline_strips.h"
+
+namespace {
+
+bool isFinite(float value)
 {
-    setBounds(bounds);
-    setPath(path);
+    return std::isfinite(value);
 }
+
+void keepFinite(QPolygonF &points)
+{
+    if (!std::isfinite(points.first().y()))
+        points.first().setY(0.0);
+    points.removeIf([](const QPointF &point) { return !std::isfinite(point.y()); });
+}
+
+} // namespace
 
 void BoundedPathItem::setBounds(const QRectF &bounds)
 {
@@ -18,6 +35,71 @@ void BoundedPathItem::setBounds(const QRectF &bounds)
     m_bounds = roomy;
 }
 
+void GridItem::setLines(const QPainterPath &lines, const QRectF &bounds)
+{
+    setBounds(bounds);
+    setPath(QPainterPath()); // spares a comparison, line by line, that would end in "different"
+    setPath(lines);
+    m_lastPaint.reset();
+}
+
+void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)
+{
+    if (m_inLowerPicture)
+        return;
+    if (!m_upper) {
+        QGraphicsPathItem::paint(painter, option, widget);
+        return;
+    }
+    const auto now = conditions(*painter, widget);
+    const bool unchanged = now && now == m_lastPaint && m_upper->m_lastPaint;
+    m_upper->m_inLowerPicture = unchanged;
+    m_lastPaint = now;
+    m_upper->m_lastPaint = now;
+    if (!unchanged) {
+        m_picture = {};
+        QGraphicsPathItem::paint(painter, option, widget);
+        return;
+    }
+    if (m_picture.isNull())
+        m_picture = picture();
+    painter->save();
+    painter->resetTransform();
+    painter->drawPixmap(0, 0, m_picture);
+    painter->restore();
+}
+
+// Nothing where a picture would not be the same pixels: on paper, at a ratio at which it would be
+// scaled, over a background that shows through.
+std::optional<GridItem::Conditions> GridItem::conditions(const QPainter &painter,
+                                                         const QWidget *widget)
+{
+    const auto *view =
+        widget ? qobject_cast<const QGraphicsView *>(widget->parentWidget()) : nullptr;
+    const qreal ratio = painter.device()->devicePixelRatioF();
+    if (!view || painter.paintEngine()->type() != QPaintEngine::Raster ||
+        ratio != std::floor(ratio) || view->backgroundBrush().style() != Qt::SolidPattern ||
+        !view->backgroundBrush().isOpaque())
+        return std::nullopt;
+    return Conditions{painter.transform(), widget->size(), ratio, painter.renderHints(),
+                      view->backgroundBrush()};
+}
+
+QPixmap GridItem::picture() const
+{
+    QPixmap pixmap(m_lastPaint->size * m_lastPaint->pixelRatio);
+    pixmap.setDevicePixelRatio(m_lastPaint->pixelRatio);
+    pixmap.fill(m_lastPaint->background.color());
+    QPainter painter(&pixmap);
+    painter.setRenderHints(m_lastPaint->hints);
+    painter.setTransform(m_lastPaint->transform);
+    for (const GridItem *item : {this, static_cast<const GridItem *>(m_upper)}) {
+        painter.setPen(item->pen());
+        painter.drawPath(item->path());
+    }
+    return pixmap;
+}
+
 void SeriesItem::setSamples(std::span<const float> samples, const QRectF &bounds)
 {
     setBounds(bounds);
@@ -26,9 +108,31 @@ void SeriesItem::setSamples(std::span<const float> samples, const QRectF &bounds
     setPath(QPainterPath());
     if (samples.empty())
         return;
+    m_points.resize(static_cast<qsizetype>(samples.size()));
+    QPointF *point = m_points.data();
+    for (std::size_t i = 0; i < samples.size(); ++i)
+        point[i] = {static_cast<qreal>(i), static_cast<qreal>(samples[i])};
+    if (!std::all_of(samples.begin(), samples.end(), isFinite))
+        keepFinite(m_points);
     m_samples.clear();
-    m_samples.moveTo(0.0, static_cast<qreal>(samples[0]));
-    for (std::size_t i = 1; i < samples.size(); ++i)
-        m_samples.lineTo(static_cast<qreal>(i), static_cast<qreal>(samples[i]));
+    m_samples.addPolygon(m_points);
     setPath(m_samples);
+}
+
+void SeriesItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)
+{
+    if (!canPaintInStrips(*painter)) {
+        QGraphicsPathItem::paint(painter, option, widget);
+        return;
+    }
+    const QPainterPath samples = path();
+    const QTransform toDevice = painter->transform();
+    m_points.resize(samples.elementCount());
+    for (int i = 0; i < samples.elementCount(); ++i)
+        m_points[i] = toDevice.map(QPointF(samples.elementAt(i)));
+    painter->save();
+    painter->resetTransform();
+    painter->setPen(pen());
+    drawPolylineInStrips(*painter, m_points);
+    painter->restore();
 }

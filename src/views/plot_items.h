@@ -1,8 +1,14 @@
 #pragma once
 
+#include <optional>
 #include <span>
 
+#include <QBrush>
 #include <QGraphicsPathItem>
+#include <QPainter>
+#include <QPixmap>
+#include <QPolygonF>
+#include <QTransform>
 
 // A path item that is told its bounds. The stock item finds them by stroking the whole path with
 // its pen, at every change: more work than everything else a sample costs.
@@ -11,20 +17,53 @@ class BoundedPathItem : public QGraphicsPathItem
 public:
     using QGraphicsPathItem::QGraphicsPathItem;
 
-    // `bounds` encloses the path; room for the pen is added here.
-    void setBoundedPath(const QPainterPath &path, const QRectF &bounds);
-
     QRectF boundingRect() const override { return m_bounds; }
 
 protected:
+    // `bounds` encloses the path; room for the pen is added here.
     void setBounds(const QRectF &bounds);
 
 private:
     QRectF m_bounds;
 };
 
-// One curve of the plot: sample i at x = i, y = its value; a value that is not finite has no
-// vertex of its own.
+// Lines that rarely change. Two of them, the lower one told of the upper, are painted from one
+// opaque picture, with the view's background, once a view has shown them unchanged.
+class GridItem : public BoundedPathItem
+{
+public:
+    using BoundedPathItem::BoundedPathItem;
+
+    // `upper` is the item right above this one.
+    void paintTogetherWith(GridItem *upper) { m_upper = upper; }
+
+    void setLines(const QPainterPath &lines, const QRectF &bounds);
+
+    void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
+
+private:
+    // What a picture depends on besides the lines.
+    struct Conditions
+    {
+        QTransform transform;
+        QSize size;
+        qreal pixelRatio = 0.0;
+        QPainter::RenderHints hints;
+        QBrush background;
+
+        friend bool operator==(const Conditions &, const Conditions &) = default;
+    };
+    static std::optional<Conditions> conditions(const QPainter &painter, const QWidget *widget);
+    QPixmap picture() const;
+
+    GridItem *m_upper = nullptr;
+    bool m_inLowerPicture = false;
+    std::optional<Conditions> m_lastPaint; // of the lower item
+    QPixmap m_picture;
+};
+
+// One curve of the plot: sample i at x = i, y = its value. A value that is not finite has no
+// vertex; in the first place it counts as 0, as in any QPainterPath.
 class SeriesItem : public BoundedPathItem
 {
 public:
@@ -32,6 +71,9 @@ public:
 
     void setSamples(std::span<const float> samples, const QRectF &bounds);
 
+    void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
+
 private:
     QPainterPath m_samples;
+    QPolygonF m_points; // scratch, kept for its memory
 };

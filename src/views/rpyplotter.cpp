@@ -151,8 +151,9 @@ void RpyPlotter::ensureScene()
     // A dozen items, all of them shown: an index would only have to be kept up to date.
     m_scene->setItemIndexMethod(QGraphicsScene::NoIndex);
 
-    m_minorGrid = addPathItem<BoundedPathItem>(*m_scene, hairline(kMinorGrid));
-    m_majorGrid = addPathItem<BoundedPathItem>(*m_scene, hairline(kMajorGrid));
+    m_minorGrid = addPathItem<GridItem>(*m_scene, hairline(kMinorGrid));
+    m_majorGrid = addPathItem<GridItem>(*m_scene, hairline(kMajorGrid));
+    m_minorGrid->paintTogetherWith(m_majorGrid);
     m_frame = m_scene->addRect(QRectF(), hairline(kFrame));
     const std::array colors{kRoll, kPitch, kYaw};
     for (std::size_t i = 0; i < m_series.size(); ++i)
@@ -236,8 +237,8 @@ void RpyPlotter::rebuildPaths()
 void RpyPlotter::rebuildGrid()
 {
     const PlotGrid grid = plotGrid(m_range);
-    m_minorGrid->setBoundedPath(grid.minor, m_range.rect());
-    m_majorGrid->setBoundedPath(grid.major, m_range.rect());
+    m_minorGrid->setLines(grid.minor, m_range.rect());
+    m_majorGrid->setLines(grid.major, m_range.rect());
     m_gridRange = m_range;
 }
 

@@ -14,7 +14,7 @@
 #include "views/attitude.h"
 #include "views/plot_grid.h"
 
-class BoundedPathItem;
+class GridItem;
 class QGraphicsItemGroup;
 class QGraphicsRectItem;
 class QGraphicsScene;
@@ -82,8 +82,8 @@ private:
 
     // Owned by the scene; null until it exists.
     std::array<SeriesItem *, AngleHistory::kSeries> m_series{};
-    BoundedPathItem *m_minorGrid = nullptr;
-    BoundedPathItem *m_majorGrid = nullptr;
+    GridItem *m_minorGrid = nullptr;
+    GridItem *m_majorGrid = nullptr;
     QGraphicsRectItem *m_frame = nullptr;
     QGraphicsItemGroup *m_legend = nullptr;
     QGraphicsRectItem *m_legendBackground = nullptr;

@@ -1,0 +1,15 @@
+#pragma once
+
+class QPainter;
+class QPolygonF;
+
+// A long antialiased line with a wide pen is slow in Qt's raster engine: it strokes the whole line
+// to one outline and scans that again for every band of the picture. The same line drawn one strip
+// of columns at a time, each with only the vertices near it, gives the same pixels sooner.
+
+// Whether drawPolylineInStrips() gives the pixels of drawPolyline() here, and sooner: an
+// antialiased raster painter whose transform keeps x ascending.
+bool canPaintInStrips(const QPainter &painter);
+
+// Draws `points`, of ascending x, with the painter's cosmetic pen; the painter has no transform.
+void drawPolylineInStrips(QPainter &painter, const QPolygonF &points);
