@@ -35,28 +35,33 @@ void BoundedPathItem::setBounds(const QRectF &bounds)
     m_bounds = roomy;
 }
 
+void GridItem::paintTogetherWith(GridItem *upper)
+{
+    m_upper = upper;
+    upper->m_lower = this;
+}
+
 void GridItem::setLines(const QPainterPath &lines, const QRectF &bounds)
 {
     setBounds(bounds);
     setPath(QPainterPath()); // spares a comparison, line by line, that would end in "different"
     setPath(lines);
-    m_lastPaint.reset();
+    (m_lower ? m_lower : this)->m_lastPaint.reset();
 }
 
 void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)
 {
-    if (m_inLowerPicture)
+    if (isInLowerPicture())
         return;
-    if (!m_upper) {
+    if (!m_upper || !m_upper->isVisible()) {
+        m_pictureShown = false;
         QGraphicsPathItem::paint(painter, option, widget);
         return;
     }
     const auto now = conditions(*painter, widget);
-    const bool unchanged = now && now == m_lastPaint && m_upper->m_lastPaint;
-    m_upper->m_inLowerPicture = unchanged;
+    m_pictureShown = now && now == m_lastPaint;
     m_lastPaint = now;
-    m_upper->m_lastPaint = now;
-    if (!unchanged) {
+    if (!m_pictureShown) {
         m_picture = {};
         QGraphicsPathItem::paint(painter, option, widget);
         return;
@@ -67,6 +72,11 @@ void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, 
     painter->resetTransform();
     painter->drawPixmap(0, 0, m_picture);
     painter->restore();
+}
+
+bool GridItem::isInLowerPicture() const
+{
+    return m_lower && m_lower->isVisible() && m_lower->m_pictureShown;
 }
 
 // Nothing where a picture would not be the same pixels: on paper, at a ratio at which it would be

@@ -35,7 +35,7 @@ public:
     using BoundedPathItem::BoundedPathItem;
 
     // `upper` is the item right above this one.
-    void paintTogetherWith(GridItem *upper) { m_upper = upper; }
+    void paintTogetherWith(GridItem *upper);
 
     void setLines(const QPainterPath &lines, const QRectF &bounds);
 
@@ -56,9 +56,13 @@ private:
     static std::optional<Conditions> conditions(const QPainter &painter, const QWidget *widget);
     QPixmap picture() const;
 
+    bool isInLowerPicture() const;
+
     GridItem *m_upper = nullptr;
-    bool m_inLowerPicture = false;
-    std::optional<Conditions> m_lastPaint; // of the lower item
+    GridItem *m_lower = nullptr;
+    // Of the lower item; a change of either item's lines resets the first.
+    std::optional<Conditions> m_lastPaint;
+    bool m_pictureShown = false;
     QPixmap m_picture;
 };
 

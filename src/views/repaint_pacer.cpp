@@ -1,47 +1,78 @@
 #include "views/repaint_pacer.h"
 
 #include <QEvent>
-#include <QWidget>
+#include <QGraphicsScene>
+#include <QGraphicsView>
 
 namespace {
 constexpr int kFrameMs = 16;
 }
 
-RepaintPacer::RepaintPacer(QWidget *widget)
-    : m_widget(widget)
+RepaintPacer::RepaintPacer(QGraphicsView *view)
+    : m_view(view)
+    , m_scene(view->scene())
 {
     m_release.setSingleShot(true);
     m_release.setTimerType(Qt::PreciseTimer);
     connect(&m_release, &QTimer::timeout, this, &RepaintPacer::release);
-    widget->installEventFilter(this);
+    view->viewport()->installEventFilter(this);
+    if (m_scene)
+        m_scene->installEventFilter(this);
 }
 
 RepaintPacer::~RepaintPacer()
 {
-    if (m_release.isActive())
+    if (isHolding())
         release();
 }
 
-void RepaintPacer::hold()
-{
-    if (!m_widget || m_release.isActive() || !m_sincePaint.isValid())
-        return;
-    const qint64 elapsed = m_sincePaint.elapsed();
-    if (elapsed >= kFrameMs)
-        return;
-    m_widget->setUpdatesEnabled(false);
-    m_release.start(kFrameMs - static_cast<int>(elapsed));
-}
-
+// The scene collects what its items ask for and passes it on to the view in a queued call to
+// itself: that call is the place to drop it. The items' own bookkeeping goes through.
 bool RepaintPacer::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_widget && event->type() == QEvent::Paint)
+    if (m_view && watched == m_view->viewport() && event->type() == QEvent::Paint)
         m_sincePaint.start();
+    if (m_view && watched == m_scene && event->type() == QEvent::MetaCall && isHolding()) {
+        const Silence silence(m_view->viewport());
+        return watched->event(event);
+    }
     return QObject::eventFilter(watched, event);
+}
+
+// Null when it is time for a repaint.
+QWidget *RepaintPacer::holdViewport()
+{
+    if (!m_view || !m_sincePaint.isValid())
+        return nullptr;
+    const qint64 elapsed = m_sincePaint.elapsed();
+    if (!isHolding() && elapsed < kFrameMs)
+        m_release.start(kFrameMs - static_cast<int>(elapsed));
+    return isHolding() ? m_view->viewport() : nullptr;
 }
 
 void RepaintPacer::release()
 {
-    if (m_widget)
-        m_widget->setUpdatesEnabled(true);
+    if (m_view)
+        m_view->viewport()->update();
+}
+
+// The attribute itself: turning updates on again through the setter would ask for a repaint. It is
+// never left set, as a screenshot of a widget with updates off shows nothing of it.
+RepaintPacer::Silence::Silence(QWidget *viewport)
+{
+    if (!viewport || !viewport->updatesEnabled())
+        return;
+    m_viewport = viewport;
+    m_viewport->setAttribute(Qt::WA_UpdatesDisabled);
+}
+
+RepaintPacer::Silence::~Silence()
+{
+    if (m_viewport)
+        m_viewport->setAttribute(Qt::WA_UpdatesDisabled, false);
+}
+
+RepaintPacer::Change::Change(RepaintPacer *pacer)
+    : m_silence(pacer ? pacer->holdViewport() : nullptr)
+{
 }

@@ -89,7 +89,7 @@ void RpyPlotter::attach(QGraphicsView *view)
         view->setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
         view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         view->installEventFilter(this);
-        m_pacer = std::make_unique<RepaintPacer>(view->viewport());
+        m_pacer = std::make_unique<RepaintPacer>(view);
     }
     rebuildPaths();
 }
@@ -219,8 +219,7 @@ void RpyPlotter::layoutLegend()
 void RpyPlotter::rebuildPaths()
 {
     ensureScene();
-    if (m_pacer)
-        m_pacer->hold();
+    const RepaintPacer::Change change(m_pacer.get());
 
     const QRectF sceneRect = m_range.rect();
     if (m_gridRange != m_range)

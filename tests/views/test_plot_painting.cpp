@@ -1,0 +1,354 @@
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include <QElapsedTimer>
+#include <QGraphicsView>
+#include <QImage>
+#include <QPainter>
+#include <QStyleOptionGraphicsItem>
+#include <QTest>
+#include <QTimer>
+
+#include "tests/views/plot_scene.h"
+#include "views/polyline_strips.h"
+#include "views/repaint_pacer.h"
+#include "views/rpyplotter.h"
+
+namespace {
+
+constexpr QRgb kBackground = 0xff101014;
+
+void addMotion(RpyPlotter &plotter, int from, int to)
+{
+    for (int i = from; i < to; ++i) {
+        const double t = 0.02 * i;
+        plotter.addRPY(static_cast<float>(60 * std::sin(t)),
+                       static_cast<float>(40 * std::sin(1.3 * t + 1) + 5 * std::sin(17 * t)),
+                       static_cast<float>(170 * std::sin(1.7 * t)));
+    }
+}
+
+QImage canvas(qreal ratio)
+{
+    QImage image(QSize(450, 300) * ratio, QImage::Format_RGB32);
+    image.setDevicePixelRatio(ratio);
+    image.fill(kBackground);
+    return image;
+}
+
+QTransform fitting(const QRectF &sceneRect)
+{
+    return QTransform::fromScale(446.0 / sceneRect.width(), 296.0 / sceneRect.height())
+        .translate(-sceneRect.left(), -sceneRect.top());
+}
+
+// What Qt paints for the same path and pen when nobody helps.
+void paintPlainly(QPainter &painter, const QGraphicsPathItem &item)
+{
+    painter.setPen(item.pen());
+    painter.setBrush(item.brush());
+    painter.drawPath(item.path());
+}
+
+int differentPixels(const QImage &one, const QImage &other)
+{
+    int different = 0;
+    for (int y = 0; y < one.height(); ++y) {
+        for (int x = 0; x < one.width(); ++x)
+            different += one.pixel(x, y) != other.pixel(x, y) ? 1 : 0;
+    }
+    return different;
+}
+
+int pixelsOf(const QImage &image, QRgb color)
+{
+    int count = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            count += image.pixel(x, y) == color ? 1 : 0;
+    }
+    return count;
+}
+
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+    int paints = 0;
+
+    bool eventFilter(QObject * /*watched*/, QEvent *event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
+};
+
+} // namespace
+
+class TestPlotPainting : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void curvesAreTheSamePixels_data()
+    {
+        QTest::addColumn<double>("ratio");
+        QTest::addColumn<int>("samples");
+        for (const double ratio : {1.0, 1.25, 1.5, 2.0}) {
+            for (const int samples : {1, 2, 40, 599, 1000})
+                QTest::addRow("%d samples at %g", samples, ratio) << ratio << samples;
+        }
+    }
+
+    void curvesAreTheSamePixels()
+    {
+        QFETCH(double, ratio);
+        QFETCH(int, samples);
+        RpyPlotter plotter;
+        addMotion(plotter, 0, samples);
+        const PlotScene plot = PlotScene::of(*plotter.scene());
+        const QTransform transform = fitting(plotter.scene()->sceneRect());
+        for (QGraphicsPathItem *item : plot.series) {
+            QImage ours = canvas(ratio);
+            QImage plain = canvas(ratio);
+            QPainter onOurs(&ours);
+            QPainter onPlain(&plain);
+            for (QPainter *painter : {&onOurs, &onPlain}) {
+                painter->setRenderHints(QPainter::Antialiasing | QPainter::TextAntialiasing);
+                painter->setTransform(transform);
+            }
+            QStyleOptionGraphicsItem option;
+            item->paint(&onOurs, &option, nullptr);
+            paintPlainly(onPlain, *item);
+            onOurs.end();
+            onPlain.end();
+            QCOMPARE(differentPixels(ours, plain), 0);
+            QVERIFY(samples == 1 || pixelsOf(ours, kBackground) < ours.width() * ours.height());
+        }
+    }
+
+    // A clip of the painter's own stays in force, and so does everything else it was set to.
+    void stripsLeaveThePainterAsItWas()
+    {
+        QImage image = canvas(1.0);
+        QPainter painter(&image);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setClipRect(0, 0, 100, 300);
+        painter.setPen(QPen(Qt::red, 2.0));
+        QPolygonF points;
+        for (int x = 0; x < 450; ++x)
+            points << QPointF(x, 150);
+        drawPolylineInStrips(painter, points);
+        QCOMPARE(painter.clipBoundingRect(), QRectF(0, 0, 100, 300));
+        painter.end();
+        QCOMPARE(image.pixel(99, 150), QColor(Qt::red).rgb());
+        QCOMPARE(image.pixel(100, 150), kBackground);
+    }
+
+    void stripsAreForRasterPaintersOnly()
+    {
+        QImage image = canvas(1.0);
+        QPainter painter(&image);
+        QVERIFY(!canPaintInStrips(painter)); // not antialiased
+        painter.setRenderHint(QPainter::Antialiasing);
+        QVERIFY(canPaintInStrips(painter));
+        painter.scale(2.0, -3.0);
+        QVERIFY(canPaintInStrips(painter));
+        painter.scale(-1.0, 1.0);
+        QVERIFY(!canPaintInStrips(painter)); // x descends
+        painter.resetTransform();
+        painter.rotate(10.0);
+        QVERIFY(!canPaintInStrips(painter));
+    }
+
+    // The whole window content, once drawn line by line and once with the kept picture of the grid.
+    void gridPictureIsTheSamePixels()
+    {
+        QGraphicsView view;
+        view.resize(450, 300);
+        RpyPlotter plotter;
+        plotter.attach(&view);
+        addMotion(plotter, 0, 700);
+        const QImage lines = view.grab().toImage();
+        const QImage building = view.grab().toImage();
+        const QImage kept = view.grab().toImage();
+        QCOMPARE(differentPixels(lines, building), 0);
+        QCOMPARE(differentPixels(lines, kept), 0);
+        QVERIFY(pixelsOf(lines, kBackground) < 450 * 300 * 9 / 10);
+
+        // A picture of another grid, size or background must not linger.
+        plotter.addRPY(0.0F, 0.0F, 900.0F);
+        const QImage otherRange = view.grab().toImage();
+        QVERIFY(differentPixels(lines, otherRange) > 1000);
+        QCOMPARE(differentPixels(otherRange, view.grab().toImage()), 0);
+        view.setBackgroundBrush(Qt::darkGreen);
+        const QImage green = view.grab().toImage();
+        QVERIFY(pixelsOf(green, QColor(Qt::darkGreen).rgb()) > 10000);
+        QCOMPARE(differentPixels(green, view.grab().toImage()), 0);
+        QCOMPARE(differentPixels(green, view.grab().toImage()), 0);
+    }
+
+    void hiddenGridsStayApart()
+    {
+        QGraphicsView view;
+        view.resize(450, 300);
+        RpyPlotter plotter;
+        plotter.attach(&view);
+        const PlotScene plot = PlotScene::of(*plotter.scene());
+        const QRgb major = qRgb(95, 95, 110);
+        for (int i = 0; i < 3; ++i)
+            view.grab();
+        plot.minorGrid->hide();
+        QVERIFY(pixelsOf(view.grab().toImage(), kBackground) > 100000);
+        plot.majorGrid->hide();
+        const QImage none = view.grab().toImage();
+        plot.majorGrid->show();
+        const QImage majorOnly = view.grab().toImage();
+        QVERIFY(differentPixels(none, majorOnly) > 1000);
+        plot.majorGrid->hide();
+        plot.minorGrid->show();
+        QImage minorOnly;
+        for (int i = 0; i < 3; ++i)
+            minorOnly = view.grab().toImage();
+        QCOMPARE(pixelsOf(minorOnly, major), pixelsOf(none, major));
+    }
+
+    // Colour and direction of each curve, seen on the view itself: larger angles lie lower.
+    void curvesAreWhereTheirAnglesAre()
+    {
+        QGraphicsView view;
+        view.resize(450, 300);
+        RpyPlotter plotter;
+        plotter.attach(&view);
+        for (int i = 0; i < 600; ++i)
+            plotter.addRPY(90.0F, -90.0F, 45.0F);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        plotter.addRPY(90.0F, -90.0F, 45.0F);
+        const QImage image = view.grab().toImage();
+        // The line is two pixels wide, antialiased: one of three neighbours is all its colour.
+        const auto isAt = [&](QRgb color, double sample, double angle) {
+            const QPoint onView =
+                view.viewport()->mapTo(&view, view.mapFromScene(QPointF(sample, angle)));
+            return pixelsOf(image.copy(onView.x(), onView.y() - 1, 1, 3), color) > 0;
+        };
+        for (const double sample : {300.0, 450.0, 590.0}) {
+            QVERIFY(isAt(qRgb(255, 60, 60), sample, 90.0));
+            QVERIFY(isAt(qRgb(60, 255, 60), sample, -90.0));
+            QVERIFY(isAt(qRgb(60, 90, 255), sample, 45.0));
+        }
+        QVERIFY(view.mapFromScene(QPointF(0, 90)).y() > view.mapFromScene(QPointF(0, -90)).y());
+    }
+
+    void repaintsKeepTheDisplaysPace()
+    {
+        QGraphicsView view;
+        view.resize(450, 300);
+        RpyPlotter plotter;
+        plotter.attach(&view);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+
+        PaintCounter counter(view.viewport());
+        QElapsedTimer time;
+        time.start();
+        int samples = 0;
+        while (samples < 300) {
+            addMotion(plotter, samples, samples + 1);
+            ++samples;
+            QCoreApplication::processEvents();
+        }
+        // One paint for each started 16 ms, and one more on either side.
+        QVERIFY2(counter.paints <= time.elapsed() / 16 + 2,
+                 qPrintable(QString::number(counter.paints)));
+        // Nothing stays held back: the last sample is painted, and a later one at once.
+        const int held = counter.paints;
+        addMotion(plotter, samples, samples + 1);
+        QTRY_VERIFY(counter.paints > held);
+        QTest::qWait(50);
+        const int before = counter.paints;
+        addMotion(plotter, samples, samples + 1);
+        QTRY_COMPARE(counter.paints, before + 1);
+    }
+
+    // Every sample widens the range, so every sample fits the view anew.
+    void fittingKeepsThePaceToo()
+    {
+        QGraphicsView view;
+        view.resize(450, 300);
+        RpyPlotter plotter;
+        plotter.attach(&view);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+
+        PaintCounter counter(view.viewport());
+        QElapsedTimer time;
+        time.start();
+        for (int i = 0; i < 300; ++i) {
+            plotter.addRPY(0.0F, 10.0F + static_cast<float>(i) / 2.0F, 0.0F);
+            QCoreApplication::processEvents();
+        }
+        QVERIFY2(counter.paints <= time.elapsed() / 16 + 2,
+                 qPrintable(QString::number(counter.paints)));
+    }
+
+    void aHeldViewCanBePhotographed()
+    {
+        QGraphicsView view;
+        view.resize(450, 300);
+        RpyPlotter plotter;
+        plotter.attach(&view);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        addMotion(plotter, 0, 600);
+        const QImage before = view.grab().toImage();
+        addMotion(plotter, 600, 650); // held: the photograph was a paint
+        QCoreApplication::processEvents();
+        const QImage after = view.grab().toImage();
+        QVERIFY(pixelsOf(after, kBackground) > 20000);
+        QVERIFY(differentPixels(before, after) > 1000);
+    }
+
+    void pacerMayOutliveItsView()
+    {
+        QGraphicsScene graphics;
+        auto view = std::make_unique<QGraphicsView>(&graphics);
+        RepaintPacer pacer(view.get());
+        {
+            const RepaintPacer::Change early(&pacer);
+        }
+        QVERIFY(!pacer.isHolding());
+        view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
+        view->viewport()->repaint();
+        {
+            const RepaintPacer::Change change(&pacer);
+            QVERIFY(!view->viewport()->updatesEnabled());
+        }
+        QVERIFY(view->viewport()->updatesEnabled());
+        QVERIFY(pacer.isHolding());
+        view.reset();
+        const RepaintPacer::Change late(&pacer);
+        QTRY_VERIFY(!pacer.isHolding());
+    }
+
+    // Somebody who turned the view's updates off keeps them off.
+    void pacerRespectsUpdatesTurnedOff()
+    {
+        QGraphicsScene graphics;
+        QGraphicsView view(&graphics);
+        RepaintPacer pacer(&view);
+        view.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&view));
+        view.viewport()->repaint();
+        view.viewport()->setUpdatesEnabled(false);
+        {
+            const RepaintPacer::Change change(&pacer);
+        }
+        QVERIFY(!view.viewport()->updatesEnabled());
+    }
+};
+
+QTEST_MAIN(TestPlotPainting)
+#include "test_plot_painting.moc"
