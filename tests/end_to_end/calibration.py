@@ -1,0 +1,108 @@
+"""A magnetometer calibration from the first reading to the device's flash."""
+
+import math
+import re
+import statistics
+import time
+
+import support
+from remote.accessibility import wait_until
+
+TITLE = "Magnetometer Calibration"
+COLLECT_S = 20.0  # at five readings a second, well over sixty
+ALL_BUT_RAW = 0x7F
+RAW = 0x100
+FIELD = "Magnetic Field (unitless)"
+
+
+class Calibration(support.ProgramCase):
+    device = ("--seed", "3", "--motion", "tumble", "--outputs", hex(ALL_BUT_RAW))
+
+    def test_calibrates_and_stores(self):
+        self.connect()
+        self.assertGreater(self.spread_of_field(), 0.05, "nothing to calibrate")
+
+        dialog = self.open()
+        self.press(dialog, "Start Calibration")
+        self.wait_for_log(dialog, "Calibration started...")
+        scatter = dialog.find("panel", "Magnetic Field (Sphere 3D scatter plot)").children()[-1]
+        empty = self.desktop.picture(scatter.extents)
+        self.collect()
+        wait_until(lambda: self.desktop.picture(scatter.extents) != empty, "points on the sphere")
+        self.press(dialog, "Stop Calibration")
+        self.wait_for_log(dialog, "Calibration stopped.")
+        final = self.wait_for_log(dialog, r"Final Quality: avg\|p\|=(\S+), std\|p\|=(\S+), "
+                                          r"N=(\d+), (\w+)")
+        self.assertAlmostEqual(float(final.group(1)), 1.0, delta=0.02)
+        self.assertLess(float(final.group(2)), 0.03)
+        self.assertGreater(int(final.group(3)), 60)
+        self.assertEqual(final.group(4), "Good")
+        self.assertEqual(dialog.value_beside("Quality").text, "Good")
+        self.assertEqual(dialog.value_beside("Samples").text, final.group(3))
+        self.shoot("calibration", dialog)
+
+        self.assertFalse(dialog.find("push button", "Save to Device").enabled)
+        self.press(dialog, "Apply Calibration")
+        self.wait_for_log(dialog, r"Applied calibration: Bias = \[.*\], L = \[.*\]")
+        self.press(dialog, "Save to Device")
+        self.wait_for_log(dialog, "Calibration saved to device flash\\.")
+        self.press(dialog, "Close")
+        self.wait_until_closed(TITLE)
+
+        self.assertLess(self.spread_of_field(), 0.03)
+        self.assertEqual(self.outputs(), ALL_BUT_RAW)
+
+        self.power_cycle()
+        self.wait_for_change(self.value(FIELD))
+        self.assertLess(self.spread_of_field(), 0.03)
+        # "Save to Device" stores all that is in use, and the raw output was while the dialog was
+        # open; closing it ends that until the next power cycle.
+        self.assertEqual(self.outputs(), ALL_BUT_RAW | RAW)
+
+        self.disconnect()
+        self.close()
+
+    def open(self):
+        self.program.menu("Settings", TITLE)
+        return self.program.dialog(TITLE)
+
+    def press(self, dialog, button):
+        dialog.find("push button", button).activate()
+
+    def wait_for_log(self, dialog, pattern):
+        log = dialog.find("panel", "INFO").find("text")
+        return wait_until(lambda: re.search(f"^{pattern}$", log.text, re.MULTILINE),
+                          f"log line {pattern!r}")
+
+    @staticmethod
+    def collect():
+        # The number of readings is shown only at the end, so here time itself is the condition.
+        end = time.monotonic() + COLLECT_S
+        wait_until(lambda: time.monotonic() > end, "enough readings")
+
+    def spread_of_field(self):
+        """Relative standard deviation of the magnitude of the calibrated field, as shown."""
+        label = self.value(FIELD)
+        seen = set()
+
+        def look():
+            numbers = re.fullmatch(r"(\S+), (\S+), (\S+)", label.name)
+            if numbers:
+                seen.add(tuple(float(number) for number in numbers.groups()))
+            return len(seen) >= 60
+
+        wait_until(look, "sixty different readings of the field")
+        magnitudes = [math.hypot(*field) for field in seen]
+        return statistics.pstdev(magnitudes) / statistics.mean(magnitudes)
+
+    def outputs(self):
+        self.program.menu("Connection", "Device Info")
+        dialog = self.program.dialog("Device Info")
+        text = dialog.find("panel", "Received from device").find("text").text
+        dialog.find("push button", "Close").activate()
+        self.wait_until_closed("Device Info")
+        return int(re.search(r"Outputs: (0x[0-9a-f]+)", text).group(1), 16)
+
+
+if __name__ == "__main__":
+    support.main()

@@ -1,0 +1,66 @@
+"""Everything the device can send, as fast as it can: the window must stay usable.
+
+VORNIX_FULL_RATE_SECONDS makes the watch longer than the test suite can afford.
+"""
+
+import os
+import pathlib
+import sys
+import time
+
+import support
+from remote.accessibility import wait_until
+
+SECONDS = float(os.environ.get("VORNIX_FULL_RATE_SECONDS", "8"))
+ANSWER_S = 5.0
+GROWTH_LIMIT_KIB = 16 * 1024
+
+
+class FullRate(support.ProgramCase):
+    device = ("--seed", "4", "--motion", "hand", "--baud", "921600")
+
+    def test_window_stays_usable(self):
+        self.connect(baud=921600)
+        self.change_to_full_rate()
+        self.wait_for_rate(1000, at_least=1)
+
+        quaternion = self.value("Quaternion (unitless)")
+        shown = set()
+        resident = [self.resident_kib()]
+        slowest = 0.0
+        end = time.monotonic() + SECONDS
+        while time.monotonic() < end:
+            asked = time.monotonic()
+            shown.add(quaternion.name)
+            slowest = max(slowest, time.monotonic() - asked)
+            resident.append(self.resident_kib())
+            time.sleep(0.02)
+        self.shoot("full-rate")
+        sys.stderr.write(f"{self.rate.name}, slowest answer {slowest * 1000:.0f} ms, "
+                         f"resident {resident[0]} to {max(resident)} KiB ")
+        self.assertGreater(len(shown), 5)
+        self.assertLess(slowest, ANSWER_S)
+        self.assertLess(max(resident[len(resident) // 2:]) - resident[0], GROWTH_LIMIT_KIB)
+
+        self.disconnect()
+        self.close()
+
+    def change_to_full_rate(self):
+        self.program.menu("Settings", "Open Settings")
+        dialog = self.program.dialog("Settings")
+        for choice in ("1000000", "1000 Hz", "Full output"):
+            support.combo_offering(dialog, choice).choose(choice)
+        dialog.find("push button", "Save to Device").activate()
+        self.wait_until_closed("Settings")
+
+    def resident_kib(self):
+        status = pathlib.Path(f"/proc/{self.vornix_pid()}/status").read_text(encoding="ascii")
+        line = next(line for line in status.splitlines() if line.startswith("VmRSS:"))
+        return int(line.split()[1])
+
+    def vornix_pid(self):
+        return wait_until(lambda: self.program.descendant("vornix"), "the process of vornix")
+
+
+if __name__ == "__main__":
+    support.main()
