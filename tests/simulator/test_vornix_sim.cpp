@@ -1,0 +1,245 @@
+// The program itself, as its users start it.
+
+#include "tests/simulator/host.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <csignal>
+
+using namespace std::chrono_literals;
+using namespace Qt::StringLiterals;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+// Built beside this test's folder.
+QString program()
+{
+    return QCoreApplication::applicationDirPath() + u"/../bin/vornix-sim"_s;
+}
+
+struct Outcome
+{
+    int status = -1;
+    QString out;
+    QString err;
+};
+
+Outcome run(const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program(), arguments);
+    if (!process.waitForFinished(20000) || process.exitStatus() != QProcess::NormalExit)
+        return {};
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+
+// A vornix-sim that serves, and the path it printed.
+class Served
+{
+public:
+    explicit Served(const QStringList &arguments)
+    {
+        m_process.start(program(), arguments);
+        m_path = nextLine();
+    }
+    ~Served()
+    {
+        m_process.kill();
+        m_process.waitForFinished();
+    }
+
+    std::string nextLine()
+    {
+        while (!m_process.canReadLine()) {
+            if (!m_process.waitForReadyRead(10000))
+                return {};
+        }
+        return m_process.readLine().trimmed().toStdString();
+    }
+
+    const std::string &path() const { return m_path; }
+    void signal(int number) { ::kill(static_cast<pid_t>(m_process.processId()), number); }
+    bool endsWith(int status)
+    {
+        return m_process.waitForFinished(10000) && m_process.exitStatus() == QProcess::NormalExit &&
+               m_process.exitCode() == status;
+    }
+
+private:
+    QProcess m_process;
+    std::string m_path;
+};
+
+const Bytes kGet{0x53, 0x43, 0x0C, 0x00, 0x0C, 0x07, 0x08, 0x09, 0x10, 0x11, 0x45, 0x00};
+const Bytes kSetRate200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0xC8, 0x00, 0x00, 0x00, 0xDD, 0x00};
+
+// The data rate the unit reports, 0 if it does not answer.
+int reportedRate(Host &host)
+{
+    host.write(kGet);
+    const Bytes answer = host.read(5s, 27);
+    return answer.size() == 27 ? answer[10] | answer[11] << 8 : 0;
+}
+
+} // namespace
+
+class TestVornixSim : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void explainsItself();
+    void refusesBadOptions();
+    void servesUntilInterrupted_data();
+    void servesUntilInterrupted();
+    void powerCyclesOnHangup();
+    void movesTheCable();
+    void pullsTheCableInTime();
+    void endsWithItsCommand_data();
+    void endsWithItsCommand();
+    void showsItsPortsToTheCommand();
+    void passesASignalOn();
+    void runsASanitizedCommand();
+};
+
+void TestVornixSim::explainsItself()
+{
+    const Outcome help = run({u"--help"_s});
+    QCOMPARE(help.status, 0);
+    QVERIFY(help.out.startsWith(u"Usage: vornix-sim [OPTION...]\n"_s));
+    QVERIFY(help.err.isEmpty());
+    const Outcome version = run({u"--version"_s});
+    QCOMPARE(version.status, 0);
+    QVERIFY(version.out.startsWith(u"vornix-sim "_s));
+}
+
+void TestVornixSim::refusesBadOptions()
+{
+    const Outcome outcome = run({u"--motion"_s, u"fall"_s});
+    QCOMPARE(outcome.status, 2);
+    QCOMPARE(outcome.err, u"vornix-sim: bad value for --motion: fall\nTry vornix-sim --help.\n"_s);
+    QVERIFY(outcome.out.isEmpty());
+}
+
+void TestVornixSim::servesUntilInterrupted_data()
+{
+    QTest::addColumn<int>("signal");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+}
+
+void TestVornixSim::servesUntilInterrupted()
+{
+    QFETCH(const int, signal);
+    QTemporaryDir directory;
+    const QString link = directory.filePath(u"unit"_s);
+    Served sim({u"--rate"_s, u"200"_s, u"--baud"_s, u"921600"_s, u"--link"_s, link});
+    QCOMPARE(QString::fromStdString(sim.path()), link);
+    Host host(sim.path(), B921600);
+    QVERIFY(Host::packets(host.read(5s, 2000)).size() > 10);
+    sim.signal(signal);
+    QVERIFY(sim.endsWith(0));
+    QVERIFY(!QFileInfo(link).isSymLink());
+}
+
+void TestVornixSim::powerCyclesOnHangup()
+{
+    Served sim({u"--outputs"_s, u"0"_s});
+    Host host(sim.path(), B115200);
+    QVERIFY(host.write(kSetRate200));
+    QCOMPARE(host.read(5s, 9).size(), std::size_t(9));
+    QCOMPARE(reportedRate(host), 200);
+    sim.signal(SIGHUP);
+    int rate = 200;
+    for (int attempt = 0; attempt < 20 && rate != 100; ++attempt) {
+        host.write(kGet); // it is deaf for a moment
+        const Bytes answer = host.read(200ms, 27);
+        rate = answer.size() == 27 ? answer[10] | answer[11] << 8 : 0;
+    }
+    QCOMPARE(rate, 100);
+}
+
+void TestVornixSim::movesTheCable()
+{
+    QTemporaryDir directory;
+    const QString link = directory.filePath(u"unit"_s);
+    Served sim({u"--link"_s, link});
+    QVERIFY(QFileInfo(link).isSymLink());
+    sim.signal(SIGUSR1);
+    QVERIFY(eventually([&] { return !QFileInfo(link).isSymLink(); }));
+    sim.signal(SIGUSR1);
+    QVERIFY(eventually([&] { return QFileInfo(link).isSymLink(); }));
+    Host host(sim.path(), B115200);
+    QVERIFY(!Host::packets(host.read(5s, 500)).empty());
+}
+
+void TestVornixSim::pullsTheCableInTime()
+{
+    QTemporaryDir directory;
+    const QString link = directory.filePath(u"unit"_s);
+    Served sim({u"--link"_s, link, u"--unplug-after"_s, u"0.3"_s, u"--return-after"_s, u"0.3"_s});
+    Host host(sim.path(), B115200);
+    QVERIFY(eventually([&] { return !host.write(kGet); }));
+    QVERIFY(eventually([&] { return QFileInfo(link).isSymLink(); }));
+}
+
+void TestVornixSim::endsWithItsCommand_data()
+{
+    QTest::addColumn<QStringList>("command");
+    QTest::addColumn<int>("status");
+    QTest::newRow("success") << QStringList{u"true"_s} << 0;
+    QTest::newRow("status 7") << QStringList{u"sh"_s, u"-c"_s, u"exit 7"_s} << 7;
+    QTest::newRow("killed") << QStringList{u"sh"_s, u"-c"_s, u"kill -9 $$"_s} << 137;
+    QTest::newRow("not found") << QStringList{u"/does/not/exist"_s} << 127;
+    QTest::newRow("not executable") << QStringList{u"/dev/null"_s} << 126;
+}
+
+void TestVornixSim::endsWithItsCommand()
+{
+    QFETCH(const QStringList, command);
+    QFETCH(const int, status);
+    QCOMPARE(run(QStringList{u"--"_s} + command).status, status);
+}
+
+void TestVornixSim::showsItsPortsToTheCommand()
+{
+    // The command has its own /dev: the port opens there, takes a speed and carries packets.
+    const QString script = u"ls /sys/class/tty; stty -F /dev/ttyACM3 raw -echo 460800 && "
+                           "head -c 3000 /dev/ttyACM3"_s;
+    QProcess process;
+    process.start(program(), {u"--baud"_s, u"460800"_s, u"--port"_s, u"ttyUSB0"_s, u"--port"_s,
+                              u"ttyACM3"_s, u"--"_s, u"sh"_s, u"-c"_s, script});
+    QVERIFY(process.waitForFinished(20000));
+    const QByteArray output = process.readAllStandardOutput();
+    QVERIFY(output.startsWith("ttyACM3\nttyUSB0\n"));
+    QVERIFY(Host::packets(Bytes(output.begin(), output.end())).size() > 10);
+    QCOMPARE(process.exitCode(), 0);
+    QVERIFY(!QFileInfo::exists(u"/dev/ttyACM3"_s));
+}
+
+void TestVornixSim::passesASignalOn()
+{
+    Served sim({u"--"_s, u"sh"_s, u"-c"_s,
+                u"trap 'exit 5' TERM; echo ready; while :; do sleep 0.05; done"_s});
+    QCOMPARE(sim.path(), std::string("ready"));
+    sim.signal(SIGTERM);
+    QVERIFY(sim.endsWith(5));
+}
+
+// In a sanitizers' build this program is one itself; otherwise it is like any other.
+void TestVornixSim::runsASanitizedCommand()
+{
+    const Outcome outcome = run({u"--"_s, program(), u"--version"_s});
+    QCOMPARE(outcome.err, QString());
+    QCOMPARE(outcome.status, 0);
+    QVERIFY(outcome.out.startsWith(u"vornix-sim "_s));
+}
+
+QTEST_GUILESS_MAIN(TestVornixSim)
+#include "test_vornix_sim.moc"
