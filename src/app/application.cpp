@@ -1,12 +1,16 @@
 #include "app/application.h"
 
 #include <QDebug>
+#include <QIcon>
 
 #include "app/exception_report.h"
+
+using namespace Qt::StringLiterals;
 
 Application::Application(int &argc, char **argv)
     : QApplication(argc, argv)
 {
+    setWindowIcon(QIcon(u":/icons/vornix.png"_s));
 }
 
 bool Application::notify(QObject *receiver, QEvent *event)

@@ -5,6 +5,7 @@
 
 #include <boost/system/system_error.hpp>
 
+#include <QIcon>
 #include <QMenu>
 #include <QMenuBar>
 #include <QRegularExpression>
@@ -21,6 +22,11 @@ class TestApplication : public QObject
     Q_OBJECT
 
 private slots:
+    void everyWindowHasTheIcon()
+    {
+        QCOMPARE(QGuiApplication::windowIcon().availableSizes(), QList<QSize>{QSize(256, 256)});
+    }
+
     void theLoopSurvivesAnException()
     {
         QTest::ignoreMessage(QtWarningMsg, "Unhandled error: broken");
