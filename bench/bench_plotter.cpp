@@ -202,8 +202,7 @@ double frameMicroseconds(QWidget &painted, const PaintCounter &counter,
     return microsecondsEach(kPaints, [&] {
         const int before = counter.paints();
         addSample();
-        painted.setUpdatesEnabled(true); // every frame now, whatever the plot's own pace
-        painted.update();
+        painted.update(); // every frame now, whatever the plot's own pace
         while (counter.paints() == before)
             QApplication::processEvents();
     });

@@ -1,0 +1,297 @@
+#include "views/orbitglwidget.h"
+
+#include <memory>
+
+#include <QMouseEvent>
+#include <QSurfaceFormat>
+#include <QTest>
+#include <QWheelEvent>
+
+#include "tests/views/gl_probe.h"
+
+namespace {
+
+constexpr QSize kSize(400, 300);
+
+class BareView : public OrbitGLWidget
+{
+public:
+    bool withGrid = false;
+    bool withAxes = false;
+    int paints = 0;
+    int viewport[4] = {};
+
+    using OrbitGLWidget::resizeGL;
+
+    void sendMouse(QEvent::Type type, QPointF at, Qt::MouseButton button, Qt::MouseButtons buttons,
+                   bool expectAccepted)
+    {
+        QMouseEvent event(type, at, mapToGlobal(at), button, buttons, Qt::NoModifier);
+        QCoreApplication::sendEvent(this, &event);
+        QCOMPARE(event.isAccepted(), expectAccepted);
+    }
+
+    void press(QPointF at, Qt::MouseButton button = Qt::LeftButton)
+    {
+        sendMouse(QEvent::MouseButtonPress, at, button, button, true);
+    }
+
+    void move(QPointF to, Qt::MouseButtons buttons, bool expectAccepted = true)
+    {
+        sendMouse(QEvent::MouseMove, to, Qt::NoButton, buttons, expectAccepted);
+    }
+
+    void wheel(int angleDelta)
+    {
+        QWheelEvent event(QPointF(5, 5), mapToGlobal(QPointF(5, 5)), QPoint(),
+                          QPoint(77, angleDelta), Qt::NoButton, Qt::NoModifier, Qt::NoScrollPhase,
+                          false);
+        event.ignore();
+        QCoreApplication::sendEvent(this, &event);
+        QVERIFY(event.isAccepted());
+    }
+
+protected:
+    void paintGL() override
+    {
+        ++paints;
+        glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
+        applyCamera();
+        glGetIntegerv(GL_VIEWPORT, viewport);
+        if (withGrid)
+            drawGrid(2.0F, 20);
+        if (withAxes)
+            drawAxes(1.0F);
+    }
+};
+
+} // namespace
+
+class TestOrbitGLWidget : public QObject
+{
+    Q_OBJECT
+
+private:
+    std::unique_ptr<BareView> m_view;
+
+    bool paintsAgain()
+    {
+        const int before = m_view->paints;
+        return QTest::qWaitFor([&] { return m_view->paints > before; }, 2000);
+    }
+
+    bool isLit(const QImage &image, QVector3D point, QRgb color) const
+    {
+        return hasColorAt(image, onImage(m_view->camera(), image.size(), point), color);
+    }
+
+private slots:
+    void init()
+    {
+        m_view = std::make_unique<BareView>();
+        m_view->resize(kSize);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        QVERIFY(QTest::qWaitFor([&] { return m_view->paints > 0; }));
+        QTest::qWait(20);
+    }
+
+    void cleanup() { m_view.reset(); }
+
+    void sizes()
+    {
+        QCOMPARE(m_view->sizeHint(), QSize(360, 260));
+        QCOMPARE(m_view->minimumSizeHint(), QSize(220, 180));
+    }
+
+    void neverShownIsDestroyedSafely()
+    {
+        BareView unseen;
+        unseen.wheel(120);
+        QCOMPARE(unseen.camera().distance(), 2.7F);
+    }
+
+    // A core profile would draw nothing: the widget must not inherit one from the default.
+    void asksForTheFixedPipeline()
+    {
+        const QSurfaceFormat standard = QSurfaceFormat::defaultFormat();
+        QSurfaceFormat core = standard;
+        core.setVersion(3, 3);
+        core.setProfile(QSurfaceFormat::CoreProfile);
+        QSurfaceFormat::setDefaultFormat(core);
+        const BareView view;
+        QSurfaceFormat::setDefaultFormat(standard);
+        QCOMPARE(view.format().profile(), QSurfaceFormat::CompatibilityProfile);
+        QCOMPARE(view.format().renderableType(), QSurfaceFormat::OpenGL);
+        QVERIFY(view.format().depthBufferSize() >= 16);
+        QVERIFY(m_view->context()->format().profile() != QSurfaceFormat::CoreProfile);
+    }
+
+    void clearColor()
+    {
+        const QImage image = m_view->grabFramebuffer();
+        QCOMPARE(image.size(), kSize);
+        for (const QPoint at : {QPoint(0, 0), QPoint(399, 299), QPoint(200, 150)})
+            QVERIFY(isNearColor(image.pixel(at), kClearColor));
+    }
+
+    void viewportFollowsTheSize()
+    {
+        QCOMPARE(m_view->camera().aspect(), 400.0F / 300.0F);
+        m_view->resize(600, 300);
+        QTRY_COMPARE(m_view->camera().aspect(), 2.0F);
+        m_view->grabFramebuffer();
+        QCOMPARE(m_view->viewport[2], 600);
+        QCOMPARE(m_view->viewport[3], 300);
+    }
+
+    void noHeightIsNoDivisionByZero()
+    {
+        m_view->makeCurrent();
+        m_view->resizeGL(400, 0);
+        QCOMPARE(m_view->camera().aspect(), 400.0F);
+        int viewport[4] = {};
+        m_view->context()->functions()->glGetIntegerv(GL_VIEWPORT, viewport);
+        QCOMPARE(viewport[2], 400);
+        QCOMPARE(viewport[3], 0);
+        m_view->doneCurrent();
+    }
+
+    void axes()
+    {
+        m_view->withAxes = true;
+        m_view->press({100, 100});
+        m_view->move({0, 100}, Qt::LeftButton); // yaw 35: no axis hides another
+        const QImage image = m_view->grabFramebuffer();
+        for (const float along : {0.1F, 0.5F, 0.95F}) {
+            QVERIFY(isLit(image, {along, 0, 0}, kRed));
+            QVERIFY(isLit(image, {0, along, 0}, kGreen));
+            QVERIFY(isLit(image, {0, 0, along}, kBlue));
+            QVERIFY(isLit(image, {-along, 0, 0}, kClearColor));
+            QVERIFY(isLit(image, {0, -along, 0}, kClearColor));
+            QVERIFY(isLit(image, {0, 0, -along}, kClearColor));
+        }
+        QVERIFY(!isLit(image, {1.05F, 0, 0}, kRed));
+        QVERIFY(!isLit(image, {0, 1.05F, 0}, kGreen));
+        QVERIFY(!isLit(image, {0, 0, 1.05F}, kBlue));
+    }
+
+    void grid()
+    {
+        m_view->withGrid = true;
+        m_view->press({0, 0});
+        m_view->move({0, 100}, Qt::LeftButton); // pitch 55: nearby lines stay apart
+        const QImage image = m_view->grabFramebuffer();
+        for (const float t : {-0.5F, -0.1F, 0.0F, 0.3F, 0.7F}) {
+            QVERIFY(isLit(image, {t, 0.25F, 0}, kGridColor));
+            QVERIFY(isLit(image, {0.25F, t, 0}, kGridColor));
+            // The middle of a square is empty.
+            const QPointF middle = onImage(m_view->camera(), image.size(), {t + 0.05F, 0.25F, 0});
+            QVERIFY(isNearColor(image.pixel(middle.toPoint()), kClearColor));
+        }
+        m_view->wheel(-120 * 6);
+        const QImage far = m_view->grabFramebuffer();
+        QVERIFY(isLit(far, {1.95F, 2.0F, 0}, kGridColor));
+        QVERIFY(isLit(far, {-2.0F, -1.95F, 0}, kGridColor));
+        QVERIFY(!isLit(far, {2.15F, 0.0F, 0}, kGridColor));
+        QVERIFY(!isLit(far, {0.0F, -2.15F, 0}, kGridColor));
+    }
+
+    void leftButtonOrbits()
+    {
+        m_view->press({100, 100});
+        m_view->move({110, 120}, Qt::LeftButton);
+        QCOMPARE(m_view->camera().yawDeg(), -3.5F);
+        QCOMPARE(m_view->camera().pitchDeg(), 27.0F);
+        QVERIFY(paintsAgain());
+        m_view->move({105, 120}, Qt::LeftButton); // from the last position, not from the press
+        QCOMPARE(m_view->camera().yawDeg(), -1.75F);
+        QCOMPARE(m_view->camera().target(), QVector3D());
+    }
+
+    void rightButtonPans()
+    {
+        m_view->press({100, 100}, Qt::RightButton);
+        m_view->move({110, 120}, Qt::RightButton);
+        QVERIFY(qFuzzyCompare(m_view->camera().target(), QVector3D(-0.15F, -0.075F, 0)));
+        QCOMPARE(m_view->camera().yawDeg(), 0.0F);
+        QVERIFY(paintsAgain());
+    }
+
+    void leftButtonWins()
+    {
+        m_view->press({100, 100});
+        m_view->move({110, 100}, Qt::LeftButton | Qt::RightButton);
+        QCOMPARE(m_view->camera().yawDeg(), -3.5F);
+        QCOMPARE(m_view->camera().target(), QVector3D());
+    }
+
+    void otherMovesOnlyMoveTheLastPosition()
+    {
+        m_view->setMouseTracking(true); // or moves without a button would not come at all
+        m_view->press({100, 100});
+        const int before = m_view->paints;
+        m_view->move({150, 150}, Qt::NoButton, false);
+        m_view->move({160, 160}, Qt::MiddleButton, false);
+        QCOMPARE(m_view->camera().yawDeg(), 0.0F);
+        QCOMPARE(m_view->camera().pitchDeg(), 20.0F);
+        QTest::qWait(50);
+        QCOMPARE(m_view->paints, before);
+        m_view->move({170, 160}, Qt::LeftButton);
+        QCOMPARE(m_view->camera().yawDeg(), -3.5F);
+        QCOMPARE(m_view->camera().pitchDeg(), 20.0F);
+    }
+
+    void positionsAreRounded_data()
+    {
+        QTest::addColumn<double>("from");
+        QTest::addColumn<double>("to");
+        QTest::addColumn<int>("pixels");
+        QTest::newRow("down and up") << 10.4 << 20.6 << 11;
+        QTest::newRow("halves go up") << 10.5 << 20.5 << 10;
+        QTest::newRow("half") << 10.0 << 10.5 << 1;
+        QTest::newRow("just below half") << 10.0 << 10.49 << 0;
+        QTest::newRow("negative halves go down") << 0.0 << -0.5 << -1;
+        QTest::newRow("negative") << 0.0 << -1.4 << -1;
+    }
+
+    void positionsAreRounded()
+    {
+        QFETCH(double, from);
+        QFETCH(double, to);
+        QFETCH(int, pixels);
+        m_view->press({from, 50});
+        m_view->move({to, 50}, Qt::LeftButton);
+        QCOMPARE(m_view->camera().yawDeg(), static_cast<float>(-pixels) * 0.35F);
+        m_view->press({50, from}, Qt::RightButton);
+        m_view->move({50, to}, Qt::RightButton);
+        QCOMPARE(m_view->camera().target().x(), static_cast<float>(-pixels) * 0.0075F);
+    }
+
+    void wheelZooms()
+    {
+        m_view->wheel(120);
+        QCOMPARE(m_view->camera().distance(), 2.7F);
+        QVERIFY(paintsAgain());
+        m_view->wheel(-240);
+        QCOMPARE(m_view->camera().distance(), 3.0F / 0.9F);
+        for (int i = 0; i < 50; ++i)
+            m_view->wheel(-120);
+        QCOMPARE(m_view->camera().distance(), 30.0F);
+        for (int i = 0; i < 50; ++i)
+            m_view->wheel(120);
+        QCOMPARE(m_view->camera().distance(), 0.5F);
+    }
+
+    void draggingWithoutEndStopsAtTheClamps()
+    {
+        m_view->press({0, 0});
+        m_view->move({0, 100000}, Qt::LeftButton);
+        QCOMPARE(m_view->camera().pitchDeg(), 89.0F);
+        m_view->move({0, -100000}, Qt::LeftButton);
+        QCOMPARE(m_view->camera().pitchDeg(), -89.0F);
+    }
+};
+
+QTEST_MAIN(TestOrbitGLWidget)
+#include "test_orbitglwidget.moc"
