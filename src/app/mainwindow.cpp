@@ -13,6 +13,7 @@
 
 #include "app/baud_search.h"
 #include "app/exception_report.h"
+#include "app/frame_pacer.h"
 #include "app/sample_text.h"
 #include "app/thread_priority.h"
 #include "app/usb_ports.h"
@@ -89,6 +90,7 @@ void MainWindow::connectWorkerSignals()
 
 void MainWindow::createViews()
 {
+    new FramePacer(this);
     m_rpyPlotter = new RpyPlotter(this);
     m_rpyPlotter->attach(m_ui->graphicsView_rpy);
     connect(m_imu.get(), &imu::quaternionUpdated, m_rpyPlotter, &RpyPlotter::addQuaternion);

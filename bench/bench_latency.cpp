@@ -1,0 +1,254 @@
+// From the first byte of a packet on the line to quaternionUpdated in the GUI thread, with the
+// window shown and its worker polling, and what scheduling the worker differently would change.
+//
+//     bench_latency [seconds per round] [rounds] [packets per second]
+//
+// The line is a pseudo-terminal: a packet arrives at once, not at the pace of a baud rate. Variants
+// take turns, so that the machine's other load falls on all of them alike.
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <boost/shared_ptr.hpp>
+
+#include <QApplication>
+#include <QEventLoop>
+#include <QLabel>
+#include <QTest>
+
+#include "app/mainwindow.h"
+#include "app/quiet_exit.h"
+#include "driver/ImuDriver.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The device's end of a pseudo-terminal.
+class Line
+{
+public:
+    Line()
+        : m_master(::posix_openpt(O_RDWR | O_NOCTTY))
+    {
+        if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0) {
+            std::perror("pseudo-terminal");
+            std::exit(1);
+        }
+        termios settings{};
+        ::tcgetattr(m_master, &settings);
+        ::cfmakeraw(&settings);
+        ::tcsetattr(m_master, TCSANOW, &settings);
+    }
+
+    std::string path() const { return ::ptsname(m_master); }
+
+    void write(const std::vector<unsigned char> &bytes) const
+    {
+        if (::write(m_master, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+            std::fprintf(stderr, "a packet did not fit the line\n");
+    }
+
+private:
+    int m_master;
+};
+
+void putBlock(std::vector<unsigned char> &payload, unsigned char code, std::vector<float> values)
+{
+    payload.push_back(code);
+    const std::size_t at = payload.size();
+    payload.resize(at + values.size() * sizeof(float));
+    std::memcpy(payload.data() + at, values.data(), values.size() * sizeof(float));
+}
+
+// All blocks of a device at full output, turning about the vertical.
+std::vector<unsigned char> fullPacket(std::size_t sample)
+{
+    const float half = static_cast<float>(sample) * 0.0005F;
+    std::vector<unsigned char> payload;
+    putBlock(payload, protocol::QUATERNION, {0, 0, std::sin(half), std::cos(half)});
+    putBlock(payload, protocol::ACCELERATIONS, {0.012F + half, -0.034F, 9.80665F});
+    putBlock(payload, protocol::RATES, {0.00123F, -0.00456F, 1.0F + half});
+    putBlock(payload, protocol::EULER, {0.1F, 0.2F, 2 * half});
+    putBlock(payload, protocol::MAGNETIC_FIELD, {std::cos(half), std::sin(half), -0.7F});
+    putBlock(payload, protocol::COVARIANCES, {1e-5F, 1.1e-5F, 1.2345e-5F});
+    putBlock(payload, protocol::ALTITUDE, {1013.25F});
+
+    unsigned sum = 0;
+    for (const unsigned char byte : payload)
+        sum += byte;
+    const std::size_t length = payload.size() + 6;
+    std::vector<unsigned char> packet{'S', 'D', static_cast<unsigned char>(length),
+                                      static_cast<unsigned char>(length >> 8)};
+    packet.insert(packet.end(), payload.begin(), payload.end());
+    packet.push_back(static_cast<unsigned char>(sum));
+    packet.push_back(static_cast<unsigned char>(sum >> 8));
+    return packet;
+}
+
+// Latencies in microseconds of the packets of one round.
+std::vector<double> stream(const Line &line, imu &driver, std::chrono::seconds duration, int rateHz)
+{
+    const auto total = static_cast<std::size_t>(duration.count() * rateHz);
+    std::vector<Clock::time_point> sent(total);
+    std::vector<double> latencies;
+    latencies.reserve(total);
+
+    QEventLoop loop;
+    QObject receiver; // of this thread, hence queued
+    QObject::connect(&driver, &imu::quaternionUpdated, &receiver, [&] {
+        const std::chrono::duration<double, std::micro> late =
+            Clock::now() - sent[latencies.size()];
+        latencies.push_back(late.count());
+        if (latencies.size() == total)
+            loop.quit();
+    });
+
+    std::thread device([&] {
+        const auto period = std::chrono::nanoseconds(std::chrono::seconds(1)) / rateHz;
+        auto due = Clock::now();
+        for (std::size_t i = 0; i < total; ++i) {
+            const std::vector<unsigned char> packet = fullPacket(i);
+            std::this_thread::sleep_until(due += period);
+            sent[i] = Clock::now();
+            line.write(packet);
+        }
+    });
+    loop.exec();
+    device.join();
+    return latencies;
+}
+
+double quantile(std::vector<double> values, double q)
+{
+    const auto at =
+        values.begin() + static_cast<std::ptrdiff_t>(q * static_cast<double>(values.size() - 1));
+    std::nth_element(values.begin(), at, values.end());
+    return *at;
+}
+
+// --- Threads -----------------------------------------------------------------------------------
+
+pid_t threadNamed(const std::string &name)
+{
+    for (const auto &task : std::filesystem::directory_iterator("/proc/self/task")) {
+        std::string comm;
+        std::ifstream(task.path() / "comm") >> comm;
+        if (comm == name)
+            return std::stoi(task.path().filename());
+    }
+    return 0;
+}
+
+std::chrono::duration<double> processorTime()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](timeval t) {
+        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
+    };
+    return std::chrono::duration<double>(seconds(usage.ru_utime) + seconds(usage.ru_stime));
+}
+
+struct Variant
+{
+    const char *name;
+    int policy;
+    int nice;
+    std::vector<double> latencies;
+    std::string rateLabel;
+};
+
+bool schedule(pid_t worker, const Variant &variant)
+{
+    const sched_param none{};
+    return ::sched_setscheduler(worker, variant.policy, &none) == 0 &&
+           ::setpriority(PRIO_PROCESS, static_cast<id_t>(worker), variant.nice) == 0;
+}
+
+void print(const Variant &variant, double unit)
+{
+    const double median = quantile(variant.latencies, 0.5);
+    std::printf("%-34s %9.0f %9.0f %9.0f   %5.2f  %s\n", variant.name, median,
+                quantile(variant.latencies, 0.99), quantile(variant.latencies, 1), median / unit,
+                variant.rateLabel.c_str());
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const std::chrono::seconds duration(argc > 1 ? std::atoi(argv[1]) : 3);
+    const int rounds = argc > 2 ? std::atoi(argv[2]) : 3;
+    const int rateHz = argc > 3 ? std::atoi(argv[3]) : 1000;
+    quiet_exit::install();
+    QApplication application(argc, argv);
+
+    std::printf("%d packets/s of all blocks, %d x %d s each; microseconds\n", rateHz, rounds,
+                static_cast<int>(duration.count()));
+    std::printf("%-34s %9s %9s %9s   %5s  %s\n", "", "median", "p99", "max", "ratio", "rate label");
+
+    // Without window and worker: what the driver and a queued signal take. Its line stays open and
+    // silent afterwards, which keeps its reader asleep.
+    Line bareLine;
+    boost::shared_ptr<imu> bare(new imu(nullptr));
+    bare->start();
+    bare->connect(bareLine.path(), 921600, 8, 0, 1);
+    Variant alone{"driver alone", 0, 0, {}, "-"};
+    alone.latencies = stream(bareLine, *bare, duration, rateHz);
+    const double unit = quantile(alone.latencies, 0.5);
+    print(alone, unit);
+
+    auto *window = new MainWindow;
+    window->show();
+    if (!QTest::qWaitForWindowExposed(window))
+        return 1;
+    auto *driver = window->findChild<imu *>();
+    Line line;
+    driver->connect(line.path(), 921600, 8, 0, 1);
+    const pid_t worker = threadNamed("vornix-data");
+
+    std::vector<Variant> variants{{"window, worker SCHED_IDLE (as built)", SCHED_IDLE, 0, {}, {}},
+                                  {"window, worker nice 19", SCHED_OTHER, 19, {}, {}},
+                                  {"window, worker SCHED_BATCH", SCHED_BATCH, 0, {}, {}},
+                                  {"window, worker SCHED_OTHER", SCHED_OTHER, 0, {}, {}}};
+    for (int round = 0; round < rounds; ++round) {
+        for (Variant &variant : variants) {
+            if (!schedule(worker, variant)) {
+                variant.rateLabel = "not permitted";
+                continue;
+            }
+            const auto before = processorTime();
+            const std::vector<double> latencies = stream(line, *driver, duration, rateHz);
+            const auto spent = processorTime() - before;
+            variant.latencies.insert(variant.latencies.end(), latencies.begin(), latencies.end());
+            variant.rateLabel += window->findChild<QLabel *>(QStringLiteral("label_datarate"))
+                                     ->text()
+                                     .toStdString() +
+                                 " (" + std::to_string(static_cast<int>(100 * spent / duration)) +
+                                 " % CPU); ";
+        }
+    }
+    for (const Variant &variant : variants) {
+        if (!variant.latencies.empty())
+            print(variant, unit);
+    }
+    quiet_exit::arm(0);
+    delete window;
+}

@@ -1,0 +1,32 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QObject>
+#include <QTimer>
+
+class QWidget;
+
+// Lets a window paint at the display's pace, however often its contents change: whatever asks for
+// a repaint within a frame of the last one is painted together, once, when the frame is over.
+//
+// A window with a GL view in it is composed anew for every repaint of any part, a single label's
+// included; a thousand label texts a second would otherwise cost a thousand full windows.
+// The contents themselves are never held back. GUI thread only.
+class FramePacer : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY_MOVE(FramePacer)
+
+public:
+    // Becomes a child of the window, which has to be a top-level one.
+    explicit FramePacer(QWidget *window);
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private:
+    void paintNow();
+
+    QWidget *m_window;
+    QElapsedTimer m_sinceFrame;
+    QTimer m_frameEnd;
+};

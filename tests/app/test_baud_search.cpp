@@ -1,0 +1,156 @@
+#include "app/baud_search.h"
+
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include <boost/make_shared.hpp>
+
+#include <QCoreApplication>
+
+#include "driver/ImuDriver.h"
+#include "sim/RunningDevice.h"
+#include "tests/support/test_main.h"
+
+using namespace std::chrono_literals;
+
+namespace {
+
+// Enough for a sample at 500 Hz to come, a fraction of what a user waits.
+constexpr BaudSearch::Pace kHasty{400, 1ms, 2ms};
+
+sim::DeviceOptions unitAt(std::uint32_t baud)
+{
+    sim::DeviceOptions options;
+    options.settings.baud = baud;
+    options.settings.rateHz = 500;
+    options.settings.outputs = protocol::OUT_QUATERNION;
+    return options;
+}
+
+} // namespace
+
+// The search without its window: a thread that takes samples as the window's worker does, and
+// trials a fiftieth as long.
+class TestBaudSearch : public QObject
+{
+    Q_OBJECT
+
+    boost::shared_ptr<imu> m_driver;
+    TrialFlag m_sampleArrived;
+    std::vector<int> m_tried;
+
+    std::optional<int> search(const std::string &path, BaudSearch::Pace pace = kHasty)
+    {
+        m_tried.clear();
+        BaudSearch baudSearch(
+            *m_driver, m_sampleArrived, [] {}, pace);
+        return baudSearch.run(path, [this](int baud) { m_tried.push_back(baud); });
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_driver = boost::make_shared<imu>(nullptr);
+        m_driver->start();
+        std::thread([this] {
+            for (;;) {
+                const TrialFlag::Trial trial = m_sampleArrived.current();
+                if (!m_driver->getQuaternion().empty())
+                    m_sampleArrived.set(trial);
+            }
+        }).detach();
+    }
+
+    void cleanup() { m_driver->disconnect(); }
+
+    void candidates()
+    {
+        QCOMPARE(std::vector<int>(kBaudCandidates.begin(), kBaudCandidates.end()),
+                 (std::vector<int>{921600, 460800, 230400, 115200, 57600}));
+    }
+
+    void findsEachRate_data()
+    {
+        QTest::addColumn<int>("baud");
+        for (const int baud : kBaudCandidates)
+            QTest::addRow("%d", baud) << baud;
+    }
+
+    void findsEachRate()
+    {
+        QFETCH(int, baud);
+        const sim::RunningDevice unit(unitAt(static_cast<std::uint32_t>(baud)));
+        QCOMPARE(search(unit.path()).value_or(0), baud);
+        QCOMPARE(m_tried.back(), baud);
+    }
+
+    void closesThePortWhenNothingIsFound()
+    {
+        sim::DeviceOptions silent = unitAt(921600);
+        silent.faults.silent = true;
+        const sim::RunningDevice unit(silent);
+        QVERIFY(!search(unit.path(), {3, 1ms, 1ms}));
+        QCOMPARE(m_tried.size(), kBaudCandidates.size());
+        QTRY_VERIFY(!unit.isOpenedByHost());
+    }
+
+    // Polls and pauses, counted by what is called between them.
+    void pollsAsOftenAsItSays()
+    {
+        sim::DeviceOptions silent = unitAt(921600);
+        silent.faults.silent = true;
+        const sim::RunningDevice unit(silent);
+        int eventRuns = 0;
+        BaudSearch counting(*m_driver, m_sampleArrived, [&] { ++eventRuns; }, {40, 0ms, 0ms});
+        QVERIFY(!counting.run(unit.path(), [](int) {}));
+        QCOMPARE(eventRuns, 5 * (1 + 40));
+    }
+
+    void theUsersPace()
+    {
+        const BaudSearch::Pace pace;
+        QCOMPARE(pace.polls, 40);
+        QCOMPARE(pace.poll, 50ms);
+        QCOMPARE(pace.pauseAfterRejection, 200ms);
+    }
+
+    void anErrorOfThePortPasses()
+    {
+        QVERIFY_EXCEPTION_THROWN(search("/dev/no-such-port"), boost::system::system_error);
+    }
+
+    // Samples of the connection before, still in the driver, or already on their way when it was
+    // closed, are no sign of life at the first rate tried. Every round leaves some behind.
+    void neverTakesALeftSampleForASignOfLife()
+    {
+        std::atomic<bool> stop{false};
+        std::vector<std::thread> load;
+        for (unsigned i = 0; i < 2 * std::max(1U, std::thread::hardware_concurrency()); ++i)
+            load.emplace_back([&stop] {
+                while (!stop) {
+                }
+            });
+
+        const sim::RunningDevice unit(unitAt(460800));
+        // At the wrong rate there is nothing to wait for; at the right one the first poll that
+        // sees a sample ends the trial.
+        constexpr int kReconnects = 300;
+        int found = 0;
+        int wrong = 0;
+        for (int i = 0; i < kReconnects; ++i) {
+            const std::optional<int> baud = search(unit.path(), {i % 2 ? 5 : 20, 1ms, 0ms});
+            wrong += baud && *baud != 460800 ? 1 : 0;
+            found += baud == 460800 ? 1 : 0;
+            m_driver->disconnect();
+        }
+        stop = true;
+        for (std::thread &thread : load)
+            thread.join();
+        QCOMPARE(wrong, 0);
+        QVERIFY2(found > kReconnects / 10, qPrintable(QString::number(found)));
+    }
+};
+
+VORNIX_TEST_MAIN(TestBaudSearch, QCoreApplication)
+#include "test_baud_search.moc"

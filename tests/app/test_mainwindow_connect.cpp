@@ -1,0 +1,98 @@
+#include "tests/app/window_fixture.h"
+
+using namespace app_test;
+
+// A unit at the first rate tried, so that nothing here takes long.
+class TestMainWindowConnect : public QObject
+{
+    Q_OBJECT
+
+    sim::UsbTestbed m_bed;
+    WindowFixture m_fixture;
+    sim::RunningDevice *m_unit = nullptr;
+
+    std::ptrdiff_t thresholdsReceived() const
+    {
+        const auto commands = m_unit->receivedCommands();
+        return std::count(commands.begin(), commands.end(), kSetZeroThreshold);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_unit = &m_bed.plug("ttyUSB0", streamingAt(921600));
+        QVERIFY(m_fixture.show());
+        m_fixture.scan();
+    }
+
+    void connecting()
+    {
+        m_fixture.takeStatusHistory();
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+        QVERIFY(m_fixture.takeStatusHistory().contains(tryingText(u"ttyUSB0"_s, 921600)));
+        QVERIFY(m_fixture.deviceActionsEnabled());
+    }
+
+    void setsTheZeroThreshold()
+    {
+        QTRY_VERIFY(thresholdsReceived() >= 1);
+        const float threshold = m_unit->inspect(
+            [](const sim::Device &unit) { return unit.memory().working.zeroThreshold; });
+        QCOMPARE(threshold, 0.02F);
+        // And nothing but: connecting asks the device for nothing else.
+        const auto commands = m_unit->receivedCommands();
+        QCOMPARE(std::count(commands.begin(), commands.end(), kSetZeroThreshold),
+                 static_cast<std::ptrdiff_t>(commands.size()));
+    }
+
+    void thePanelFollows()
+    {
+        QTRY_VERIFY(m_fixture.label(u"label_quat"_s)->text() != u"None"_s);
+        const QString first = m_fixture.label(u"label_quat"_s)->text();
+        QTRY_VERIFY(m_fixture.label(u"label_quat"_s)->text() != first);
+        QCOMPARE(first.count(u", "_s), 3);
+        // What the unit does not stream keeps its first text.
+        QCOMPARE(m_fixture.label(u"label_euler"_s)->text(), u"None"_s);
+        QCOMPARE(m_fixture.label(u"label_pressure"_s)->text(), u"None"_s);
+        QTRY_VERIFY(m_fixture.label(u"label_datarate"_s)->text() != u"Receiving 0 Hz"_s);
+    }
+
+    void theStatusIsRewrittenEachSecond()
+    {
+        m_fixture.scan();
+        QCOMPARE(m_fixture.status(), u"Scan complete: ttyUSB0..."_s);
+        QTRY_COMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+    }
+
+    // The whole search runs again, on the line that is open: the driver keeps port and rate.
+    void connectingWhileConnected()
+    {
+        const auto before = thresholdsReceived();
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+        QTRY_VERIFY(thresholdsReceived() > before);
+    }
+
+    void disconnecting()
+    {
+        m_fixture.disconnect();
+        QCOMPARE(m_fixture.status(), u"Not connected"_s);
+        QVERIFY(m_fixture.deviceActionsDisabled());
+        QTRY_VERIFY(!m_unit->isOpenedByHost());
+        QTRY_COMPARE(m_fixture.label(u"label_datarate"_s)->text(), u"Receiving 0 Hz"_s);
+        QCOMPARE(m_fixture.status(), u"Not connected"_s);
+        QVERIFY(m_fixture.label(u"label_quat"_s)->text() != u"None"_s);
+    }
+
+    void andConnectingAgain()
+    {
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+        QVERIFY(m_fixture.deviceActionsEnabled());
+        m_fixture.disconnect();
+    }
+};
+
+VORNIX_TEST_MAIN(TestMainWindowConnect, Application)
+#include "test_mainwindow_connect.moc"

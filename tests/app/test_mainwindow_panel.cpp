@@ -1,0 +1,169 @@
+#include "app/mainwindow.h"
+
+#include <atomic>
+#include <limits>
+
+#include <QLabel>
+#include <QSignalSpy>
+
+#include "app/application.h"
+#include "driver/ImuDriver.h"
+#include "tests/support/bytes.h"
+#include "tests/support/pty_port.h"
+#include "tests/support/test_main.h"
+
+using namespace Qt::StringLiterals;
+using namespace bytes;
+
+// From the bytes on the line to the texts in the panel.
+class TestMainWindowPanel : public QObject
+{
+    Q_OBJECT
+
+    PtyPort m_port;
+    MainWindow *m_window = nullptr;
+
+    QString text(const QString &label) const
+    {
+        return m_window->findChild<QLabel *>(label)->text();
+    }
+
+    QStringList values() const
+    {
+        QStringList texts;
+        for (const auto &name :
+             {u"label_quat"_s, u"label_euler"_s, u"label_covariance"_s, u"label_magfield"_s,
+              u"label_linAcceleration"_s, u"label_angularRate"_s, u"label_pressure"_s})
+            texts.append(text(name));
+        return texts;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_window = new MainWindow;
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window));
+        m_window->findChild<imu *>()->connect(m_port.path(), 921600, 8, 0, 1);
+    }
+
+    void eachBlockHasItsLabel_data()
+    {
+        QTest::addColumn<QByteArray>("block");
+        QTest::addColumn<QString>("label");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("quaternion")
+            << code(2) + floats({1, 0, 0, 0}) << u"label_quat"_s << u"1, 0, 0, 0"_s;
+        QTest::newRow("quaternion, another") << code(2) + floats({-0.5F, 0.5F, 0.5F, -0.5F})
+                                             << u"label_quat"_s << u"-0.5, 0.5, 0.5, -0.5"_s;
+        QTest::newRow("euler") << code(5) + floats({10.5F, -20, 179.875F}) << u"label_euler"_s
+                               << u"10.5, -20, 179.875"_s;
+        QTest::newRow("covariances") << code(4) + floats({0.000012345F, 0.0001F, 0})
+                                     << u"label_covariance"_s << u"1.2345e-05, 0.0001, 0"_s;
+        QTest::newRow("field") << code(6) + floats({0.25F, -1, 123456789.F}) << u"label_magfield"_s
+                               << u"0.25, -1, 1.23457e+08"_s;
+        QTest::newRow("accelerations") << code(1) + floats({0, 0, 9.80665F})
+                                       << u"label_linAcceleration"_s << u"0, 0, 9.80665"_s;
+        QTest::newRow("rates") << code(0) + floats({1e-3F, -2e-3F, 3}) << u"label_angularRate"_s
+                               << u"0.001, -0.002, 3"_s;
+        QTest::newRow("pressure, from the altitude block")
+            << code(3) + floats({1013.25F}) << u"label_pressure"_s << u"1013.25"_s;
+        QTest::newRow("pressure, not a number")
+            << code(3) + floats({std::numeric_limits<float>::quiet_NaN()}) << u"label_pressure"_s
+            << u"nan"_s;
+        QTest::newRow("pressure, largest finite")
+            << code(3) + floats({std::numeric_limits<float>::max()}) << u"label_pressure"_s
+            << u"3.40282e+38"_s;
+    }
+
+    // One at a time, and no other label moves.
+    void eachBlockHasItsLabel()
+    {
+        QFETCH(QByteArray, block);
+        QFETCH(QString, label);
+        QFETCH(QString, shown);
+        QStringList expected = values();
+        expected.replace(expected.indexOf(text(label)), shown);
+        const QStringList before = values();
+        QVERIFY(m_port.write(packet('D', block)));
+        QTRY_COMPARE(text(label), shown);
+        QStringList after = values();
+        int changed = 0;
+        for (qsizetype i = 0; i < after.size(); ++i)
+            changed += after[i] != before[i] ? 1 : 0;
+        QCOMPARE(changed, 1);
+    }
+
+    // Infinity is how the driver says "nothing new", so a device that sends it shows nothing.
+    void infinitePressureIsNotShown()
+    {
+        QVERIFY(m_port.write(packet('D', code(3) + floats({1000}))));
+        QTRY_COMPARE(text(u"label_pressure"_s), u"1000"_s);
+        QVERIFY(
+            m_port.write(packet('D', code(3) + floats({std::numeric_limits<float>::infinity()}))));
+        QVERIFY(m_port.write(packet('D', code(0) + floats({7, 8, 9}))));
+        QTRY_COMPARE(text(u"label_angularRate"_s), u"7, 8, 9"_s);
+        QCOMPARE(text(u"label_pressure"_s), u"1000"_s);
+    }
+
+    // The rate is the number of quaternions taken since the rate before it, and of nothing else.
+    void theRateCountsQuaternions()
+    {
+        std::atomic<int> taken{0};
+        QList<int> counted;
+        QStringList announced;
+        QObject context;
+        // On the worker's thread, between its samples.
+        connect(
+            m_window, &MainWindow::DataQuaternionWrite, &context, [&] { ++taken; },
+            Qt::DirectConnection);
+        connect(
+            m_window, &MainWindow::dataRateWrite, &context,
+            [&](const QString &rate) {
+                counted.append(taken.exchange(0));
+                announced.append(rate);
+            },
+            Qt::DirectConnection);
+        for (int sent = 0; sent < 300; ++sent) {
+            QVERIFY(m_port.write(quaternionPacket(0, 0, 0, 1)));
+            QVERIFY(m_port.write(packet('D', code(0) + floats({1, 2, 3}))));
+            QTest::qWait(8);
+        }
+        QTRY_VERIFY(text(u"label_datarate"_s) == u"Receiving 0 Hz"_s);
+        context.disconnect();
+        disconnect(m_window, nullptr, &context, nullptr);
+
+        QVERIFY(counted.size() >= 3);
+        // The first window began before the counting did.
+        for (qsizetype i = 1; i < counted.size(); ++i)
+            QCOMPARE(announced[i], u"Receiving %1 Hz"_s.arg(counted[i]));
+        QVERIFY(*std::max_element(counted.begin(), counted.end()) > 0);
+    }
+
+    void otherBlocksDoNotCount()
+    {
+        QTRY_COMPARE(text(u"label_datarate"_s), u"Receiving 0 Hz"_s);
+        QSignalSpy rates(m_window, &MainWindow::dataRateWrite);
+        for (int value = 0; rates.count() < 2; ++value) {
+            QVERIFY(m_port.write(packet('D', code(5) + floats({static_cast<float>(value), 0, 0}))));
+            QTest::qWait(10);
+        }
+        QCOMPARE(rates.at(1).at(0).toString(), u"Receiving 0 Hz"_s);
+        QVERIFY(text(u"label_euler"_s) != u"None"_s);
+    }
+
+    void valuesStayAfterDisconnecting()
+    {
+        QVERIFY(m_port.write(quaternionPacket(0, 1, 0, 0)));
+        QTRY_COMPARE(text(u"label_quat"_s), u"0, 1, 0, 0"_s);
+        const QStringList before = values();
+        m_window->findChild<QAction *>(u"actionDisconnect_4"_s)->trigger();
+        QSignalSpy rates(m_window, &MainWindow::dataRateWrite);
+        QTRY_VERIFY(rates.count() >= 2);
+        QCOMPARE(values(), before);
+        QCOMPARE(text(u"label_status"_s), u"Not connected"_s);
+    }
+};
+
+VORNIX_TEST_MAIN(TestMainWindowPanel, Application)
+#include "test_mainwindow_panel.moc"

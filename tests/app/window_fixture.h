@@ -1,0 +1,157 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <utility>
+
+#include <QAction>
+#include <QComboBox>
+#include <QInputDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QTest>
+#include <QTimer>
+
+#include "app/application.h"
+#include "app/mainwindow.h"
+#include "driver/ImuDriver.h"
+#include "sim/UsbTestbed.h"
+#include "tests/support/test_main.h"
+
+namespace app_test {
+
+using namespace Qt::StringLiterals;
+
+// The one main window of a test program, driven by its actions and read by its labels.
+class WindowFixture
+{
+public:
+    // What the port chooser offered.
+    struct Chooser
+    {
+        bool seen = false;
+        QString title;
+        QString label;
+        QStringList items;
+        QString current;
+        bool editable = true;
+        QWidget *parent = nullptr;
+    };
+
+    bool show()
+    {
+        m_window = new MainWindow;
+        m_window->show();
+        m_recorder.setInterval(2);
+        QObject::connect(&m_recorder, &QTimer::timeout, m_window, [this] { record(); });
+        m_recorder.start();
+        return QTest::qWaitForWindowExposed(m_window);
+    }
+
+    MainWindow *window() const { return m_window; }
+    imu *driver() const { return m_window->findChild<imu *>(); }
+    QAction *action(const QString &name) const { return m_window->findChild<QAction *>(name); }
+    QLabel *label(const QString &name) const { return m_window->findChild<QLabel *>(name); }
+    QString status() const { return label(u"label_status"_s)->text(); }
+
+    bool deviceActionsEnabled() const
+    {
+        const bool enabled = action(u"actionShowDeviceInfo_2"_s)->isEnabled();
+        const bool same = action(u"actionOpenSettings"_s)->isEnabled() == enabled &&
+                          action(u"actionCalibration"_s)->isEnabled() == enabled;
+        return same && enabled;
+    }
+    bool deviceActionsDisabled() const
+    {
+        return !action(u"actionShowDeviceInfo_2"_s)->isEnabled() &&
+               !action(u"actionOpenSettings"_s)->isEnabled() &&
+               !action(u"actionCalibration"_s)->isEnabled();
+    }
+
+    void scan() const { action(u"actionScan"_s)->trigger(); }
+    void disconnect() const { action(u"actionDisconnect_4"_s)->trigger(); }
+
+    // Chooses Connect as a user does, out of the event loop, where errors of the port end too, and
+    // answers the chooser with `port`; with an empty one it is cancelled. Returns when the attempt
+    // is over.
+    Chooser connectTo(const QString &port)
+    {
+        Chooser chooser;
+        QTimer watcher;
+        QObject::connect(&watcher, &QTimer::timeout, m_window, [&] {
+            auto *dialog = qobject_cast<QInputDialog *>(QApplication::activeModalWidget());
+            if (!dialog || chooser.seen)
+                return;
+            chooser = {true,
+                       dialog->windowTitle(),
+                       dialog->labelText(),
+                       dialog->comboBoxItems(),
+                       dialog->textValue(),
+                       dialog->isComboBoxEditable(),
+                       dialog->parentWidget()};
+            if (port.isEmpty()) {
+                dialog->reject();
+                return;
+            }
+            dialog->setTextValue(port);
+            dialog->accept();
+        });
+        watcher.start(5);
+        bool over = false;
+        QTimer::singleShot(0, m_window, [&] {
+            struct Over
+            {
+                bool &flag;
+                ~Over() { flag = true; }
+            } const atTheEnd{over};
+            action(u"actionConnect_2"_s)->trigger();
+        });
+        if (!QTest::qWaitFor([&] { return over; }, 60'000))
+            qFatal("connecting does not end");
+        return chooser;
+    }
+
+    // Every text the status showed since the last call, without repetitions.
+    QStringList takeStatusHistory()
+    {
+        record();
+        return std::exchange(m_history, {});
+    }
+
+private:
+    void record()
+    {
+        if (m_history.isEmpty() || m_history.last() != status())
+            m_history.append(status());
+    }
+
+    MainWindow *m_window = nullptr; // never destroyed: that ends the process
+    QTimer m_recorder;
+    QStringList m_history;
+};
+
+// A unit that streams orientation at this speed.
+inline sim::DeviceOptions streamingAt(std::uint32_t baud, std::uint16_t rateHz = 100)
+{
+    sim::DeviceOptions options;
+    options.settings.baud = baud;
+    options.settings.rateHz = rateHz;
+    options.settings.outputs = protocol::OUT_QUATERNION;
+    return options;
+}
+
+// SET of the zero threshold to 0.02, as it stands on the line.
+inline const std::vector<unsigned char> kSetZeroThreshold{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x17,
+                                                          0x0A, 0xD7, 0xA3, 0x3C, 0xE4, 0x01};
+
+inline QString connectedText(const QString &port, int baud)
+{
+    return u"Connected to /dev/%1 @ %2 baud"_s.arg(port).arg(baud);
+}
+
+inline QString tryingText(const QString &port, int baud)
+{
+    return u"Trying /dev/%1 @ %2 baud..."_s.arg(port).arg(baud);
+}
+
+} // namespace app_test
