@@ -15,7 +15,7 @@ public:
     bool feed(unsigned char byte)
     {
         // Nearly every byte is a body byte and not the last one.
-        if (m_state == Body && m_index < m_last) [[likely]] {
+        if (m_index < m_last) [[likely]] {
             store(byte);
             return false;
         }
@@ -23,20 +23,24 @@ public:
     }
 
     // Forgets a half-received packet, as after a failed read.
-    void reset() { m_state = Hunting; }
+    void reset()
+    {
+        m_state = Hunting;
+        m_last = 0;
+    }
 
     // The 5 states in order, 0 to 4: sync, type, length low, length high, body.
     int state() const { return m_state; }
 
     // Readable for kDecoderSlack bytes past length().
     const unsigned char *packet() const { return m_buffer.data(); }
-    int length() const { return m_expected; }
+    int length() const { return static_cast<int>(m_expected); }
 
 private:
     enum State { Hunting, Type, LengthLow, LengthHigh, Body };
-    static constexpr int kCapacity = static_cast<int>(protocol::kMaxPacketSize);
+    static constexpr std::size_t kCapacity = protocol::kMaxPacketSize;
 
-    void store(unsigned char byte) { m_buffer[static_cast<std::size_t>(m_index++)] = byte; }
+    void store(unsigned char byte) { m_buffer[m_index++] = byte; }
 
     // A byte that may change the state.
     bool feedTurn(unsigned char byte)
@@ -60,7 +64,7 @@ private:
             m_state = LengthHigh;
             return false;
         case LengthHigh:
-            m_expected |= byte << 8;
+            m_expected |= static_cast<std::size_t>(byte) << 8;
             store(byte);
             m_last = lastIndex();
             m_state = Body;
@@ -74,7 +78,7 @@ private:
     // The index whose byte ends the body. An impossible length ends it with the byte after the
     // header; a length of 1 to 4 lies behind the index already and would never be reached, so a
     // full buffer ends it. Either way the line heals.
-    int lastIndex() const
+    std::size_t lastIndex() const
     {
         if (m_expected == 0 || m_expected > kCapacity)
             return m_index;
@@ -83,7 +87,7 @@ private:
 
     bool endBody(unsigned char byte)
     {
-        m_state = Hunting;
+        reset();
         if (m_expected == 0 || m_expected > kCapacity)
             return false;
         store(byte);
@@ -91,8 +95,10 @@ private:
     }
 
     State m_state = Hunting;
-    int m_expected = 0;
-    int m_index = 0;
-    int m_last = 0;
+    // As wide as an address: each byte waits for the index the one before it left, and widening
+    // that would be half of its cost.
+    std::size_t m_index = 0;
+    std::size_t m_last = 0; // of a body's bytes; 0 outside a body
+    std::size_t m_expected = 0;
     std::array<unsigned char, protocol::kMaxPacketSize + kDecoderSlack> m_buffer{};
 };

@@ -91,10 +91,11 @@ void writeField(unsigned char *p, T value)
 // Sum of the payload bytes, cut to 16 bits.
 inline std::uint16_t checksum(Bytes payload)
 {
-    std::uint32_t sum = 0;
+    // Narrow throughout: twice as many fit into a vector register.
+    std::uint16_t sum = 0;
     for (const unsigned char byte : payload)
-        sum += byte;
-    return static_cast<std::uint16_t>(sum);
+        sum = static_cast<std::uint16_t>(sum + byte);
+    return sum;
 }
 
 // Writes the packet of the given type around the payload into out and returns its length.
