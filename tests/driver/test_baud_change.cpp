@@ -50,8 +50,10 @@ private:
 // otherwise, and changes speed when told to, as the test likes.
 struct Unit
 {
-    explicit Unit(PtyPort &line)
+    Unit(PtyPort &line, int commandsToIgnore, int ticksAway)
         : port(line)
+        , ignoredCommands(commandsToIgnore)
+        , ticksUntilBack(ticksAway)
         , device(
               line, [this](const QByteArray &command) { return answer(command); },
               [this] { return stream(); })
@@ -79,8 +81,8 @@ struct Unit
     bool heard() const { return port.speed() == baud; }
 
     PtyPort &port;
-    int ignoredCommands = 0;
-    int ticksUntilBack = 0;
+    const int ignoredCommands;
+    const int ticksUntilBack;
     int speedCommands = 0;
     int quiet = 0;
     std::atomic<unsigned> baud{kOldBaud};
@@ -275,9 +277,7 @@ void TestBaudChange::realUnit()
         return started;
     }();
     PtyPort port;
-    Unit unit(port);
-    unit.ignoredCommands = ignoredCommands;
-    unit.ticksUntilBack = ticksUntilBack;
+    Unit unit(port, ignoredCommands, ticksUntilBack);
     QVERIFY(driver->connect(port.path(), kOldBaud, 8, 0, 1));
     const auto streams = [] { return !driver->getQuaternion().empty(); };
     QVERIFY(QTest::qWaitFor(streams));
