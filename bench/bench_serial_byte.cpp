@@ -1,0 +1,177 @@
+// A byte through the open port: CPU time of the thread that reads it, packets framed and decoded.
+// One byte a read in all three, so that the difference is the road, not the load.
+
+#include "bench/rounds.h"
+#include "bench/sample_stream.h"
+#include "driver/ImuDriver.h"
+#include "tests/support/pty_port.h"
+
+#include <boost/make_shared.hpp>
+
+#include <atomic>
+#include <thread>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <unistd.h>
+
+namespace {
+
+// Fits into the terminal's queue, so that the reader finds all of it waiting.
+constexpr int kPacketsAtOnce = 37;
+constexpr int kBlocks = 60;
+
+// Receives and counts what is decoded, outside the driver.
+class Receiver : private SampleListener
+{
+public:
+    virtual ~Receiver() = default;
+
+    void take(unsigned char byte)
+    {
+        if (!m_framer.feed(byte))
+            return;
+        const boost::mutex::scoped_lock lock(m_lock);
+        decodePacket(m_framer.packet(), m_framer.length(), m_store, *this);
+    }
+
+    virtual clockid_t readerClock() const = 0;
+    int packets() const { return m_packets; }
+
+protected:
+    std::atomic<int> m_packets{0};
+
+private:
+    void quaternionDecoded(const std::array<float, 4> &) override { ++m_packets; }
+    void magneticFieldDecoded(const std::array<float, 3> &) override {}
+    void magneticFieldRawDecoded(const std::array<float, 3> &) override {}
+
+    boost::mutex m_lock;
+    SampleStore m_store;
+    Framer m_framer;
+};
+
+clockid_t clockOf(pthread_t thread)
+{
+    clockid_t clock = CLOCK_THREAD_CPUTIME_ID;
+    pthread_getcpuclockid(thread, &clock);
+    return clock;
+}
+
+class SystemReader : public Receiver
+{
+public:
+    explicit SystemReader(const std::string &path)
+        : m_fd(::open(path.c_str(), O_RDWR | O_NOCTTY))
+        , m_thread([this] {
+            unsigned char byte = 0;
+            while (::read(m_fd, &byte, 1) == 1)
+                take(byte);
+        })
+    {
+    }
+    clockid_t readerClock() const override
+    {
+        return clockOf(const_cast<std::thread &>(m_thread).native_handle());
+    }
+
+private:
+    int m_fd;
+    std::thread m_thread;
+};
+
+class AsioReader : public Receiver
+{
+public:
+    explicit AsioReader(const std::string &path)
+        : m_port(m_context, path)
+    {
+        arm();
+        m_thread = std::thread([this] { m_context.run(); });
+    }
+    clockid_t readerClock() const override
+    {
+        return clockOf(const_cast<std::thread &>(m_thread).native_handle());
+    }
+
+private:
+    void arm()
+    {
+        m_port.async_read_some(boost::asio::buffer(&m_byte, 1),
+                               [this](const boost::system::error_code &error, std::size_t) {
+                                   if (error)
+                                       return;
+                                   take(m_byte);
+                                   arm();
+                               });
+    }
+
+    boost::asio::io_context m_context;
+    boost::asio::serial_port m_port;
+    unsigned char m_byte = 0;
+    std::thread m_thread;
+};
+
+class DriverReader : public Receiver
+{
+public:
+    explicit DriverReader(const std::string &path)
+        : m_driver(boost::make_shared<imu>(nullptr))
+    {
+        QObject::connect(
+            m_driver.get(), &imu::quaternionUpdated, m_driver.get(),
+            [this] {
+                m_reader = pthread_self();
+                ++m_packets;
+            },
+            Qt::DirectConnection);
+        m_driver->start();
+        m_driver->connect(path, 921600, 8, 0, 1);
+    }
+    clockid_t readerClock() const override { return clockOf(m_reader); }
+
+private:
+    boost::shared_ptr<imu> m_driver;
+    std::atomic<pthread_t> m_reader{};
+};
+
+// Feeds blocks through the port and says what they cost the reader.
+double perByte(PtyPort &port, Receiver &receiver)
+{
+    static const std::vector<unsigned char> stream = sampleStream(kPacketsAtOnce);
+    const QByteArray block(reinterpret_cast<const char *>(stream.data()),
+                           static_cast<qsizetype>(stream.size()));
+    const auto feed = [&] {
+        const int expected = receiver.packets() + kPacketsAtOnce;
+        port.write(block);
+        while (receiver.packets() < expected)
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+    };
+    feed(); // whose thread it is, the driver's reader tells with its first sample
+    const double start = rounds::seconds(receiver.readerClock());
+    for (int i = 0; i < kBlocks; ++i)
+        feed();
+    const double used = rounds::seconds(receiver.readerClock()) - start;
+    return used / static_cast<double>(stream.size() * kBlocks) * 1e9;
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    PtyPort ports[3];
+    SystemReader system(ports[0].path());
+    AsioReader asio(ports[1].path());
+    DriverReader driver(ports[2].path());
+
+    std::vector<rounds::Candidate> candidates{
+        {"read(2) of one byte", [&] { return perByte(ports[0], system); }, {}},
+        {"bare async_read_some of one byte", [&] { return perByte(ports[1], asio); }, {}},
+        {"imu, from the port to the signal", [&] { return perByte(ports[2], driver); }, {}},
+    };
+    rounds::run(candidates, rounds::count(argc, argv, 9));
+    std::printf("A byte through a pseudo-terminal, CPU time of the reading thread:\n");
+    rounds::print(candidates);
+    std::fflush(nullptr);
+    std::_Exit(0); // the readers never stop
+}

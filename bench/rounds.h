@@ -1,0 +1,65 @@
+#pragma once
+
+// Interleaved measurements in one program: each round runs every candidate once, and ratios are
+// those of the medians, so that a neighbour's load falls on all of them alike.
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace rounds {
+
+inline double seconds(clockid_t clock)
+{
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+struct Candidate
+{
+    std::string name;
+    std::function<double()> nanosecondsPerByte;
+    std::vector<double> results;
+
+    double median() const
+    {
+        std::vector<double> sorted = results;
+        std::sort(sorted.begin(), sorted.end());
+        return sorted[sorted.size() / 2];
+    }
+};
+
+// The number of rounds is the program's first argument, or `usual`.
+inline int count(int argc, char **argv, int usual)
+{
+    return argc > 1 ? std::max(1, std::atoi(argv[1])) : usual;
+}
+
+inline void run(std::vector<Candidate> &candidates, int rounds)
+{
+    for (Candidate &candidate : candidates)
+        candidate.nanosecondsPerByte(); // warm
+    for (int round = 0; round < rounds; ++round) {
+        for (Candidate &candidate : candidates)
+            candidate.results.push_back(candidate.nanosecondsPerByte());
+    }
+}
+
+// Medians, and how they compare with that of the first candidate.
+inline void print(const std::vector<Candidate> &candidates)
+{
+    for (const Candidate &candidate : candidates) {
+        const auto [least, greatest] =
+            std::minmax_element(candidate.results.begin(), candidate.results.end());
+        std::printf("%-44s %9.3f ns/byte  (%.3f to %.3f)  %6.2f x\n", candidate.name.c_str(),
+                    candidate.median(), *least, *greatest,
+                    candidate.median() / candidates.front().median());
+    }
+}
+
+} // namespace rounds
