@@ -95,9 +95,13 @@ private slots:
     {
         QTest::addColumn<double>("ratio");
         QTest::addColumn<int>("samples");
+        QTest::addColumn<int>("history");
+        // Few samples, far apart: strips without a vertex of their own.
+        QTest::newRow("10 in 10") << 1.0 << 10 << 10;
+        QTest::newRow("20 in 20") << 1.0 << 20 << 20;
         for (const double ratio : {1.0, 1.25, 1.5, 2.0}) {
             for (const int samples : {1, 2, 40, 599, 1000})
-                QTest::addRow("%d samples at %g", samples, ratio) << ratio << samples;
+                QTest::addRow("%d samples at %g", samples, ratio) << ratio << samples << 600;
         }
     }
 
@@ -105,7 +109,9 @@ private slots:
     {
         QFETCH(double, ratio);
         QFETCH(int, samples);
+        QFETCH(int, history);
         RpyPlotter plotter;
+        plotter.setHistory(history);
         addMotion(plotter, 0, samples);
         const PlotScene plot = PlotScene::of(*plotter.scene());
         const QTransform transform = fitting(plotter.scene()->sceneRect());
