@@ -5,7 +5,6 @@ import pathlib
 import re
 import signal
 import sys
-import time
 import unittest
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "tools"))
@@ -55,17 +54,7 @@ class ProgramCase(unittest.TestCase):
         return wait_until(matching, f"status {pattern!r} (is {self.status.name!r})", timeout_s)
 
     def passing_status(self, pattern, *menu):
-        """The status text that a menu entry leaves. It is replaced at the next tick of the rate
-        display, so a slow look may miss it; then the entry is chosen again."""
-        def look():
-            self.program.menu(*menu)
-            end = time.monotonic() + 0.9
-            while time.monotonic() < end:
-                text = self.status.name
-                if re.fullmatch(pattern, text):
-                    return text
-            return None
-        return wait_until(look, f"{pattern!r} after {menu}")
+        return self.program.passing_text(self.status, pattern, *menu)
 
     def scan(self):
         return self.passing_status("Scan complete: .*", "Connection", "Scan for Devices")

@@ -15,6 +15,7 @@ import signal
 import subprocess
 import sys
 import tempfile
+import time
 
 from gi.repository import GLib
 
@@ -162,9 +163,19 @@ class Program:
                 pass  # closed between two questions
         return None
 
-    def wait_for_label(self, pattern, timeout_s=DEADLINE_S):
-        """The text of the first label of the main window that matches the whole pattern."""
-        return self.window.find("label", re.compile(f"^(?:{pattern})$"), timeout_s).name
+    def passing_text(self, label, pattern, *menu):
+        """What a menu entry leaves in a label that the program soon overwrites: a slow look may
+        miss it, and then the entry is chosen again."""
+        def look():
+            self.menu(*menu)
+            end = time.monotonic() + 0.9
+            while time.monotonic() < end:
+                text = label.name
+                if re.fullmatch(pattern, text):
+                    return text
+            return None
+
+        return wait_until(look, f"{pattern!r} after {menu}")
 
     def descendant(self, name):
         """The process of that name that the started command started; None if there is none."""
