@@ -23,6 +23,9 @@ constexpr float kSmallestMagnitude = 10.0F;
 constexpr float kHeadroom = 1.1F;
 constexpr qreal kSeriesWidth = 2.0;
 constexpr qreal kSwatchWidth = 3.0;
+constexpr qreal kLegendLabelX = 36.0;
+constexpr qreal kLegendValueX = 100.0;
+constexpr qreal kLegendGap = 8.0;
 
 constexpr QColor kBackground(16, 16, 20);
 constexpr QColor kMinorGrid(60, 60, 70);
@@ -109,9 +112,12 @@ void RpyPlotter::clear()
 
 bool RpyPlotter::eventFilter(QObject *watched, QEvent *event)
 {
-    if (m_view && watched == m_view &&
-        (event->type() == QEvent::Resize || event->type() == QEvent::Show))
-        layoutLegend();
+    if (m_view && watched == m_view) {
+        if (event->type() == QEvent::Resize || event->type() == QEvent::Show)
+            layoutLegend();
+        else if (event->type() == QEvent::LanguageChange)
+            retranslateLegend();
+    }
     return QObject::eventFilter(watched, event);
 }
 
@@ -176,15 +182,40 @@ void RpyPlotter::ensureLegend()
     m_legendBackground->setFlag(QGraphicsItem::ItemIgnoresTransformations);
     m_legend->addToGroup(m_legendBackground);
 
-    m_values = {addLegendEntry(tr("Roll"), kRoll, 4.0), addLegendEntry(tr("Pitch"), kPitch, 20.0),
-                addLegendEntry(tr("Yaw"), kYaw, 36.0)};
+    const auto labels = legendLabels();
+    const std::array colors{kRoll, kPitch, kYaw};
+    const std::array rows{4.0, 20.0, 36.0};
+    for (std::size_t i = 0; i < m_values.size(); ++i)
+        addLegendEntry(i, labels[i], colors[i], rows[i]);
 
     m_legendBackground->setRect(m_legend->childrenBoundingRect().adjusted(-8, -6, 8, 6));
     layoutLegend();
 }
 
-QGraphicsSimpleTextItem *RpyPlotter::addLegendEntry(const QString &label, const QColor &color,
-                                                    qreal y)
+std::array<QString, AngleHistory::kSeries> RpyPlotter::legendLabels()
+{
+    return {tr("Roll") + u':', tr("Pitch") + u':', tr("Yaw") + u':'};
+}
+
+// The labels of another language may reach into the values: these then make room.
+void RpyPlotter::retranslateLegend()
+{
+    if (!m_legend)
+        return;
+    const auto labels = legendLabels();
+    qreal valueX = kLegendValueX;
+    for (std::size_t i = 0; i < labels.size(); ++i) {
+        m_labels[i]->setText(labels[i]);
+        valueX = std::max(valueX, kLegendLabelX + m_labels[i]->boundingRect().width() + kLegendGap);
+    }
+    const qreal shift = valueX - m_values[0]->x();
+    for (QGraphicsSimpleTextItem *value : m_values)
+        value->setX(valueX);
+    m_legendBackground->setRect(m_legendBackground->rect().adjusted(0, 0, shift, 0));
+}
+
+void RpyPlotter::addLegendEntry(std::size_t series, const QString &label, const QColor &color,
+                                qreal y)
 {
     QFont font;
     font.setPointSize(10);
@@ -193,21 +224,22 @@ QGraphicsSimpleTextItem *RpyPlotter::addLegendEntry(const QString &label, const 
     auto *swatch = new QGraphicsLineItem(0.0, y + 9.0, 28.0, y + 9.0);
     swatch->setPen(curve(color, kSwatchWidth));
 
-    auto *name = new QGraphicsSimpleTextItem(label + u':');
+    auto *name = new QGraphicsSimpleTextItem(label);
     name->setFont(font);
     name->setBrush(kLegendLabel);
-    name->setPos(36.0, y);
+    name->setPos(kLegendLabelX, y);
 
     auto *value = new QGraphicsSimpleTextItem(valueText(0.0F));
     value->setFont(font);
     value->setBrush(kLegendValue);
-    value->setPos(100.0, y);
+    value->setPos(kLegendValueX, y);
 
     for (QGraphicsItem *item : std::initializer_list<QGraphicsItem *>{swatch, name, value}) {
         item->setFlag(QGraphicsItem::ItemIgnoresTransformations);
         m_legend->addToGroup(item);
     }
-    return value;
+    m_labels[series] = name;
+    m_values[series] = value;
 }
 
 void RpyPlotter::layoutLegend()

@@ -57,7 +57,9 @@ public slots:
 private:
     void ensureScene();
     void ensureLegend();
-    QGraphicsSimpleTextItem *addLegendEntry(const QString &label, const QColor &color, qreal y);
+    void addLegendEntry(std::size_t series, const QString &label, const QColor &color, qreal y);
+    static std::array<QString, AngleHistory::kSeries> legendLabels();
+    void retranslateLegend();
     void layoutLegend();
     void updateYAxisAuto();
     void rebuildPaths();
@@ -87,6 +89,7 @@ private:
     QGraphicsRectItem *m_frame = nullptr;
     QGraphicsItemGroup *m_legend = nullptr;
     QGraphicsRectItem *m_legendBackground = nullptr;
+    std::array<QGraphicsSimpleTextItem *, AngleHistory::kSeries> m_labels{};
     std::array<QGraphicsSimpleTextItem *, AngleHistory::kSeries> m_values{};
 
     AngleHistory m_history;

@@ -166,27 +166,38 @@ private slots:
         QCOMPARE(plot.background->rect(), entries.adjusted(-8, -6, 8, 6));
     }
 
-    void legendSpeaksTheLanguageItWasBuiltIn()
+    void legendFollowsTheLanguage()
     {
-        class Shouting : public QTranslator
+        class Longer : public QTranslator
         {
         public:
             bool isEmpty() const override { return false; }
             QString translate(const char *context, const char *text, const char *,
                               int) const override
             {
-                return QLatin1String(context) == "RpyPlotter"_L1 ? QString::fromUtf8(text).toUpper()
-                                                                 : QString();
+                return QLatin1String(context) == "RpyPlotter"_L1
+                           ? u"A much longer "_s + QString::fromUtf8(text)
+                           : QString();
             }
-        } shouting;
-        QCoreApplication::installTranslator(&shouting);
-        RpyPlotter plotter;
-        plotter.clear();
-        QCoreApplication::removeTranslator(&shouting);
-        const PlotScene plot = PlotScene::of(*plotter.scene());
-        QCOMPARE(plot.labels[0]->text(), u"ROLL:"_s);
-        QCOMPARE(plot.labels[1]->text(), u"PITCH:"_s);
-        QCOMPARE(plot.labels[2]->text(), u"YAW:"_s);
+        } longer;
+        const PlotScene plot = scene();
+        const QRectF panel = plot.background->rect();
+
+        QCoreApplication::installTranslator(&longer);
+        QTRY_COMPARE(plot.labels[1]->text(), u"A much longer Pitch:"_s);
+        const qreal valueX = plot.values[1]->x();
+        QCOMPARE(plot.labels[0]->text(), u"A much longer Roll:"_s);
+        QCOMPARE(plot.labels[2]->text(), u"A much longer Yaw:"_s);
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(plot.values[i]->x(), valueX);
+            QVERIFY(36 + plot.labels[i]->boundingRect().width() < valueX);
+        }
+        QCOMPARE(plot.background->rect(), panel.adjusted(0, 0, valueX - 100, 0));
+
+        QCoreApplication::removeTranslator(&longer);
+        QTRY_COMPARE(plot.labels[1]->text(), u"Pitch:"_s);
+        QCOMPARE(plot.values[1]->x(), 100.0);
+        QCOMPARE(plot.background->rect(), panel);
     }
 
     void beforeTheFirstSample()
