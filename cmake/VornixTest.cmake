@@ -14,8 +14,10 @@ if(VORNIX_SANITIZE)
     set(VORNIX_PRELOAD "${sanitizer_runtime} ${VORNIX_PRELOAD}")
 endif()
 
+# No strict_string_checks: libxkbcommon copies a keymap that is not terminated when a window system
+# is opened, and every program with a window would end there.
 set(VORNIX_TEST_ENVIRONMENT
-    "ASAN_OPTIONS=detect_stack_use_after_return=1:strict_string_checks=1"
+    "ASAN_OPTIONS=detect_stack_use_after_return=1"
     "UBSAN_OPTIONS=print_stacktrace=1"
     "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
     "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1")
