@@ -31,6 +31,8 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize kLogoSize(60, 35);
+// The panel is as wide as four numbers of six digits need, and the pose takes what else there is.
+const QList<int> kPaneWidths{520, 632};
 constexpr qint64 kRateWindowMs = 999;
 // Every connection sets it, whatever the device was left with.
 constexpr float kZeroThreshold = 0.02F;
@@ -45,6 +47,8 @@ MainWindow::MainWindow(QWidget *parent)
 {
     m_ui->setupUi(this);
     m_ui->label_header_logo->setFixedSize(kLogoSize);
+    m_ui->splitter_main->setSizes(kPaneWidths);
+    m_ui->splitter_main->setStretchFactor(1, 1);
     startDriver();
 
     m_langPath = QCoreApplication::applicationDirPath() + "/languages"_L1;

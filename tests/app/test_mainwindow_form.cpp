@@ -295,6 +295,28 @@ private slots:
         QVERIFY(child<PoseGLWidget>(u"PoseWidget"_s));
     }
 
+    // Smallest window, longest usual texts: nothing is cut off.
+    void theSmallestWindowShowsWholeTexts()
+    {
+        const QString usual = u"-0.278731, -0.167198, -0.294698, -0.898614"_s;
+        label(u"label_quat"_s)->setText(usual);
+        label(u"label_status"_s)->setText(u"Connected to /dev/ttyUSB0 @ 921600 baud"_s);
+        m_window->resize(1, 1);
+        QTRY_COMPARE(m_window->size(), m_window->minimumSize());
+        QCoreApplication::processEvents();
+        const QList<QLabel *> labels = m_window->centralWidget()->findChildren<QLabel *>();
+        for (const QLabel *shown : labels) {
+            if (shown->text().isEmpty())
+                continue;
+            QVERIFY2(shown->width() >= shown->sizeHint().width(), qPrintable(shown->objectName()));
+            QVERIFY2(shown->visibleRegion().boundingRect() == shown->rect(),
+                     qPrintable(shown->objectName()));
+        }
+        QVERIFY(child<QGraphicsView>(u"graphicsView_rpy"_s)->height() > 150);
+        label(u"label_quat"_s)->setText(u"None"_s);
+        m_window->resize(1172, 769);
+    }
+
     // --- What the constructor put together -----------------------------------------------------
 
     void driverAndPlotterBelongToTheWindow()
