@@ -317,6 +317,7 @@ void TestEllipsoidFit::stopsWithTheFirstSmallStep_data()
     const MadeEllipsoid sphere{{1, 1, 1}, upright, {0.1, 0, 0}};
     const MadeEllipsoid tilted{{0.8, 1, 1.3}, about({1, 1, 1}, 40), {0.1, 0.2, 0.3}};
     QTest::newRow("sphere") << Maker(1).samples(sphere, 500) << 3;
+    QTest::newRow("a step of 4e-6 is not small") << Maker(6).samples(sphere, 200) << 4;
     QTest::newRow("rotated") << Maker(1).samples(tilted, 500) << 4;
     QTest::newRow("few samples") << Maker(2).samples(tilted, 15) << 4;
 }
