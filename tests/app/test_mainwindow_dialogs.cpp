@@ -1,0 +1,132 @@
+#include "tests/app/window_fixture.h"
+
+#include <QPushButton>
+
+#include "calibration/magneto_calibration_dialog.h"
+#include "dialogs/about.h"
+#include "dialogs/device_info_dialog.h"
+#include "dialogs/help.h"
+#include "dialogs/settings_dialog.h"
+
+using namespace app_test;
+
+// Every dialog opened from the menus of a connected window.
+class TestMainWindowDialogs : public QObject
+{
+    Q_OBJECT
+
+    sim::UsbTestbed m_bed;
+    WindowFixture m_fixture;
+    sim::RunningDevice *m_unit = nullptr;
+
+    std::uint16_t outputsOfTheUnit() const
+    {
+        return m_unit->inspect(
+            [](const sim::Device &unit) { return unit.memory().working.outputs; });
+    }
+
+    // Triggers the action and, once a dialog of that class is up, looks at it and closes it.
+    template <class Dialog>
+    void open(const char *actionName, const std::function<void(Dialog &)> &lookAndClose)
+    {
+        bool seen = false;
+        QTimer watcher;
+        connect(&watcher, &QTimer::timeout, this, [&] {
+            auto *dialog = qobject_cast<Dialog *>(QApplication::activeModalWidget());
+            if (!dialog || seen)
+                return;
+            seen = true;
+            QCOMPARE(dialog->parentWidget(), m_fixture.window());
+            QVERIFY(dialog->isModal());
+            lookAndClose(*dialog);
+        });
+        watcher.start(10);
+        m_fixture.action(QString::fromLatin1(actionName))->trigger();
+        QVERIFY(seen);
+        QVERIFY(!QApplication::activeModalWidget());
+    }
+
+    template <class Dialog>
+    void open(const char *actionName)
+    {
+        open<Dialog>(actionName, [](Dialog &dialog) { dialog.reject(); });
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_unit = &m_bed.plug("ttyUSB0", streamingAt(921600));
+        QVERIFY(m_fixture.show());
+    }
+
+    // They need no device.
+    void aboutAndGuideBeforeConnecting()
+    {
+        open<AboutDialog>("actionAboutDialog");
+        open<HelpDialog>("actionHelpDialog");
+    }
+
+    void connectTheUnit()
+    {
+        m_fixture.scan();
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+    }
+
+    void deviceInfo()
+    {
+        open<DeviceInfoDialog>("actionShowDeviceInfo_2", [](DeviceInfoDialog &dialog) {
+            QCOMPARE(dialog.findChild<QLineEdit *>(u"line_baud"_s)->text(), u"921600"_s);
+            dialog.reject();
+        });
+    }
+
+    void settings()
+    {
+        open<SettingsDialog>("actionOpenSettings", [](SettingsDialog &dialog) {
+            QCOMPARE(dialog.findChild<QComboBox *>(u"comboBox_baud"_s)->currentText(), u"921600"_s);
+            dialog.reject();
+        });
+    }
+
+    // The raw field is asked for while the dialog is open; its Close button ends that.
+    void calibrationRaisesTheMaskUntilClosed()
+    {
+        m_unit->clearReceivedCommands();
+        open<MagnetoCalibrationDialog>(
+            "actionCalibration", [this](MagnetoCalibrationDialog &dialog) {
+                QCOMPARE(outputsOfTheUnit(), std::uint16_t{0x0104});
+                const auto commands = m_unit->receivedCommands();
+                QVERIFY(commands.size() >= 2);
+                const std::vector<unsigned char> getSettings{0x53, 0x43, 0x0C, 0x00, 0x0C, 0x07,
+                                                             0x08, 0x09, 0x10, 0x11, 0x45, 0x00};
+                // The two filler bytes are those of the settings request before it.
+                const std::vector<unsigned char> setOutputs{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x09,
+                                                            0x04, 0x01, 0x10, 0x11, 0x3C, 0x00};
+                QCOMPARE(commands.front(), getSettings);
+                QCOMPARE(commands.back(), setOutputs);
+                dialog.findChild<QPushButton *>(u"push_close"_s)->click();
+            });
+        QCOMPARE(outputsOfTheUnit(), std::uint16_t{0x0004});
+    }
+
+    void calibrationLeftByEscapeKeepsTheMask()
+    {
+        open<MagnetoCalibrationDialog>("actionCalibration", [](MagnetoCalibrationDialog &dialog) {
+            QTest::keyClick(&dialog, Qt::Key_Escape);
+        });
+        QCOMPARE(outputsOfTheUnit(), std::uint16_t{0x0104});
+    }
+
+    void aboutAndGuideWhileConnected()
+    {
+        open<AboutDialog>("actionAboutDialog");
+        open<HelpDialog>("actionHelpDialog");
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+    }
+
+    void disconnectTheUnit() { m_fixture.disconnect(); }
+};
+
+VORNIX_TEST_MAIN(TestMainWindowDialogs, Application)
+#include "test_mainwindow_dialogs.moc"
