@@ -92,6 +92,7 @@ void RpyPlotter::attach(QGraphicsView *view)
         view->setViewportUpdateMode(QGraphicsView::FullViewportUpdate);
         view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         view->installEventFilter(this);
+        view->viewport()->installEventFilter(this);
         m_pacer = std::make_unique<RepaintPacer>(view);
     }
     rebuildPaths();
@@ -117,6 +118,10 @@ bool RpyPlotter::eventFilter(QObject *watched, QEvent *event)
             layoutLegend();
         else if (event->type() == QEvent::LanguageChange)
             retranslateLegend();
+    } else if (m_view && watched == m_view->viewport() && event->type() == QEvent::Resize) {
+        // The view has its size by now. Without samples nothing else would fit the plot into it.
+        fitView();
+        layoutLegend();
     }
     return QObject::eventFilter(watched, event);
 }

@@ -474,14 +474,16 @@ private slots:
                    onView.top() <= 4 && std::abs(onView.width() - size.width()) <= 4.5 &&
                    std::abs(onView.height() - size.height()) <= 4.5;
         };
+        QVERIFY(isFitted()); // before the first sample
         m_plotter->addRPY(5.0F, 0.0F, 0.0F);
         QVERIFY(isFitted());
         m_plotter->addRPY(150.0F, 0.0F, 0.0F); // another range
         QVERIFY(isFitted());
         m_plotter->setHistory(77);
         QVERIFY(isFitted());
-        m_view->resize(700, 200); // fitted by the next sample
+        m_view->resize(700, 200); // fitted at once, without a sample
         QTRY_COMPARE(m_view->viewport()->width(), 700 - 2 * m_view->frameWidth());
+        QVERIFY(isFitted());
         m_plotter->addRPY(1.0F, 0.0F, 0.0F);
         QVERIFY(isFitted());
         m_view->scale(3.0, 0.5); // somebody else's hand
