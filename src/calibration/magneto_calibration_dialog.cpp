@@ -89,8 +89,10 @@ MagnetoCalibrationDialog::~MagnetoCalibrationDialog() = default;
 
 void MagnetoCalibrationDialog::changeEvent(QEvent *event)
 {
-    if (event->type() == QEvent::LanguageChange)
+    if (event->type() == QEvent::LanguageChange) {
         m_ui->retranslateUi(this);
+        showQuality();
+    }
     QDialog::changeEvent(event);
 }
 
@@ -194,7 +196,14 @@ void MagnetoCalibrationDialog::computeQualityMetrics(
     m_ui->avgNormLineEdit->setText(fixedPoint(avgNorm));
     m_ui->stdDevLineEdit->setText(fixedPoint(stdNorm));
     m_ui->samplesLineEdit->setText(QString::number(samples.size()));
-    m_ui->qualityLineEdit->setText(qualityLabel(stdNorm));
+    m_deviationShown = stdNorm;
+    showQuality();
+}
+
+void MagnetoCalibrationDialog::showQuality()
+{
+    if (m_deviationShown)
+        m_ui->qualityLineEdit->setText(qualityLabel(*m_deviationShown));
 }
 
 QString MagnetoCalibrationDialog::qualityLabel(float stdNorm)

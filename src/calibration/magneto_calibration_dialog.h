@@ -2,6 +2,7 @@
 
 #include <array>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include <Eigen/Core>
@@ -62,6 +63,7 @@ private:
     void fitCorrection();
     void showCorrectedSamples();
     void showParameters();
+    void showQuality();
     std::vector<float> readStoredFloats(unsigned int total);
     QString appliedText(const Eigen::Vector3f &bias) const;
     void log(const QString &line);
@@ -77,4 +79,5 @@ private:
     Eigen::Matrix3f m_ellipsoid = Eigen::Matrix3f::Identity();
     ellipsoid::Correction m_correction;
     Eigen::Vector3f m_scale = Eigen::Vector3f::Ones();
+    std::optional<float> m_deviationShown; // what the word in the results panel judges
 };
