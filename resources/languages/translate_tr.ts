@@ -79,7 +79,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Received from device</source>
-        <translation>Cihazdan alınan</translation>
+        <translation>Cihazdan alınan veriler</translation>
     </message>
     <message>
         <source>Close</source>
@@ -117,9 +117,9 @@ Teknopark ofisi: %3</translation>
         <translation>Kestrova - Kullanım Kılavuzu</translation>
     </message>
     <message>
-        <source>&lt;h3&gt;Getting Started&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Scanning for Devices&lt;/b&gt;&lt;br&gt;Plug the device in and choose &lt;i&gt;Connection → Scan for Devices&lt;/i&gt;. The status line lists the ports found; if there are none, check the cable.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Connecting to a Device&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Connection → Connect&lt;/i&gt; and pick your device. The baud rate is detected automatically, which takes a few seconds.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Viewing Device Data&lt;/b&gt;&lt;br&gt;The data panel shows the latest values:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Quaternion (unitless):&lt;/b&gt; orientation in x, y, z, w order&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Angles (°):&lt;/b&gt; roll, pitch and yaw in degrees&lt;/li&gt;&lt;li&gt;&lt;b&gt;Covariance (rad²):&lt;/b&gt; uncertainty of the orientation&lt;/li&gt;&lt;li&gt;&lt;b&gt;Magnetic Field (unitless):&lt;/b&gt; calibrated magnetometer readings&lt;/li&gt;&lt;li&gt;&lt;b&gt;Linear Acceleration (m/s²):&lt;/b&gt; acceleration without gravity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Angular Rate (rad/s):&lt;/b&gt; rotational velocity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Pressure (hPa):&lt;/b&gt; barometric pressure&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Configuration&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Settings&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Open Settings&lt;/i&gt;. &lt;b&gt;Save to Device&lt;/b&gt; writes what you chose:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Serial Port Settings:&lt;/b&gt; the baud rate of the device&lt;/li&gt;&lt;li&gt;&lt;b&gt;Output Selection:&lt;/b&gt; which data the device sends. Keep the quaternion checked: connecting finds a device by it.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Data Rate:&lt;/b&gt; how often it sends them, 50 Hz to 1000 Hz&lt;/li&gt;&lt;li&gt;&lt;b&gt;Presets:&lt;/b&gt; common selections in one step&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Magnetometer Calibration&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Magnetometer Calibration&lt;/i&gt;, away from iron and electric motors:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Press &lt;b&gt;Start Calibration&lt;/b&gt;.&lt;/li&gt;&lt;li&gt;Turn the device slowly until it has pointed in every direction.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Stop Calibration&lt;/b&gt; and check the quality.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Apply Calibration&lt;/b&gt; to send the correction to the device.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Save to Device&lt;/b&gt; to keep it when the power is off.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Visualization&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3D Orientation Display:&lt;/b&gt; the attitude of the device. Drag with the left mouse button to orbit and with the right one to pan; turn the wheel to zoom.&lt;/li&gt;&lt;li&gt;&lt;b&gt;RPY Graph:&lt;/b&gt; roll, pitch and yaw over the latest samples.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Additional Features&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Info&lt;/b&gt;&lt;br&gt;&lt;i&gt;Connection → Device Info&lt;/i&gt; shows the serial number and the firmware version. Have both at hand when you &lt;a href="%1"&gt;contact us&lt;/a&gt;.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Language Selection&lt;/b&gt;&lt;br&gt;Choose English or Turkish from the &lt;i&gt;Language&lt;/i&gt; menu; it applies at once.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Factory Reset&lt;/b&gt;&lt;br&gt;Press &lt;b&gt;Revert to Factory Settings&lt;/b&gt; in &lt;i&gt;Settings → Open Settings&lt;/i&gt;, then restart the device.&lt;/p&gt;</source>
+        <source>&lt;h3&gt;Getting Started&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Scanning for Devices&lt;/b&gt;&lt;br&gt;Plug the device in and choose &lt;i&gt;Connection → Scan for Devices&lt;/i&gt;. The status line lists the ports found; if there are none, check the cable.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Connecting to a Device&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Connection → Connect&lt;/i&gt; and pick your device. The baud rate is detected automatically, which takes a few seconds.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Viewing Device Data&lt;/b&gt;&lt;br&gt;The data panel shows the latest values:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Quaternion (unitless):&lt;/b&gt; orientation in x, y, z, w order&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Angles (°):&lt;/b&gt; roll, pitch and yaw in degrees&lt;/li&gt;&lt;li&gt;&lt;b&gt;Covariance (rad²):&lt;/b&gt; uncertainty of the orientation&lt;/li&gt;&lt;li&gt;&lt;b&gt;Magnetic Field (unitless):&lt;/b&gt; calibrated magnetometer readings&lt;/li&gt;&lt;li&gt;&lt;b&gt;Linear Acceleration (m/s²):&lt;/b&gt; acceleration without gravity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Angular Rate (rad/s):&lt;/b&gt; rotational velocity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Pressure (hPa):&lt;/b&gt; barometric pressure&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Configuration&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Settings&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Open Settings&lt;/i&gt;. &lt;b&gt;Save to Device&lt;/b&gt; writes what you chose:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Serial Port Settings:&lt;/b&gt; the baud rate of the device&lt;/li&gt;&lt;li&gt;&lt;b&gt;Output Selection:&lt;/b&gt; which data the device sends. Keep the quaternion checked: connecting finds a device by it.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Data Rate:&lt;/b&gt; how often it sends them, 50 Hz to 1000 Hz&lt;/li&gt;&lt;li&gt;&lt;b&gt;Presets:&lt;/b&gt; common selections in one step&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Magnetometer Calibration&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Magnetometer Calibration&lt;/i&gt;, away from iron and electric motors:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Press &lt;b&gt;Start Calibration&lt;/b&gt;.&lt;/li&gt;&lt;li&gt;Turn the device slowly until it has pointed in every direction.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Stop Calibration&lt;/b&gt; and check the quality.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Apply Calibration&lt;/b&gt; to send the correction to the device.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Save to Device&lt;/b&gt; to keep it when the power is off.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Visualization&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3D Orientation Display:&lt;/b&gt; the attitude of the device. Drag with the left mouse button to orbit and with the right one to pan; turn the wheel to zoom.&lt;/li&gt;&lt;li&gt;&lt;b&gt;RPY Graph:&lt;/b&gt; roll, pitch and yaw over the latest samples.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Additional Features&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Info&lt;/b&gt;&lt;br&gt;&lt;i&gt;Connection → Device Info&lt;/i&gt; shows the serial number and the firmware version. Have both at hand when you &lt;a href=&quot;%1&quot;&gt;contact us&lt;/a&gt;.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Language Selection&lt;/b&gt;&lt;br&gt;Choose English or Turkish from the &lt;i&gt;Language&lt;/i&gt; menu; it applies at once.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Factory Reset&lt;/b&gt;&lt;br&gt;Press &lt;b&gt;Revert to Factory Settings&lt;/b&gt; in &lt;i&gt;Settings → Open Settings&lt;/i&gt;, then restart the device.&lt;/p&gt;</source>
         <extracomment>The user guide. Names in bold are those of the windows; %1 is the address of a website.</extracomment>
-        <translation>&lt;h3&gt;Başlarken&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Cihazları Tarama&lt;/b&gt;&lt;br&gt;Cihazı takın ve &lt;i&gt;Bağlantı → Cihazları Tara&lt;/i&gt; komutunu seçin. Bulunan portlar durum satırında listelenir; hiç port yoksa kabloyu denetleyin.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Cihaza Bağlanma&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Bağlan&lt;/i&gt; komutunu seçip cihazınızı belirleyin. Baud hızı kendiliğinden bulunur; bu birkaç saniye sürer.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Cihaz Verilerini İzleme&lt;/b&gt;&lt;br&gt;Veri panelinde en son değerler gösterilir:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Kuaterniyon (birimsiz):&lt;/b&gt; x, y, z, w sırasıyla yönelim&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Açıları (°):&lt;/b&gt; derece olarak yalpa, yunuslama ve sapma&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kovaryans (rad²):&lt;/b&gt; yönelimin belirsizliği&lt;/li&gt;&lt;li&gt;&lt;b&gt;Manyetik Alan (birimsiz):&lt;/b&gt; kalibre manyetometre okumaları&lt;/li&gt;&lt;li&gt;&lt;b&gt;Doğrusal İvme (m/s²):&lt;/b&gt; yerçekimi dışındaki ivme&lt;/li&gt;&lt;li&gt;&lt;b&gt;Açısal Hız (rad/s):&lt;/b&gt; dönme hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Basınç (hPa):&lt;/b&gt; barometrik basınç&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Yapılandırma&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Ayarları&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; komutunu seçin. &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesi seçtiklerinizi cihaza yazar:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Seri Port Ayarları:&lt;/b&gt; cihazın baud hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Çıkış Seçimi:&lt;/b&gt; cihazın göndereceği veriler. Kuaterniyonu işaretli bırakın: bağlanırken cihaz onunla bulunur.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Veri Hızı:&lt;/b&gt; verilerin gönderilme sıklığı, 50 Hz - 1000 Hz&lt;/li&gt;&lt;li&gt;&lt;b&gt;Ön ayarlar:&lt;/b&gt; sık kullanılan seçimler tek adımda&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Manyetometre Kalibrasyonu&lt;/b&gt;&lt;br&gt;Demirden ve elektrik motorlarından uzakta &lt;i&gt;Ayarlar → Manyetometre Kalibrasyonu&lt;/i&gt; komutunu seçin:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Başlat&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Cihazı, her yöne bakmış olana dek yavaşça döndürün.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Durdur&lt;/b&gt; düğmesine basın ve kaliteyi denetleyin.&lt;/li&gt;&lt;li&gt;Düzeltmeyi cihaza göndermek için &lt;b&gt;Kalibrasyonu Uygula&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Düzeltmenin güç kesildiğinde de korunması için &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Görselleştirme&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3B Yönelim Görünümü:&lt;/b&gt; cihazın yönelimi. Sol fare düğmesiyle sürükleyerek görünümü döndürün, sağ düğmeyle kaydırın; tekerlekle yakınlaşın.&lt;/li&gt;&lt;li&gt;&lt;b&gt;YYS Grafiği:&lt;/b&gt; son örneklerde yalpa, yunuslama ve sapma.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Ek Özellikler&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Bilgileri&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Cihaz Bilgileri&lt;/i&gt; komutu seri numarasını ve yazılım sürümünü gösterir. &lt;a href="%1"&gt;Bize ulaşırken&lt;/a&gt; ikisini de hazır bulundurun.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Dil Seçimi&lt;/b&gt;&lt;br&gt;&lt;i&gt;Dil&lt;/i&gt; menüsünden İngilizce ya da Türkçe seçin; seçim hemen geçerli olur.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Fabrika Ayarlarına Dönüş&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; penceresinde &lt;b&gt;Fabrika Ayarlarına Dön&lt;/b&gt; düğmesine basın, ardından cihazı yeniden başlatın.&lt;/p&gt;</translation>
+        <translation>&lt;h3&gt;Başlarken&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Cihazları Tarama&lt;/b&gt;&lt;br&gt;Cihazı takın ve &lt;i&gt;Bağlantı → Cihazları Tara&lt;/i&gt; komutunu seçin. Bulunan portlar durum satırında listelenir; hiç port yoksa kabloyu kontrol edin.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Cihaza Bağlanma&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Bağlan&lt;/i&gt; komutuyla cihazınızın portunu seçin. Baud hızı otomatik olarak belirlenir; bu birkaç saniye sürer.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Cihaz Verilerini İzleme&lt;/b&gt;&lt;br&gt;Veri panelinde en son değerler gösterilir:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Kuaterniyon (birimsiz):&lt;/b&gt; x, y, z, w sırasıyla yönelim&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Açıları (°):&lt;/b&gt; derece olarak yalpa, yunuslama ve sapma&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kovaryans (rad²):&lt;/b&gt; yönelimin belirsizliği&lt;/li&gt;&lt;li&gt;&lt;b&gt;Manyetik Alan (birimsiz):&lt;/b&gt; kalibre edilmiş manyetometre ölçümleri&lt;/li&gt;&lt;li&gt;&lt;b&gt;Doğrusal İvme (m/s²):&lt;/b&gt; yerçekiminden arındırılmış ivme&lt;/li&gt;&lt;li&gt;&lt;b&gt;Açısal Hız (rad/s):&lt;/b&gt; dönme hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Basınç (hPa):&lt;/b&gt; barometrik basınç&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Yapılandırma&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Ayarları&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; komutunu seçin. &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesi seçtiklerinizi cihaza yazar:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Seri Port Ayarları:&lt;/b&gt; cihazın baud hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Çıkış Seçimi:&lt;/b&gt; cihazın göndereceği veriler. Kuaterniyonu işaretli bırakın: bağlanırken cihaz onunla bulunur.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Veri Hızı:&lt;/b&gt; verilerin gönderilme sıklığı, 50 Hz ile 1000 Hz arası&lt;/li&gt;&lt;li&gt;&lt;b&gt;Ön ayarlar:&lt;/b&gt; sık kullanılan seçimler tek adımda&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Manyetometre Kalibrasyonu&lt;/b&gt;&lt;br&gt;Demir cisimlerden ve elektrik motorlarından uzak bir yerde &lt;i&gt;Ayarlar → Manyetometre Kalibrasyonu&lt;/i&gt; komutunu seçin:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Başlat&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Cihazı her yöne bakana dek yavaşça döndürün.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Durdur&lt;/b&gt; düğmesine basın ve kaliteyi kontrol edin.&lt;/li&gt;&lt;li&gt;Düzeltmeyi cihaza göndermek için &lt;b&gt;Kalibrasyonu Uygula&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Düzeltmenin güç kesildiğinde de korunması için &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Görselleştirme&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3B Yönelim Görünümü:&lt;/b&gt; cihazın yönelimi. Sol fare düğmesiyle sürükleyerek görünümü döndürün, sağ düğmeyle kaydırın; tekerlekle yakınlaşın.&lt;/li&gt;&lt;li&gt;&lt;b&gt;YYS Grafiği:&lt;/b&gt; son örneklerde yalpa, yunuslama ve sapma.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Ek Özellikler&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Bilgileri&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Cihaz Bilgileri&lt;/i&gt; komutu seri numarasını ve yazılım sürümünü gösterir. &lt;a href=&quot;%1&quot;&gt;Bize ulaşırken&lt;/a&gt; ikisini de hazır bulundurun.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Dil Seçimi&lt;/b&gt;&lt;br&gt;&lt;i&gt;Dil&lt;/i&gt; menüsünden İngilizceyi ya da Türkçeyi seçin; seçim hemen geçerli olur.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Fabrika Ayarlarına Dönüş&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; penceresinde &lt;b&gt;Fabrika Ayarlarına Dön&lt;/b&gt; düğmesine basın, ardından cihazı yeniden başlatın.&lt;/p&gt;</translation>
     </message>
 </context>
 <context>
@@ -134,15 +134,15 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>BiasX</source>
-        <translation>Kayma X</translation>
+        <translation>Ofset X</translation>
     </message>
     <message>
         <source>BiasY</source>
-        <translation>Kayma Y</translation>
+        <translation>Ofset Y</translation>
     </message>
     <message>
         <source>BiasZ</source>
-        <translation>Kayma Z</translation>
+        <translation>Ofset Z</translation>
     </message>
     <message>
         <source>ScaleX</source>
@@ -258,7 +258,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Applied calibration: Bias = [%1, %2, %3], L = [%4, %5, %6, %7, %8, %9, %10, %11, %12]</source>
-        <translation>Kalibrasyon uygulandı: Kayma = [%1, %2, %3], L = [%4, %5, %6, %7, %8, %9, %10, %11, %12]</translation>
+        <translation>Kalibrasyon uygulandı: Ofset = [%1, %2, %3], L = [%4, %5, %6, %7, %8, %9, %10, %11, %12]</translation>
     </message>
     <message>
         <source>Calibration saved to device flash.</source>
@@ -267,6 +267,14 @@ Teknopark ofisi: %3</translation>
     <message>
         <source>Failed to save calibration to device.</source>
         <translation>Kalibrasyon cihaza kaydedilemedi.</translation>
+    </message>
+    <message>
+        <source>Calibration log</source>
+        <translation>Kalibrasyon günlüğü</translation>
+    </message>
+    <message>
+        <source>3D view of the corrected samples</source>
+        <translation>Düzeltilmiş örneklerin 3B görünümü</translation>
     </message>
 </context>
 <context>
@@ -424,7 +432,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Trying %1 @ %2 baud...</source>
-        <translation>%1 @ %2 baud deneniyor...</translation>
+        <translation>Deneniyor: %1 @ %2 baud...</translation>
     </message>
     <message>
         <source>Connection failed (no valid baud found)</source>
@@ -432,7 +440,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Connected to %1 @ %2 baud</source>
-        <translation>%1 @ %2 baud ile bağlı</translation>
+        <translation>Bağlı: %1 @ %2 baud</translation>
     </message>
     <message>
         <source>Receiving %1 Hz</source>
@@ -445,6 +453,18 @@ Teknopark ofisi: %3</translation>
     <message>
         <source>Türkçe</source>
         <translation>Türkçe</translation>
+    </message>
+    <message>
+        <source>Kestrova logo</source>
+        <translation>Kestrova logosu</translation>
+    </message>
+    <message>
+        <source>Roll, pitch and yaw over time</source>
+        <translation>Yalpa, yunuslama ve sapmanın zaman grafiği</translation>
+    </message>
+    <message>
+        <source>3D view of the orientation</source>
+        <translation>Yönelimin 3B görünümü</translation>
     </message>
 </context>
 <context>
@@ -577,11 +597,11 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Quaternion only</source>
-        <translation>Yalnız kuaterniyon</translation>
+        <translation>Yalnızca kuaterniyon</translation>
     </message>
     <message>
         <source>Euler angles only</source>
-        <translation>Yalnız Euler açıları</translation>
+        <translation>Yalnızca Euler açıları</translation>
     </message>
     <message>
         <source>Quaternion + inertial data</source>
@@ -617,7 +637,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Calibrated Magnetic Field</source>
-        <translation>Kalibre Manyetik Alan</translation>
+        <translation>Kalibre Edilmiş Manyetik Alan</translation>
     </message>
     <message>
         <source>Covariance</source>
@@ -625,7 +645,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Sync Output</source>
-        <translation>Senkron Çıkışı</translation>
+        <translation>Senkronizasyon Çıkışı</translation>
     </message>
     <message>
         <source>Data Rate</source>
