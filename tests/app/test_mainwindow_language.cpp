@@ -158,16 +158,37 @@ private slots:
         QVERIFY(m_english->isChecked());
     }
 
-    // Last, as nothing brings the file back.
-    void aFileThatVanishedLeavesTheEnglishTexts()
+    void withoutAReadableFileTheTextsAreEnglish_data()
     {
-        QVERIFY(QFile::remove(translationFile()));
+        QTest::addColumn<bool>("withFolder");
+        QTest::addColumn<QByteArray>("contents"); // of the file; null for none
+        QTest::newRow("no file") << true << QByteArray();
+        QTest::newRow("no folder") << false << QByteArray();
+        QTest::newRow("an empty file") << true << QByteArray("");
+        QTest::newRow("not a translation") << true << QByteArray("Merhaba!");
+    }
+
+    // Silently; the menu follows the request. Last, as nothing brings the translation back.
+    void withoutAReadableFileTheTextsAreEnglish()
+    {
+        QFETCH(bool, withFolder);
+        QFETCH(QByteArray, contents);
+        QDir folder(QFileInfo(translationFile()).path());
+        QVERIFY(folder.removeRecursively());
+        if (withFolder)
+            QVERIFY(folder.mkpath(u"."_s));
+        if (!contents.isNull()) {
+            QFile file(translationFile());
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            QCOMPARE(file.write(contents), contents.size());
+        }
         m_turkish->trigger();
         QCoreApplication::processEvents();
         QVERIFY(m_turkish->isChecked());
         QVERIFY(!m_english->isChecked());
         QCOMPARE(scanText(), u"Scan for Devices"_s);
         QCOMPARE(m_changes.count, 0);
+        QVERIFY(!QApplication::activeModalWidget());
 
         m_english->trigger();
         QCoreApplication::processEvents();

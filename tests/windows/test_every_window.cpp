@@ -1,0 +1,346 @@
+// Every window in every language: nothing clipped, nothing on top of another, a name for everything
+// a screen reader comes across, all controls within reach of the keyboard, and a switch while it is
+// open leaves the same as opening it afterwards.
+
+#include <memory>
+
+#include <QAction>
+#include <QGraphicsView>
+#include <QMenu>
+#include <QScreen>
+#include <QSplitter>
+
+#include "app/application.h"
+#include "app/mainwindow.h"
+#include "calibration/magneto_calibration_dialog.h"
+#include "dialogs/about.h"
+#include "dialogs/device_info_dialog.h"
+#include "dialogs/help.h"
+#include "dialogs/settings_dialog.h"
+#include "driver/ImuDriver.h"
+#include "sim/RunningDevice.h"
+#include "tests/support/test_main.h"
+#include "tests/windows/window_walk.h"
+#include "views/poseglwidget.h"
+
+using namespace windows_test;
+
+namespace {
+
+// As wide as six digits make them.
+const QString kWideTriple = u"-0.000123457, -0.000123457, -0.000123457"_s;
+const QString kWideQuaternion = u"-0.707107, -0.707107, -0.707107, -0.707107"_s;
+
+// Names, the texts of a language in that language, and a serial number.
+const QStringList kSameInBoth{u"Kestrova"_s, u"Kestrova - Vornix"_s, u"English"_s, u"Türkçe"_s,
+                              u"c0ffee"_s};
+
+constexpr QSize kInitialSize(1172, 769);
+
+bool isOfWords(const QString &text)
+{
+    static const QRegularExpression number(u"^[-\\d., ]*(°|Hz|)$"_s);
+    return !number.match(text).hasMatch() && !kSameInBoth.contains(text);
+}
+
+} // namespace
+
+class TestEveryWindow : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+    void nothingIsClippedOrCovered_data();
+    void nothingIsClippedOrCovered();
+    void nothingIsClippedInASmallWindow_data() { nothingIsClippedOrCovered_data(); }
+    void nothingIsClippedInASmallWindow();
+    void screenReadersHaveNames_data() { windows(); }
+    void screenReadersHaveNames();
+    void theKeyboardReachesEverything_data() { windows(); }
+    void theKeyboardReachesEverything();
+    void switchingIsLikeOpeningAnew_data() { dialogs(); }
+    void switchingIsLikeOpeningAnew();
+    void noEnglishIsLeftInTheMainWindow();
+    void paintedTextsFollow_data();
+    void paintedTextsFollow();
+    void allDialogsAtOnce();
+
+private:
+    // Owned unless it is the main window, which lives as long as the program.
+    struct Opened
+    {
+        std::unique_ptr<QDialog> dialog;
+        QWidget *window;
+    };
+
+    static void windows()
+    {
+        QTest::addColumn<QString>("window");
+        QTest::newRow("main") << u"main"_s;
+        addDialogs();
+    }
+    static void dialogs()
+    {
+        QTest::addColumn<QString>("window");
+        addDialogs();
+    }
+    static void addDialogs()
+    {
+        for (const char *name : {"about", "help", "settings", "device info", "calibration"})
+            QTest::newRow(name) << QString::fromLatin1(name);
+    }
+    static void dialogsAndLanguages()
+    {
+        QTest::addColumn<QString>("window");
+        QTest::addColumn<QString>("code");
+        for (const char *name : {"about", "help", "settings", "device info", "calibration"}) {
+            for (const char *code : {"en", "tr"})
+                QTest::addRow("%s, %s", name, code)
+                    << QString::fromLatin1(name) << QString::fromLatin1(code);
+        }
+    }
+
+    QDialog *create(const QString &name);
+    Opened open(const QString &name);
+    void choose(const QString &code);
+    void showWideValues();
+
+    std::unique_ptr<sim::RunningDevice> m_device;
+    MainWindow *m_window = nullptr;
+    QList<int> m_paneWidths;
+    imu *m_driver = nullptr;
+};
+
+void TestEveryWindow::initTestCase()
+{
+    sim::DeviceOptions options;
+    options.settings.baud = 921600;
+    options.settings.outputs = 0x1FF;
+    m_device = std::make_unique<sim::RunningDevice>(options);
+    m_window = new MainWindow;
+    m_window->show();
+    QVERIFY(QTest::qWaitForWindowExposed(m_window));
+    m_paneWidths = m_window->findChild<QSplitter *>()->sizes();
+    m_driver = m_window->findChild<imu *>();
+    m_driver->connect(m_device->path(), 921600, 8, 0, 1);
+    QTRY_VERIFY(m_window->findChild<QLabel *>(u"label_quat"_s)->text() != u"None"_s);
+    // From here on, what the window shows is up to the tests.
+    m_driver->setOutputs(0);
+}
+
+void TestEveryWindow::cleanup()
+{
+    m_window->resize(kInitialSize);
+    m_window->findChild<QSplitter *>()->setSizes(m_paneWidths);
+    choose(u"en"_s);
+}
+
+// As a user does, in the menu. The windows are told by posted events.
+void TestEveryWindow::choose(const QString &code)
+{
+    const auto entries = m_window->findChild<QMenu *>(u"menuLanguage"_s)->actions();
+    for (QAction *const entry : entries) {
+        if (entry->data() == code)
+            entry->trigger();
+    }
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LanguageChange);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
+}
+
+QDialog *TestEveryWindow::create(const QString &name)
+{
+    if (name == "about"_L1)
+        return new AboutDialog(m_window);
+    if (name == "help"_L1)
+        return new HelpDialog(m_window);
+    if (name == "settings"_L1)
+        return new SettingsDialog(m_driver, m_window);
+    if (name == "device info"_L1)
+        return new DeviceInfoDialog(m_driver, m_window);
+    // With results: an octahedron fits a sphere well.
+    auto *dialog = new MagnetoCalibrationDialog(m_driver, m_window, 0x1FF);
+    float mean = 0;
+    float deviation = 0;
+    dialog->computeQualityMetrics({{1, 0, 0}, {-1, 0, 0}, {0, 1.3F, 0}, {0, 0, -1.2F}},
+                                  Eigen::Vector3f::Zero(), Eigen::Matrix3f::Identity(), mean,
+                                  deviation);
+    return dialog;
+}
+
+TestEveryWindow::Opened TestEveryWindow::open(const QString &name)
+{
+    if (name == "main"_L1)
+        return {nullptr, m_window};
+    Opened opened{std::unique_ptr<QDialog>(create(name)), nullptr};
+    opened.window = opened.dialog.get();
+    opened.window->show();
+    if (!QTest::qWaitForWindowExposed(opened.window))
+        qFatal("%s does not open", qPrintable(name));
+    return opened;
+}
+
+void TestEveryWindow::showWideValues()
+{
+    emit m_window->DataQuaternionWrite(kWideQuaternion);
+    for (const auto signal :
+         {&MainWindow::DataEulerWrite, &MainWindow::DataCovarianceWrite,
+          &MainWindow::DataMagneticFieldWrite, &MainWindow::DataAccelerationWrite,
+          &MainWindow::DataAngularRateWrite})
+        emit(m_window->*signal)(kWideTriple);
+    emit m_window->DataPressureWrite(u"1013.25"_s);
+    QCoreApplication::processEvents();
+}
+
+void TestEveryWindow::nothingIsClippedOrCovered_data()
+{
+    dialogsAndLanguages();
+    QTest::newRow("main, en") << u"main"_s << u"en"_s;
+    QTest::newRow("main, tr") << u"main"_s << u"tr"_s;
+}
+
+void TestEveryWindow::nothingIsClippedOrCovered()
+{
+    QFETCH(QString, window);
+    QFETCH(QString, code);
+    choose(code);
+    const Opened opened = open(window);
+    if (window == "main"_L1)
+        showWideValues();
+    for (const auto *value : opened.window->findChildren<ValueLabel *>())
+        QCOMPARE(value->shownText(), value->text());
+    QVERIFY(visibleWidgets(*opened.window).size() > 5);
+    QCOMPARE(clippedWidgets(*opened.window), QStringList());
+    QCOMPARE(overlappingWidgets(*opened.window), QStringList());
+}
+
+// As small as the window lets itself be made, and its panel of values.
+void TestEveryWindow::nothingIsClippedInASmallWindow()
+{
+    QFETCH(QString, window);
+    QFETCH(QString, code);
+    choose(code);
+    const Opened opened = open(window);
+    opened.window->resize(1, 1);
+    QCoreApplication::processEvents();
+    if (window == "main"_L1) {
+        m_window->findChild<QSplitter *>()->setSizes({1, 1000});
+        showWideValues();
+        const QString shown = m_window->findChild<ValueLabel *>(u"label_quat"_s)->shownText();
+        QVERIFY2(shown.endsWith(u'…') && shown.size() > 1, qPrintable(shown));
+    }
+    QCOMPARE(clippedWidgets(*opened.window), QStringList());
+    QCOMPARE(overlappingWidgets(*opened.window), QStringList());
+}
+
+void TestEveryWindow::screenReadersHaveNames()
+{
+    QFETCH(QString, window);
+    const Opened opened = open(window);
+    const auto english = spokenNames(*opened.window);
+    choose(u"tr"_s);
+    const auto turkish = spokenNames(*opened.window);
+    QCOMPARE(turkish.keys(), english.keys());
+    for (auto entry = english.cbegin(); entry != english.cend(); ++entry) {
+        QVERIFY2(!entry.value().isEmpty(), qPrintable(entry.key()));
+        QVERIFY2(!turkish[entry.key()].isEmpty(), qPrintable(entry.key()));
+        QVERIFY2(turkish[entry.key()] != entry.value(), qPrintable(entry.key()));
+    }
+}
+
+void TestEveryWindow::theKeyboardReachesEverything()
+{
+    QFETCH(QString, window);
+    const Opened opened = open(window);
+    QVERIFY(!controls(*opened.window).isEmpty());
+    QCOMPARE(reachableByTab(*opened.window), controls(*opened.window));
+    if (window == "main"_L1)
+        return;
+    QTest::keyClick(opened.window->focusWidget(), Qt::Key_Escape);
+    QVERIFY(!opened.window->isVisible());
+}
+
+void TestEveryWindow::switchingIsLikeOpeningAnew()
+{
+    QFETCH(QString, window);
+    const Opened opened = open(window);
+    const auto english = textsOf(*opened.window);
+    choose(u"tr"_s);
+    const auto switched = textsOf(*opened.window);
+    QCOMPARE(switched, textsOf(*open(window).window));
+    for (auto entry = english.cbegin(); entry != english.cend(); ++entry) {
+        if (isOfWords(entry.value()))
+            QVERIFY2(switched[entry.key()] != entry.value(), qPrintable(entry.value()));
+    }
+    choose(u"en"_s);
+    QCOMPARE(textsOf(*opened.window), english);
+}
+
+void TestEveryWindow::noEnglishIsLeftInTheMainWindow()
+{
+    const auto english = textsOf(*m_window);
+    QVERIFY(english.size() > 50);
+    choose(u"tr"_s);
+    const auto turkish = textsOf(*m_window);
+    for (auto entry = english.cbegin(); entry != english.cend(); ++entry) {
+        if (isOfWords(entry.value()))
+            QVERIFY2(turkish[entry.key()] != entry.value(), qPrintable(entry.value()));
+    }
+    QCOMPARE(turkish[u"label_quat"_s], u"Yok"_s);
+    choose(u"en"_s);
+    // The worker writes to these two at its own time.
+    auto back = textsOf(*m_window);
+    for (const auto &name : {u"label_status"_s, u"label_datarate"_s})
+        back[name] = english[name];
+    for (auto entry = back.cbegin(); entry != back.cend(); ++entry) {
+        if (isOfWords(english[entry.key()]))
+            QCOMPARE(entry.value(), english[entry.key()]);
+    }
+}
+
+void TestEveryWindow::paintedTextsFollow_data()
+{
+    QTest::addColumn<QString>("window");
+    QTest::newRow("readout of the pose") << u"main"_s;
+    QTest::newRow("legend of the scatter view") << u"calibration"_s;
+}
+
+// On the screen, and without any new data.
+void TestEveryWindow::paintedTextsFollow()
+{
+    QFETCH(QString, window);
+    const Opened opened = open(window);
+    const auto *view = opened.window->findChild<QOpenGLWidget *>();
+    const auto picture = [&] {
+        const QPoint corner = view->mapToGlobal(QPoint());
+        return view->screen()
+            ->grabWindow(0, corner.x(), corner.y(), view->width(), view->height())
+            .toImage();
+    };
+    opened.window->raise();
+    QTest::qWait(300);
+    const QImage english = picture();
+    choose(u"tr"_s);
+    QTRY_VERIFY(picture() != english);
+    choose(u"en"_s);
+    QTRY_COMPARE(picture(), english);
+}
+
+void TestEveryWindow::allDialogsAtOnce()
+{
+    std::vector<Opened> opened;
+    for (const auto &name :
+         {u"about"_s, u"help"_s, u"settings"_s, u"device info"_s, u"calibration"_s})
+        opened.push_back(open(name));
+    choose(u"tr"_s);
+    const QStringList titles{u"Hakkında"_s, u"Yardım"_s, u"Ayarlar"_s, u"Cihaz Bilgileri"_s,
+                             u"Manyetometre Kalibrasyonu"_s};
+    for (qsizetype i = 0; i < titles.size(); ++i)
+        QCOMPARE(opened[static_cast<std::size_t>(i)].window->windowTitle(), titles[i]);
+    choose(u"en"_s);
+    QCOMPARE(opened.front().window->windowTitle(), u"About"_s);
+}
+
+VORNIX_TEST_MAIN(TestEveryWindow, Application)
+#include "test_every_window.moc"
