@@ -77,7 +77,7 @@ std::string findOnPath(const std::string &command)
     const char *path = std::getenv("PATH");
     std::istringstream directories(path ? path : "");
     for (std::string directory; std::getline(directories, directory, ':');) {
-        const std::string candidate = directory + "/" + command;
+        std::string candidate = directory + "/" + command;
         if (::access(candidate.c_str(), X_OK) == 0)
             return candidate;
     }
@@ -150,6 +150,7 @@ pid_t launch(const std::vector<std::string> &command)
 
     const auto pointers = [](const std::vector<std::string> &strings) {
         std::vector<char *> result;
+        result.reserve(strings.size() + 1);
         for (const std::string &string : strings)
             result.push_back(const_cast<char *>(string.c_str()));
         result.push_back(nullptr);

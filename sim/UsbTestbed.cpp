@@ -80,7 +80,7 @@ UsbTestbed::~UsbTestbed()
 std::string UsbTestbed::root() const
 {
     gchar *root = umockdev_testbed_get_root_dir(m_testbed);
-    const std::string result = root;
+    std::string result = root;
     g_free(root);
     return result;
 }

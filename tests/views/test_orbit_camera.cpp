@@ -37,7 +37,8 @@ private slots:
         OrbitCamera camera;
         camera.setViewport(300, 200);
         QCOMPARE(camera.aspect(), 1.5F);
-        const float *m = camera.projection().constData(); // column by column
+        const QMatrix4x4 projection = camera.projection();
+        const float *m = projection.constData(); // column by column
         const float expected[16] = {2.7474775F / 1.5F, 0,  0, 0, 0,          2.7474775F, 0, 0, 0, 0,
                                     -1.0002F,          -1, 0, 0, -0.020002F, 0};
         for (int i = 0; i < 16; ++i)
