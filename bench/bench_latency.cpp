@@ -224,10 +224,10 @@ int main(int argc, char **argv)
     driver->connect(line.path(), 921600, 8, 0, 1);
     const pid_t worker = threadNamed("vornix-data");
 
-    std::vector<Variant> variants{{"window, worker SCHED_IDLE (as built)", SCHED_IDLE, 0, {}, {}},
+    std::vector<Variant> variants{{"window, worker nice 10 (as built)", SCHED_OTHER, 10, {}, {}},
                                   {"window, worker nice 19", SCHED_OTHER, 19, {}, {}},
-                                  {"window, worker SCHED_BATCH", SCHED_BATCH, 0, {}, {}},
-                                  {"window, worker SCHED_OTHER", SCHED_OTHER, 0, {}, {}}};
+                                  {"window, worker SCHED_IDLE", SCHED_IDLE, 0, {}, {}},
+                                  {"window, worker nice 0", SCHED_OTHER, 0, {}, {}}};
     for (int round = 0; round < rounds; ++round) {
         for (Variant &variant : variants) {
             if (!schedule(worker, variant)) {

@@ -241,11 +241,11 @@ QString MainWindow::connectedText(const QString &path, int baud) const
 
 // --- Data panel: worker thread -----------------------------------------------------------------
 
-// Polling without pause takes each sample within microseconds; as an idle thread the loop costs
-// only time that nobody else wants.
+// Polling without pause takes each sample within microseconds. It is the thread that matters least
+// at any moment, so it lets the reader and the window go first.
 void MainWindow::updateImuData()
 {
-    becomeIdleThread("vornix-data");
+    becomeBackgroundThread("vornix-data");
     for (;;) {
         forwardQuaternion();
         forward(&imu::getEuler, &MainWindow::DataEulerWrite);

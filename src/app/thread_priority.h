@@ -1,6 +1,7 @@
 #pragma once
 
-// Moves the calling thread behind every other: it gets a processor when nobody else wants one, and
-// gives it back at once. Names it too, for debuggers and process viewers. A refusal by the system
-// is ignored: the thread then competes like any other.
-void becomeIdleThread(const char *name);
+// Lets the other threads of the program go first: the calling thread, nice 10, gets about a tenth
+// of a processor that somebody else wants, too, and all of one that nobody wants. Names it as well,
+// for debuggers and process viewers. A refusal by the system is ignored: the thread then competes
+// like any other.
+void becomeBackgroundThread(const char *name);

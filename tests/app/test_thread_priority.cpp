@@ -4,6 +4,7 @@
 
 #include <pthread.h>
 #include <sched.h>
+#include <sys/resource.h>
 
 #include <QTest>
 
@@ -12,18 +13,21 @@ class TestThreadPriority : public QObject
     Q_OBJECT
 
 private slots:
-    void onlyTheCallingThreadBecomesIdle()
+    void onlyTheCallingThreadStepsBack()
     {
+        int nice = -1;
         int policy = -1;
         char name[16] = "";
         std::thread([&] {
-            becomeIdleThread("vornix-data");
+            becomeBackgroundThread("vornix-data");
+            nice = getpriority(PRIO_PROCESS, 0);
             policy = sched_getscheduler(0);
             pthread_getname_np(pthread_self(), name, sizeof name);
         }).join();
-        QCOMPARE(policy, SCHED_IDLE);
+        QCOMPARE(nice, 10);
+        QCOMPARE(policy, SCHED_OTHER);
         QCOMPARE(name, "vornix-data");
-        QCOMPARE(sched_getscheduler(0), SCHED_OTHER);
+        QCOMPARE(getpriority(PRIO_PROCESS, 0), 0);
     }
 };
 
