@@ -35,6 +35,8 @@ private slots:
         m_window = new CountingWidget;
         auto *layout = new QVBoxLayout(m_window);
         m_label = new QLabel(u"0"_s);
+        m_label->setFixedWidth(
+            100); // a wider text must not resize the window, which paints at once
         layout->addWidget(m_label);
         new FramePacer(m_window);
         m_window->show();
