@@ -19,8 +19,9 @@ constexpr Time kBreak = 20ms;
 template <typename T>
 void append(std::vector<unsigned char> &payload, const T &value)
 {
-    const auto *bytes = reinterpret_cast<const unsigned char *>(&value);
-    payload.insert(payload.end(), bytes, bytes + sizeof value);
+    const std::size_t end = payload.size();
+    payload.resize(end + sizeof value);
+    writeField(payload.data() + end, value);
 }
 
 template <typename T, std::size_t N>

@@ -446,13 +446,12 @@ void TestMagnetoCalibrationDialog::appliesTheIdentityAtFirst()
 {
     click(u"push_apply_calib"_s);
     // The bias is negated, so it is minus zero: 0x80000000. One is 0x3F800000.
-    Packet expected{'S', 'C', 56, 0, 13, 15};
-    for (int i = 0; i < 3; ++i)
-        expected.insert(expected.end(), {0, 0, 0, 0x80});
-    for (int i = 0; i < 9; ++i)
-        expected.insert(expected.end(), {0, 0, Packet::value_type(i % 4 == 0 ? 0x80 : 0),
-                                         Packet::value_type(i % 4 == 0 ? 0x3F : 0)});
-    expected.insert(expected.end(), {0xD9, 0x03});
+    const Packet expected{'S',  'C', 56,   0,    13, 15,                               //
+                          0,    0,   0,    0x80, 0,  0,  0,    0x80, 0, 0, 0,    0x80, //
+                          0,    0,   0x80, 0x3F, 0,  0,  0,    0,    0, 0, 0,    0,    //
+                          0,    0,   0,    0,    0,  0,  0x80, 0x3F, 0, 0, 0,    0,    //
+                          0,    0,   0,    0,    0,  0,  0,    0,    0, 0, 0x80, 0x3F, //
+                          0xD9, 0x03};
     // The driver repeats itself until it has heard the echo.
     const auto sent = m_device->receivedCommands();
     QVERIFY(!sent.empty());
