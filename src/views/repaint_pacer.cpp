@@ -28,11 +28,13 @@ RepaintPacer::~RepaintPacer()
 
 // The scene collects what its items ask for and passes it on to the view in a queued call to
 // itself: that call is the place to drop it. The items' own bookkeeping goes through.
+// The type is looked at first: a view that is being destroyed still sends events, but none of
+// these, and must not be touched any more.
 bool RepaintPacer::eventFilter(QObject *watched, QEvent *event)
 {
-    if (m_view && watched == m_view->viewport() && event->type() == QEvent::Paint)
+    if (event->type() == QEvent::Paint && m_view && watched == m_view->viewport())
         m_sincePaint.start();
-    if (m_view && watched == m_scene && event->type() == QEvent::MetaCall && isHolding()) {
+    if (event->type() == QEvent::MetaCall && isHolding() && m_view && watched == m_scene) {
         const Silence silence(m_view->viewport());
         return watched->event(event);
     }

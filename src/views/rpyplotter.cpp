@@ -111,19 +111,36 @@ void RpyPlotter::clear()
     rebuildPaths();
 }
 
+// Only events of a living view are of interest, and only on those is it looked at: one that is
+// being destroyed sends others.
 bool RpyPlotter::eventFilter(QObject *watched, QEvent *event)
 {
-    if (m_view && watched == m_view) {
-        if (event->type() == QEvent::Resize || event->type() == QEvent::Show)
+    switch (event->type()) {
+    case QEvent::Resize:
+    case QEvent::Show:
+        if (isView(watched))
             layoutLegend();
-        else if (event->type() == QEvent::LanguageChange)
+        else if (isViewport(watched))
+            fitView(); // without samples nothing else would fit the plot into the new size
+        break;
+    case QEvent::LanguageChange:
+        if (isView(watched))
             retranslateLegend();
-    } else if (m_view && watched == m_view->viewport() && event->type() == QEvent::Resize) {
-        // The view has its size by now. Without samples nothing else would fit the plot into it.
-        fitView();
-        layoutLegend();
+        break;
+    default:
+        break;
     }
     return QObject::eventFilter(watched, event);
+}
+
+bool RpyPlotter::isView(const QObject *object) const
+{
+    return m_view && object == m_view;
+}
+
+bool RpyPlotter::isViewport(const QObject *object) const
+{
+    return m_view && object == m_view->viewport();
 }
 
 void RpyPlotter::addQuaternion(float w, float x, float y, float z)

@@ -55,6 +55,8 @@ public slots:
     void addRPY(float roll_deg, float pitch_deg, float yaw_deg);
 
 private:
+    bool isView(const QObject *object) const;
+    bool isViewport(const QObject *object) const;
     void ensureScene();
     void ensureLegend();
     void addLegendEntry(std::size_t series, const QString &label, const QColor &color, qreal y);
