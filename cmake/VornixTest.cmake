@@ -22,7 +22,7 @@ set(VORNIX_TEST_ENVIRONMENT
     "ASAN_OPTIONS=detect_stack_use_after_return=1"
     "UBSAN_OPTIONS=print_stacktrace=1"
     "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
-    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1")
+    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1:ignore_noninstrumented_modules=1:halt_on_error=1")
 
 function(vornix_test name)
     cmake_parse_arguments(arg "MOCKDEV;GL" "LABEL;TIMEOUT" "FILE;LINK" ${ARGN})

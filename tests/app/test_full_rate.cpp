@@ -76,6 +76,15 @@ class TestFullRate : public QObject
         return m_decoded.size();
     }
 
+    // Where the machine starved the reader until the port's queue was full, the packet that was cut
+    // off takes one that follows it along.
+    bool isAllDecoded()
+    {
+        const sim::LineCounters line = m_device.counters();
+        const std::uint64_t decoded = decodedCount();
+        return decoded <= line.sent && decoded + line.overrun >= line.sent;
+    }
+
     // Turns the pose as a user would, all the while.
     void watch(int milliseconds)
     {
@@ -118,7 +127,7 @@ private slots:
         const QString rate = m_window->findChild<QLabel *>(u"label_datarate"_s)->text();
 
         m_device.change([](sim::Device &device) { device.faults().silent = true; });
-        QTRY_COMPARE_WITH_TIMEOUT(decodedCount(), m_device.counters().sent, 10'000);
+        QTRY_VERIFY_WITH_TIMEOUT(isAllDecoded(), 10'000);
         m_driver->disconnect(); // a last packet may have been on its way: now nothing more comes
         QTRY_COMPARE_WITH_TIMEOUT(m_delivered, decodedCount(), 10'000);
 

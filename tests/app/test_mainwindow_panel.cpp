@@ -1,10 +1,11 @@
 #include "app/mainwindow.h"
 
-#include <atomic>
+#include <algorithm>
 #include <limits>
+#include <mutex>
+#include <utility>
 
 #include <QLabel>
-#include <QSignalSpy>
 
 #include "app/application.h"
 #include "driver/ImuDriver.h"
@@ -109,21 +110,29 @@ private slots:
     // The rate is the number of quaternions taken since the rate before it, and of nothing else.
     void theRateCountsQuaternions()
     {
-        std::atomic<int> taken{0};
+        std::mutex mutex;
+        std::unique_lock lock(mutex);
+        int taken = 0; // guarded by the mutex, like the lists
         QList<int> counted;
         QStringList announced;
         QObject context;
         // On the worker's thread, between its samples.
         connect(
-            m_window, &MainWindow::DataQuaternionWrite, &context, [&] { ++taken; },
+            m_window, &MainWindow::DataQuaternionWrite, &context,
+            [&] {
+                const std::lock_guard guard(mutex);
+                ++taken;
+            },
             Qt::DirectConnection);
         connect(
             m_window, &MainWindow::dataRateWrite, &context,
             [&](const QString &rate) {
-                counted.append(taken.exchange(0));
+                const std::lock_guard guard(mutex);
+                counted.append(std::exchange(taken, 0));
                 announced.append(rate);
             },
             Qt::DirectConnection);
+        lock.unlock();
         for (int sent = 0; sent < 300; ++sent) {
             QVERIFY(m_port.write(quaternionPacket(0, 0, 0, 1)));
             QVERIFY(m_port.write(packet('D', code(0) + floats({1, 2, 3}))));
@@ -133,6 +142,7 @@ private slots:
         context.disconnect();
         disconnect(m_window, nullptr, &context, nullptr);
 
+        lock.lock();
         QVERIFY(counted.size() >= 3);
         // The first window began before the counting did.
         for (qsizetype i = 1; i < counted.size(); ++i)
@@ -143,12 +153,15 @@ private slots:
     void otherBlocksDoNotCount()
     {
         QTRY_COMPARE(text(u"label_datarate"_s), u"Receiving 0 Hz"_s);
-        QSignalSpy rates(m_window, &MainWindow::dataRateWrite);
-        for (int value = 0; rates.count() < 2; ++value) {
+        QStringList rates; // queued to this thread
+        QObject context;
+        connect(m_window, &MainWindow::dataRateWrite, &context,
+                [&](const QString &rate) { rates.append(rate); });
+        for (int value = 0; rates.size() < 2; ++value) {
             QVERIFY(m_port.write(packet('D', code(5) + floats({static_cast<float>(value), 0, 0}))));
             QTest::qWait(10);
         }
-        QCOMPARE(rates.at(1).at(0).toString(), u"Receiving 0 Hz"_s);
+        QCOMPARE(rates.at(1), u"Receiving 0 Hz"_s);
         QVERIFY(text(u"label_euler"_s) != u"None"_s);
     }
 
@@ -158,8 +171,10 @@ private slots:
         QTRY_COMPARE(text(u"label_quat"_s), u"0, 1, 0, 0"_s);
         const QStringList before = values();
         m_window->findChild<QAction *>(u"actionDisconnect_4"_s)->trigger();
-        QSignalSpy rates(m_window, &MainWindow::dataRateWrite);
-        QTRY_VERIFY(rates.count() >= 2);
+        int rates = 0; // counted on this thread
+        QObject context;
+        connect(m_window, &MainWindow::dataRateWrite, &context, [&] { ++rates; });
+        QTRY_VERIFY(rates >= 2);
         QCOMPARE(values(), before);
         QCOMPARE(text(u"label_status"_s), u"Not connected"_s);
     }
