@@ -422,7 +422,7 @@ void spinThere(int)
 void TestLink::spinFromTheLoopThreadThrows()
 {
 #ifdef __SANITIZE_THREAD__
-    QSKIP("reports the exception as unsafe inside a signal handler, which it is");
+    QSKIP("the test throws inside a signal handler, which ThreadSanitizer rightly calls unsafe");
 #endif
     const auto before = threadIds();
     const auto driver = boost::make_shared<imu>(nullptr);
