@@ -11,6 +11,8 @@ Application::Application(int &argc, char **argv)
     : QApplication(argc, argv)
 {
     setWindowIcon(QIcon(u":/icons/vornix.png"_s));
+    // By this name docks find the menu entry, and with it name and icon.
+    setDesktopFileName(QStringLiteral(VORNIX_APP_ID));
 }
 
 bool Application::notify(QObject *receiver, QEvent *event)

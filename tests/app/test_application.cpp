@@ -27,6 +27,11 @@ private slots:
         QCOMPARE(QGuiApplication::windowIcon().availableSizes(), QList<QSize>{QSize(256, 256)});
     }
 
+    void itNamesItsMenuEntry()
+    {
+        QCOMPARE(QGuiApplication::desktopFileName(), QStringLiteral(VORNIX_APP_ID));
+    }
+
     void theLoopSurvivesAnException()
     {
         QTest::ignoreMessage(QtWarningMsg, "Unhandled error: broken");

@@ -1,3 +1,4 @@
+#include <QFile>
 #include <QGuiApplication>
 #include <QProcess>
 #include <QTest>
@@ -41,6 +42,16 @@ private slots:
         QVERIFY2(!said.contains("terminate"), said);
         QVERIFY2(!said.contains("Sanitizer"), said);
         QVERIFY2(!said.contains("runtime error"), said);
+    }
+
+    // Where windows name no menu entry (X11), a dock compares their class with what the entry says.
+    void itsMenuEntryKnowsItsWindow()
+    {
+        QByteArray seen;
+        QTRY_VERIFY_WITH_TIMEOUT(!(seen = windowClass(m_program.processId())).isEmpty(), 20'000);
+        QFile entry(QStringLiteral(VORNIX_DESKTOP_ENTRY));
+        QVERIFY2(entry.open(QIODevice::ReadOnly), qPrintable(entry.errorString()));
+        QVERIFY(entry.readAll().split('\n').contains("StartupWMClass=" + seen));
     }
 };
 

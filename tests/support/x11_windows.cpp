@@ -59,29 +59,58 @@ void sendDelete(xcb_connection_t *x, xcb_window_t window)
 }
 
 // Top-level windows are the root's children, or deeper where a window manager frames them.
-bool closeUnder(xcb_connection_t *x, xcb_window_t window, qint64 processId)
+void collectShown(xcb_connection_t *x, xcb_window_t window, qint64 processId,
+                  std::vector<xcb_window_t> &shown)
 {
     if (processOf(x, window) == processId && isShown(x, window)) {
-        sendDelete(x, window);
-        return true;
+        shown.push_back(window);
+        return;
     }
     const auto tree = owned(xcb_query_tree_reply(x, xcb_query_tree(x, window), nullptr));
-    bool found = false;
     for (int i = 0; tree && i < xcb_query_tree_children_length(tree.get()); ++i)
-        found |= closeUnder(x, xcb_query_tree_children(tree.get())[i], processId);
-    return found;
+        collectShown(x, xcb_query_tree_children(tree.get())[i], processId, shown);
+}
+
+std::vector<xcb_window_t> shownWindows(xcb_connection_t *x, qint64 processId)
+{
+    std::vector<xcb_window_t> shown;
+    collectShown(x, xcb_setup_roots_iterator(xcb_get_setup(x)).data->root, processId, shown);
+    return shown;
+}
+
+xcb_connection_t *connection()
+{
+    auto *native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    return native ? native->connection() : nullptr;
 }
 
 } // namespace
 
 bool askToClose(qint64 processId)
 {
-    auto *native = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!native)
+    xcb_connection_t *x = connection();
+    if (!x)
         return false;
-    xcb_connection_t *x = native->connection();
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(x)).data->root;
-    const bool found = closeUnder(x, root, processId);
+    const std::vector<xcb_window_t> windows = shownWindows(x, processId);
+    for (const xcb_window_t window : windows)
+        sendDelete(x, window);
     xcb_flush(x);
-    return found;
+    return !windows.empty();
+}
+
+QByteArray windowClass(qint64 processId)
+{
+    xcb_connection_t *x = connection();
+    const auto windows = x ? shownWindows(x, processId) : std::vector<xcb_window_t>();
+    if (windows.empty())
+        return {};
+    const auto cookie =
+        xcb_get_property(x, 0, windows.front(), XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 0, 64);
+    const auto reply = owned(xcb_get_property_reply(x, cookie, nullptr));
+    if (!reply)
+        return {};
+    // Two strings, each closed by a zero: the instance, then the class.
+    const QByteArray both(static_cast<const char *>(xcb_get_property_value(reply.get())),
+                          xcb_get_property_value_length(reply.get()));
+    return both.split('\0').value(1);
 }
