@@ -28,6 +28,13 @@ elseif(VORNIX_SANITIZE STREQUAL "thread")
 elseif(VORNIX_SANITIZE)
     message(FATAL_ERROR "VORNIX_SANITIZE is \"${VORNIX_SANITIZE}\": use address, thread or nothing")
 endif()
+if(VORNIX_FUZZ)
+    # Every finding ends the run, and so does a container of the standard library that is misused.
+    target_compile_options(vornix_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined
+        -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_compile_definitions(vornix_flags INTERFACE _GLIBCXX_ASSERTIONS)
+    target_link_options(vornix_flags INTERFACE -fsanitize=address,undefined)
+endif()
 
 # vornix_library(NAME SOURCES file... LINK target...): the one static library of a folder.
 function(vornix_library name)

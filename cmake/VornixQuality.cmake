@@ -1,7 +1,7 @@
 # Targets for people: format, check-format, tidy. No build depends on them.
 
 file(GLOB_RECURSE VORNIX_OWN_SOURCES CONFIGURE_DEPENDS
-    src/*.h src/*.cpp sim/*.h sim/*.cpp tests/*.h tests/*.cpp bench/*.h bench/*.cpp)
+    src/*.h src/*.cpp sim/*.h sim/*.cpp tests/*.h tests/*.cpp bench/*.h bench/*.cpp fuzz/*.h fuzz/*.cpp)
 
 find_program(CLANG_FORMAT clang-format)
 if(CLANG_FORMAT)
