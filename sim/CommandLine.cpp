@@ -15,6 +15,9 @@ namespace {
 
 using std::chrono::milliseconds;
 
+constexpr double kSlowestReplay = 0.01;
+constexpr double kFastestReplay = 1000;
+
 // --- Values ------------------------------------------------------------------------------------
 
 template <typename T>
@@ -50,6 +53,17 @@ bool readSeconds(std::string_view text, std::optional<milliseconds> &value)
         return false;
     value = milliseconds(static_cast<milliseconds::rep>(count * 1000.0));
     return true;
+}
+
+// A factor, or "max" for none.
+bool readSpeed(const std::string &text, std::optional<double> &value)
+{
+    if (text == "max") {
+        value.reset();
+        return true;
+    }
+    value = 0.0;
+    return readNumber(text, *value) && *value >= kSlowestReplay && *value <= kFastestReplay;
 }
 
 // "CODE:VALUE"; `fallback` if there is no value.
@@ -131,12 +145,16 @@ bool isPortName(const std::string &name)
 
 // --- Options -----------------------------------------------------------------------------------
 
+// What an option is about.
+enum class Topic { Unit, Line, Recording, Fault };
+
 struct Option
 {
     std::string_view name;
     std::string_view value; // what to call it in the help; empty for a switch
     std::string_view help;
     std::function<bool(Configuration &, const std::string &)> apply; // false: a bad value
+    Topic topic{};
 };
 
 bool addCode(std::set<unsigned char> &codes, const std::string &text)
@@ -197,6 +215,24 @@ std::vector<Option> lineOptions()
              c.ports.push_back(v);
              return fresh && isPortName(v);
          }},
+    };
+}
+
+std::vector<Option> recordingOptions()
+{
+    return {
+        {"--record", "FILE", "write down what passes the line once a host listens",
+         [](Configuration &c, const std::string &v) {
+             c.recordTo = v;
+             return !v.empty();
+         }},
+        {"--replay", "FILE", "be the recorded unit, from when a host listens",
+         [](Configuration &c, const std::string &v) {
+             c.replayFrom = v;
+             return !v.empty();
+         }},
+        {"--speed", "N", "so many times as fast; max: as fast as the host reads [1]",
+         [](Configuration &c, const std::string &v) { return readSpeed(v, c.replaySpeed); }},
     };
 }
 
@@ -274,6 +310,34 @@ void appendHelp(std::string &text, std::string_view title, const std::vector<Opt
     }
 }
 
+std::vector<Option> allOptions()
+{
+    std::vector<Option> all;
+    const auto add = [&all](Topic topic, std::vector<Option> options) {
+        for (Option &option : options) {
+            option.topic = topic;
+            all.push_back(std::move(option));
+        }
+    };
+    add(Topic::Unit, unitOptions());
+    add(Topic::Line, lineOptions());
+    add(Topic::Recording, recordingOptions());
+    add(Topic::Fault, faultOptions());
+    return all;
+}
+
+// What a recording says about the unit, and what does not go with a replay.
+void remember(const Option &option, const std::string &value, Configuration &configuration)
+{
+    if (option.topic == Topic::Unit)
+        configuration.unitOptions.emplace_back(option.name);
+    if (option.topic == Topic::Fault) {
+        configuration.faultOptions.emplace_back(option.name);
+        if (!value.empty())
+            configuration.faultOptions.push_back(value);
+    }
+}
+
 CommandLine refuse(std::string problem)
 {
     CommandLine line;
@@ -289,6 +353,23 @@ CommandLine only(CommandLine::Action action)
     return line;
 }
 
+// A recorded unit is what it was.
+std::string problemWithRecordings(const Configuration &configuration)
+{
+    const bool replays = !configuration.replayFrom.empty();
+    if (!replays && configuration.replaySpeed != 1.0)
+        return "--speed needs --replay";
+    if (replays && !configuration.recordTo.empty())
+        return "--record and --replay exclude each other";
+    for (const auto *options : {&configuration.unitOptions, &configuration.faultOptions}) {
+        if (replays && !options->empty())
+            return options->front() + " is for a unit that is not replayed";
+    }
+    if (!configuration.recordTo.empty() && configuration.ports.size() > 1)
+        return "--record is for a single unit";
+    return {};
+}
+
 // What no single option can tell.
 CommandLine checked(Configuration configuration)
 {
@@ -299,6 +380,8 @@ CommandLine checked(Configuration configuration)
         return refuse("--link is for serving without COMMAND");
     if (configuration.returnAfter && !configuration.unplugAfter)
         return refuse("--return-after needs --unplug-after");
+    if (const std::string problem = problemWithRecordings(configuration); !problem.empty())
+        return refuse(problem);
     if (launches && configuration.ports.empty())
         configuration.ports.emplace_back("ttyUSB0");
     CommandLine line;
@@ -324,9 +407,7 @@ std::optional<unsigned char> blockCode(const std::string &text)
 
 CommandLine parseCommandLine(std::span<const std::string> arguments)
 {
-    std::vector<Option> options = unitOptions();
-    for (const auto &more : {lineOptions(), faultOptions()})
-        options.insert(options.end(), more.begin(), more.end());
+    const std::vector<Option> options = allOptions();
 
     Configuration configuration;
     for (std::size_t i = 0; i < arguments.size(); ++i) {
@@ -352,8 +433,28 @@ CommandLine parseCommandLine(std::span<const std::string> arguments)
         }
         if (!option->apply(configuration, value))
             return refuse("bad value for " + argument + ": " + value);
+        remember(*option, value, configuration);
     }
     return checked(std::move(configuration));
+}
+
+RecordingHeader recordingHeader(const Configuration &configuration)
+{
+    const DeviceOptions &options = configuration.device;
+    const auto motion = std::find_if(kMotions.begin(), kMotions.end(), [&](const auto &choice) {
+        return choice.second == options.motion;
+    });
+    std::string faults;
+    for (const std::string &part : configuration.faultOptions)
+        faults.append(faults.empty() ? "" : " ").append(part);
+    return {.baud = Device(options).lineBaud(),
+            .rateHz = options.settings.rateHz,
+            .outputs = options.settings.outputs,
+            .zeroThreshold = options.settings.zeroThreshold,
+            .motion = std::string(motion->first),
+            .seed = options.seed,
+            .serialNumber = options.serialNumber,
+            .faults = faults.empty() ? "none" : faults};
 }
 
 std::string helpText()
@@ -367,6 +468,7 @@ std::string helpText()
         "SIGHUP switches its power off and on; SIGUSR1 pulls the cable or puts it back.\n";
     appendHelp(text, "The unit", unitOptions());
     appendHelp(text, "The line", lineOptions());
+    appendHelp(text, "Recordings", recordingOptions());
     appendHelp(text, "Faults (CODE is a name such as DATA_RATE, or its number; may be repeated)",
                faultOptions());
     text += "\n  --help                    this text\n"

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/Device.h"
+#include "sim/Recording.h"
 
 #include <chrono>
 #include <optional>
@@ -19,6 +20,11 @@ struct Configuration
     std::string link;
     std::optional<std::chrono::milliseconds> unplugAfter;
     std::optional<std::chrono::milliseconds> returnAfter; // counted from the unplugging
+    std::string recordTo;                                 // empty: no recording
+    std::string replayFrom;                               // empty: a simulated unit
+    std::optional<double> replaySpeed = 1.0;              // none: as fast as the host reads
+    std::vector<std::string> unitOptions;                 // as given, those of the unit
+    std::vector<std::string> faultOptions;                // as given, with their values
     std::vector<std::string> command;                     // empty: serve a pty
 };
 
@@ -33,6 +39,9 @@ struct CommandLine
 // `arguments` without the program's name. Pure.
 CommandLine parseCommandLine(std::span<const std::string> arguments);
 std::string helpText();
+
+// What a recording of the configured unit says about it.
+RecordingHeader recordingHeader(const Configuration &configuration);
 
 // "DATA_RATE", "data_rate" or "8"; nothing if it is no block code.
 std::optional<unsigned char> blockCode(const std::string &text);

@@ -6,6 +6,7 @@
 #include "sim/Memory.h"
 #include "sim/Sensors.h"
 #include "sim/Transmitter.h"
+#include "sim/Unit.h"
 
 #include <cstdint>
 #include <map>
@@ -39,7 +40,7 @@ struct DeviceCounters
 //
 // Not thread-safe; time never goes backwards. The protocol is that of "driver/protocol.h"; what
 // the unit adds to it is told in docs/simulator.md.
-class Device
+class Device : public Unit
 {
 public:
     // Powered up long before time 0: ready at once.
@@ -48,19 +49,19 @@ public:
     // --- Line ---------------------------------------------------------------------------------
 
     // Bytes as they arrive, sent at hostBaud. At another speed than the unit's own they are lost.
-    void receive(protocol::Bytes bytes, std::uint32_t hostBaud, Time now);
+    void receive(protocol::Bytes bytes, std::uint32_t hostBaud, Time now) override;
     // Lets time pass: takes samples, sends late replies, changes speed.
-    void advance(Time now);
+    void advance(Time now) override;
     // The next bytes whose last bit is out by `now`; call until empty.
-    std::optional<Transmission> transmit(Time now);
+    std::optional<Transmission> transmit(Time now) override;
     // When advance() or transmit() has something to do next.
-    Time nextEvent() const;
+    Time nextEvent() const override;
 
     // The speed the line runs at now, which an unlisted setting does not change.
-    std::uint32_t lineBaud() const { return m_transmitter.baud(); }
+    std::uint32_t lineBaud() const override { return m_transmitter.baud(); }
 
     // Power off and on: the stored settings are at work afterwards.
-    void powerCycle(Time now);
+    void powerCycle(Time now) override;
 
     // --- For whoever holds it -----------------------------------------------------------------
 
@@ -80,6 +81,7 @@ public:
     const std::vector<std::vector<unsigned char>> &receivedCommands() const { return m_received; }
     void clearReceivedCommands() { m_received.clear(); }
     const DeviceCounters &counters() const { return m_counters; }
+    std::uint64_t samplesSkipped() const override { return m_counters.samplesSkipped; }
 
 private:
     using Payload = std::vector<unsigned char>;

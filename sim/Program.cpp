@@ -1,12 +1,16 @@
 #include "sim/Program.h"
 
 #include "sim/Launcher.h"
+#include "sim/Recorder.h"
+#include "sim/Replay.h"
 #include "sim/RunningDevice.h"
 #include "sim/UsbTestbed.h"
 
 #include <cerrno>
 #include <cstdio>
+#include <fstream>
 #include <iostream>
+#include <stdexcept>
 
 #include <signal.h>
 #include <sys/wait.h>
@@ -30,12 +34,71 @@ std::vector<std::array<float, 3>> tumbledPoints(unsigned count, std::uint64_t se
     return points;
 }
 
-void fillCalibrationStore(RunningDevice &device, unsigned count)
+std::unique_ptr<RunningUnit> makeDevice(const DeviceOptions &options, unsigned calibrationPoints)
 {
-    device.change([count](Device &unit) {
-        unit.calibrationStore().setPoints(tumbledPoints(count, unit.options().seed));
+    auto device = std::make_unique<RunningDevice>(options);
+    device->change([calibrationPoints](Device &unit) {
+        unit.calibrationStore().setPoints(tumbledPoints(calibrationPoints, unit.options().seed));
     });
+    return device;
 }
+
+// The units of a configuration, one after the other.
+class UnitMaker
+{
+public:
+    explicit UnitMaker(const Configuration &configuration)
+        : m_configuration(configuration)
+        , m_options(configuration.device)
+    {
+        if (!configuration.replayFrom.empty())
+            m_recording = readRecording(configuration.replayFrom);
+    }
+
+    std::unique_ptr<RunningUnit> make()
+    {
+        if (m_recording)
+            return std::make_unique<RunningUnit>(
+                std::make_unique<Replay>(*m_recording, m_configuration.replaySpeed));
+        auto device = makeDevice(m_options, m_configuration.calibrationPoints);
+        ++m_options.serialNumber;
+        ++m_options.seed;
+        return device;
+    }
+
+private:
+    const Configuration &m_configuration;
+    DeviceOptions m_options;
+    std::optional<Recording> m_recording;
+};
+
+// The file of --record, if there is one.
+class RecordingFile
+{
+public:
+    explicit RecordingFile(const Configuration &configuration)
+        : m_path(configuration.recordTo)
+    {
+        if (m_path.empty())
+            return;
+        m_file.open(m_path, std::ios::binary | std::ios::trunc);
+        m_recorder.emplace(m_file, recordingHeader(configuration));
+        check();
+    }
+
+    Recorder *recorder() { return m_recorder ? &*m_recorder : nullptr; }
+    // Throws if not everything could be written.
+    void check() const
+    {
+        if (!m_path.empty() && !m_file)
+            throw std::runtime_error("cannot write " + m_path);
+    }
+
+private:
+    const std::string m_path;
+    std::ofstream m_file;
+    std::optional<Recorder> m_recorder;
+};
 
 // The units, whether they hang on ptys or in a testbed.
 class Bench
@@ -50,20 +113,21 @@ public:
 class PtyBench : public Bench
 {
 public:
-    explicit PtyBench(const Configuration &configuration)
-        : m_device(configuration.device)
+    PtyBench(const Configuration &configuration, Recorder *recorder)
+        : m_unit(UnitMaker(configuration).make())
     {
-        fillCalibrationStore(m_device, configuration.calibrationPoints);
+        m_unit->setRecorder(recorder);
         if (!configuration.link.empty())
-            m_device.setLink(configuration.link);
+            m_unit->setLink(configuration.link);
         announce();
+        m_unit->setCableListener([this](bool) { announce(); });
     }
 
-    void powerCycle() override { m_device.powerCycle(); }
-    void unplug() override { m_device.unplug(); }
+    void powerCycle() override { m_unit->powerCycle(); }
+    void unplug() override { m_unit->unplug(); }
     void plugIn() override
     {
-        m_device.plugIn();
+        m_unit->plugIn();
         announce();
     }
 
@@ -71,34 +135,36 @@ private:
     // A returning pty may have another path.
     void announce()
     {
-        if (m_announced != m_device.path()) {
-            m_announced = m_device.path();
+        const std::lock_guard lock(m_mutex);
+        const std::string path = m_unit->path();
+        if (!path.empty() && m_announced != path) {
+            m_announced = path;
             std::cout << m_announced << std::endl;
         }
     }
 
-    RunningDevice m_device;
-    std::string m_announced;
+    std::mutex m_mutex;
+    std::string m_announced; // guarded by m_mutex
+    const std::unique_ptr<RunningUnit> m_unit;
 };
 
 class UsbBench : public Bench
 {
 public:
-    explicit UsbBench(const Configuration &configuration)
+    UsbBench(const Configuration &configuration, Recorder *recorder)
         : m_ports(configuration.ports)
     {
-        DeviceOptions options = configuration.device;
+        UnitMaker maker(configuration);
         for (const std::string &port : m_ports) {
-            fillCalibrationStore(m_testbed.plug(port, options), configuration.calibrationPoints);
-            ++options.serialNumber;
-            ++options.seed;
+            m_testbed.plug(port, maker.make());
+            m_testbed.unit(port).setRecorder(recorder);
         }
     }
 
     void powerCycle() override
     {
         for (const std::string &port : m_ports)
-            m_testbed.device(port).powerCycle();
+            m_testbed.unit(port).powerCycle();
     }
     void unplug() override
     {
@@ -210,18 +276,26 @@ sigset_t blockSignals()
     return signals;
 }
 
+int serve(const Configuration &configuration, const sigset_t &signals, Recorder *recorder)
+{
+    if (configuration.command.empty()) {
+        PtyBench bench(configuration, recorder);
+        return Watch(bench, configuration).runUntilInterrupted(signals);
+    }
+    UsbBench bench(configuration, recorder);
+    const pid_t child = launch(configuration.command);
+    return Watch(bench, configuration).runUntilEndOf(child, signals);
+}
+
 } // namespace
 
 int serve(const Configuration &configuration)
 {
     const sigset_t signals = blockSignals();
-    if (configuration.command.empty()) {
-        PtyBench bench(configuration);
-        return Watch(bench, configuration).runUntilInterrupted(signals);
-    }
-    UsbBench bench(configuration);
-    const pid_t child = launch(configuration.command);
-    return Watch(bench, configuration).runUntilEndOf(child, signals);
+    RecordingFile recording(configuration);
+    const int status = serve(configuration, signals, recording.recorder());
+    recording.check();
+    return status;
 }
 
 } // namespace sim

@@ -203,8 +203,13 @@ bool Pty::write(protocol::Bytes bytes)
 // host's end waits for that worker.
 void Pty::settle() const
 {
+    hasUnread();
+}
+
+bool Pty::hasUnread() const
+{
     pollfd slave{m_slave.get(), POLLIN, 0};
-    ::poll(&slave, 1, 0);
+    return ::poll(&slave, 1, 0) > 0;
 }
 
 Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)

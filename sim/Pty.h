@@ -76,6 +76,9 @@ public:
     // The speed the terminal shows now, 0 for none the unit could have.
     std::uint32_t shownBaud() const;
 
+    // Bytes sent here wait for the host to read them.
+    bool hasUnread() const;
+
     Received receive();
     Fate send(protocol::Bytes bytes, std::uint32_t baud);
 

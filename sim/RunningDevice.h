@@ -1,66 +1,27 @@
 #pragma once
 
 #include "sim/Device.h"
-#include "sim/Pty.h"
+#include "sim/RunningUnit.h"
 
-#include <atomic>
-#include <chrono>
-#include <condition_variable>
-#include <cstdint>
-#include <functional>
-#include <memory>
-#include <mutex>
-#include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 namespace sim {
 
-// What became of the packets the unit gave to its line.
-struct LineCounters
-{
-    std::uint64_t sent = 0;    // intact into the host's input queue
-    std::uint64_t skipped = 0; // data packets for which the line had no room
-    std::uint64_t garbled = 0; // the host listened at another speed
-    std::uint64_t unheard = 0; // nobody had the port open
-    std::uint64_t overrun = 0; // the host did not read, and the queue was full
-    std::uint64_t bytesSent = 0;
-};
-
-// A Device served on a pseudo-terminal by a thread of its own, in real time.
-//
-// Every public operation may be called from any thread. Errors of making the pty are
-// std::system_error.
-class RunningDevice
+// A Device served on a pseudo-terminal by a thread of its own, in real time. As for RunningUnit,
+// every public operation may be called from any thread.
+class RunningDevice : public RunningUnit
 {
 public:
     explicit RunningDevice(DeviceOptions options = {});
     // On the pty of this master, whose ownership is taken.
     RunningDevice(int masterFd, DeviceOptions options);
-    ~RunningDevice();
-
-    RunningDevice(const RunningDevice &) = delete;
-    RunningDevice &operator=(const RunningDevice &) = delete;
-
-    // Where the host opens it: the link if there is one, else the pty itself. Without a link the
-    // path may be another after plugIn().
-    std::string path() const;
-    // Keeps a symbolic link at `path` pointing to the pty while plugged in. Throws
-    // std::filesystem::filesystem_error if it cannot be made.
-    void setLink(const std::string &path);
-
-    void powerCycle();
-    // Pulls the cable: the host's descriptors are hung up, the path is gone, the power too.
-    void unplug();
-    // Puts it back: a new pty, powered up.
-    void plugIn();
-    bool isPluggedIn() const;
 
     // Access to the unit while it runs; between calls it lives on.
     template <typename Function>
     auto inspect(Function function) const
     {
-        const std::lock_guard lock(m_mutex);
+        const std::lock_guard lock(mutex());
         return function(std::as_const(m_device));
     }
     template <typename Function>
@@ -71,43 +32,17 @@ public:
             RunningDevice &self;
             ~Wake() { self.wake(); }
         } const afterwards{*this};
-        const std::lock_guard lock(m_mutex);
+        const std::lock_guard lock(mutex());
         return function(m_device);
     }
 
     std::vector<std::vector<unsigned char>> receivedCommands() const;
     void clearReceivedCommands();
-    LineCounters counters() const;
-    bool isOpenedByHost() const;
 
 private:
-    void start();
-    void run();
-    void letGo();
-    void serve(Time now);
-    void hear(Time now);
-    void speak(Time now);
-    void count(Pty::Fate fate, const Transmission &transmission);
-    void sleepUntil(Time next, int master, int events) const;
-    void wake() const;
-    void makeLink();
-    void removeLink();
-    Time clock();
+    RunningDevice(std::unique_ptr<Device> device, std::unique_ptr<Pty> pty);
 
-    const FileDescriptor m_wake;
-    mutable std::mutex m_mutex;
-    // Guarded by m_mutex.
-    Device m_device;
-    std::unique_ptr<Pty> m_pty; // null while unplugged
-    bool m_pulled = false;      // the thread shall let go of m_pty
-    std::condition_variable m_released;
-    std::string m_link;
-    LineCounters m_counters;
-    std::chrono::steady_clock::time_point m_epoch;
-    Time m_lastServed{0};
-
-    std::atomic<bool> m_stop{false};
-    std::thread m_thread; // last: everything above exists before it runs
+    Device &m_device; // the unit that the base owns; guarded by mutex()
 };
 
 } // namespace sim

@@ -72,7 +72,7 @@ UsbTestbed::UsbTestbed()
 
 UsbTestbed::~UsbTestbed()
 {
-    m_devices.clear();
+    m_units.clear();
     g_object_unref(m_testbed);
     g_object_unref(m_ioctls);
 }
@@ -95,39 +95,57 @@ void UsbTestbed::addAdapter(const std::string &name)
     const std::string node = "/dev/" + name;
     if (!umockdev_testbed_attach_ioctl(m_testbed, node.c_str(), m_ioctls, &error))
         fail("cannot serve " + name, error);
-    m_devices.at(name)->setLink(root() + "/dev/" + name);
+    m_units.at(name)->setLink(root() + "/dev/" + name);
 }
 
 RunningDevice &UsbTestbed::plug(const std::string &name, DeviceOptions options)
 {
-    if (m_devices.count(name) != 0)
-        throw std::runtime_error(name + " is there already");
-    m_devices[name] = std::make_unique<RunningDevice>(std::move(options));
-    addAdapter(name);
-    return *m_devices[name];
+    plug(name, std::make_unique<RunningDevice>(std::move(options)));
+    return device(name);
 }
 
-RunningDevice &UsbTestbed::device(const std::string &name)
+void UsbTestbed::plug(const std::string &name, std::unique_ptr<RunningUnit> unit)
 {
-    const auto found = m_devices.find(name);
-    if (found == m_devices.end())
+    if (m_units.count(name) != 0)
+        throw std::runtime_error(name + " is there already");
+    unit->setCableListener([this, name](bool pluggedIn) { show(name, pluggedIn); });
+    m_units[name] = std::move(unit);
+    addAdapter(name);
+}
+
+RunningUnit &UsbTestbed::unit(const std::string &name)
+{
+    const auto found = m_units.find(name);
+    if (found == m_units.end())
         throw std::runtime_error("there is no " + name);
     return *found->second;
 }
 
-// umockdev cannot add a node a second time after removing it, so its record stays, out of sight:
-// ports are found by their entry in the class's directory.
+RunningDevice &UsbTestbed::device(const std::string &name)
+{
+    return dynamic_cast<RunningDevice &>(unit(name));
+}
 
 void UsbTestbed::unplug(const std::string &name)
 {
-    device(name).unplug();
-    std::filesystem::rename(classEntry(name), hiddenEntry(name));
+    unit(name).unplug();
+    show(name, false);
 }
 
 void UsbTestbed::replug(const std::string &name)
 {
-    device(name).plugIn();
-    std::filesystem::rename(hiddenEntry(name), classEntry(name));
+    unit(name).plugIn();
+    show(name, true);
+}
+
+// umockdev cannot add a node a second time after removing it, so its record stays, out of sight:
+// ports are found by their entry in the class's directory.
+void UsbTestbed::show(const std::string &name, bool pluggedIn) const
+{
+    const std::string from = pluggedIn ? hiddenEntry(name) : classEntry(name);
+    const std::string to = pluggedIn ? classEntry(name) : hiddenEntry(name);
+    std::error_code ignored; // it is there already if somebody else has moved the cable too
+    std::filesystem::rename(from, to, ignored);
 }
 
 std::string UsbTestbed::classEntry(const std::string &name) const

@@ -28,7 +28,11 @@ public:
     // Adds an adapter, such as "ttyUSB0" or "ttyACM3", with a unit behind it. The reference stays
     // valid as long as the testbed.
     RunningDevice &plug(const std::string &name, DeviceOptions options = {});
+    // The same with any unit, which may move its cable by itself.
+    void plug(const std::string &name, std::unique_ptr<RunningUnit> unit);
+    // Throws std::bad_cast if another kind of unit is plugged in there.
     RunningDevice &device(const std::string &name);
+    RunningUnit &unit(const std::string &name);
 
     // Pulls the adapter out: hung up, and gone from /dev and from the list of ports; and puts it
     // back. The unit keeps its memory.
@@ -40,12 +44,13 @@ public:
 
 private:
     void addAdapter(const std::string &name);
+    void show(const std::string &name, bool pluggedIn) const;
     std::string classEntry(const std::string &name) const;
     std::string hiddenEntry(const std::string &name) const;
 
     UMockdevTestbed *m_testbed; // owned, like the next
     UMockdevIoctlBase *m_ioctls;
-    std::map<std::string, std::unique_ptr<RunningDevice>> m_devices;
+    std::map<std::string, std::unique_ptr<RunningUnit>> m_units;
 };
 
 } // namespace sim

@@ -20,6 +20,8 @@ private slots:
     void showsHelpAndVersion();
     void refuses_data();
     void refuses();
+    void readsRecordings();
+    void tellsARecordingOfTheUnit();
     void helpNamesEveryOption();
     void knowsCodes();
 };
@@ -134,7 +136,7 @@ void TestCommandLine::refuses_data()
     const auto row = [](const char *problem, const Arguments &arguments) {
         QTest::newRow(problem) << arguments << QString::fromUtf8(problem);
     };
-    row("unknown option --speed", {"--speed", "1"});
+    row("unknown option --pace", {"--pace", "1"});
     row("unknown option vornix", {"vornix"});
     row("--baud needs a value", {"--baud"});
     row("bad value for --baud: fast", {"--baud", "fast"});
@@ -158,6 +160,19 @@ void TestCommandLine::refuses_data()
     row("--link is for serving without COMMAND", {"--link", "/tmp/x", "--", "true"});
     row("--return-after needs --unplug-after", {"--return-after", "1"});
     row("no COMMAND after --", {"--"});
+    row("bad value for --record: ", {"--record", ""});
+    row("--record needs a value", {"--record"});
+    row("--speed needs --replay", {"--speed", "2"});
+    row("--speed needs --replay", {"--speed", "max"});
+    row("bad value for --speed: 0", {"--replay", "x", "--speed", "0"});
+    row("bad value for --speed: 0.001", {"--replay", "x", "--speed", "0.001"});
+    row("bad value for --speed: 1001", {"--replay", "x", "--speed", "1001"});
+    row("bad value for --speed: fast", {"--replay", "x", "--speed", "fast"});
+    row("--record and --replay exclude each other", {"--record", "x", "--replay", "y"});
+    row("--record is for a single unit",
+        {"--record", "x", "--port", "ttyUSB0", "--port", "ttyUSB1", "--", "true"});
+    row("--rate is for a unit that is not replayed", {"--replay", "x", "--rate", "50"});
+    row("--noise is for a unit that is not replayed", {"--noise", "3", "--replay", "x"});
 }
 
 void TestCommandLine::refuses()
@@ -167,6 +182,39 @@ void TestCommandLine::refuses()
     const CommandLine line = sim::parseCommandLine(arguments);
     QCOMPARE(line.action, CommandLine::Action::Refuse);
     QCOMPARE(QString::fromStdString(line.problem), problem);
+}
+
+void TestCommandLine::readsRecordings()
+{
+    CommandLine line = sim::parseCommandLine(Arguments{"--record", "a.rec", "--rate", "50"});
+    QCOMPARE(line.action, CommandLine::Action::Run);
+    QCOMPARE(line.configuration.recordTo, std::string("a.rec"));
+    line = sim::parseCommandLine(Arguments{"--replay", "a.rec", "--link", "/tmp/unit"});
+    QCOMPARE(line.action, CommandLine::Action::Run);
+    QCOMPARE(line.configuration.replayFrom, std::string("a.rec"));
+    QVERIFY(line.configuration.replaySpeed == 1.0);
+    line = sim::parseCommandLine(Arguments{"--replay", "a.rec", "--speed", "2.5"});
+    QVERIFY(line.configuration.replaySpeed == 2.5);
+    line = sim::parseCommandLine(Arguments{"--replay", "a.rec", "--speed", "max"});
+    QCOMPARE(line.action, CommandLine::Action::Run);
+    QVERIFY(!line.configuration.replaySpeed);
+}
+
+void TestCommandLine::tellsARecordingOfTheUnit()
+{
+    QVERIFY(sim::recordingHeader({}) == (sim::RecordingHeader{.serialNumber = 0xC0FFEE}));
+    const Arguments arguments{"--baud", "1500000",  "--line-baud", "460800",   "--rate",
+                              "50",     "--silent", "--outputs",   "0x47",     "--motion",
+                              "spin",   "--seed",   "9",           "--serial", "7",
+                              "--lose", "0.01"};
+    const sim::RecordingHeader expected{.baud = 460800,
+                                        .rateHz = 50,
+                                        .outputs = 0x47,
+                                        .motion = "spin",
+                                        .seed = 9,
+                                        .serialNumber = 7,
+                                        .faults = "--silent --lose 0.01"};
+    QVERIFY(sim::recordingHeader(sim::parseCommandLine(arguments).configuration) == expected);
 }
 
 void TestCommandLine::helpNamesEveryOption()
@@ -183,8 +231,9 @@ void TestCommandLine::helpNamesEveryOption()
                              "--reply-shape",  "--slow-baud-change",
                              "--corrupt",      "--noise",
                              "--lose",         "--unplug-after",
-                             "--return-after", "--help",
-                             "--version"})
+                             "--return-after", "--record",
+                             "--replay",       "--speed",
+                             "--help",         "--version"})
         QVERIFY2(help.find(std::string("  ") + name + " ") != std::string::npos, name);
 }
 

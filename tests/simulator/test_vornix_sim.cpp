@@ -106,6 +106,10 @@ private slots:
     void showsItsPortsToTheCommand();
     void passesASignalOn();
     void runsASanitizedCommand();
+    void replaysWhatItRecorded_data();
+    void replaysWhatItRecorded();
+    void refusesRecordings_data();
+    void refusesRecordings();
 };
 
 void TestVornixSim::explainsItself()
@@ -239,6 +243,59 @@ void TestVornixSim::runsASanitizedCommand()
     QCOMPARE(outcome.err, QString());
     QCOMPARE(outcome.status, 0);
     QVERIFY(outcome.out.startsWith(u"vornix-sim "_s));
+}
+
+void TestVornixSim::replaysWhatItRecorded_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("as fast as recorded") << QStringList{};
+    QTest::newRow("3 times as fast") << QStringList{u"--speed"_s, u"3"_s};
+    QTest::newRow("as fast as the host reads") << QStringList{u"--speed"_s, u"max"_s};
+}
+
+void TestVornixSim::replaysWhatItRecorded()
+{
+    QFETCH(const QStringList, options);
+    const QTemporaryDir directory;
+    const QString file = directory.filePath(u"line.rec"_s);
+    Bytes recorded;
+    {
+        Served sim({u"--record"_s, file, u"--baud"_s, u"460800"_s, u"--noise"_s, u"5"_s});
+        Host host(sim.path(), B460800);
+        QVERIFY(host.write(kGet));
+        recorded = host.read(5s, 3000);
+        sim.signal(SIGTERM);
+        QVERIFY(sim.endsWith(0));
+    }
+    QVERIFY(recorded.size() >= 3000);
+    Served sim(QStringList{u"--replay"_s, file} + options);
+    Host host(sim.path(), B460800);
+    QVERIFY(host.write(kGet));
+    Bytes replayed = host.read(5s, recorded.size());
+    replayed.resize(std::min(replayed.size(), recorded.size())); // the record may hold more
+    QVERIFY(replayed == recorded);
+}
+
+void TestVornixSim::refusesRecordings_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("problem");
+    QTest::newRow("none") << QStringList{u"--replay"_s, u"/does/not/exist"_s}
+                          << u"cannot read /does/not/exist"_s;
+    QTest::newRow("folder") << QStringList{u"--replay"_s, u"/"_s} << u"cannot read /"_s;
+    QTest::newRow("another kind") << QStringList{u"--replay"_s, program()}
+                                  << program() + u", line 1: not a recording"_s;
+    QTest::newRow("no such folder")
+        << QStringList{u"--record"_s, u"/does/not/exist"_s} << u"cannot write /does/not/exist"_s;
+}
+
+void TestVornixSim::refusesRecordings()
+{
+    QFETCH(const QStringList, options);
+    QFETCH(const QString, problem);
+    const Outcome outcome = run(options);
+    QCOMPARE(outcome.status, 1);
+    QCOMPARE(outcome.err, u"vornix-sim: "_s + problem + u"\n"_s);
 }
 
 QTEST_GUILESS_MAIN(TestVornixSim)

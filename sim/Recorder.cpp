@@ -1,0 +1,63 @@
+#include "sim/Recorder.h"
+
+#include <algorithm>
+#include <ostream>
+
+namespace sim {
+
+using Kind = RecordedEvent::Kind;
+
+Recorder::Recorder(std::ostream &out, const RecordingHeader &header)
+    : m_out(out)
+    , m_baud(header.baud)
+{
+    writeHeader(m_out, header);
+    m_out.flush();
+}
+
+void Recorder::hostListens(Time now)
+{
+    if (!m_beginning)
+        m_beginning = now;
+}
+
+void Recorder::sent(const Transmission &transmission, bool heard)
+{
+    if (!m_beginning || transmission.bytes.empty())
+        return;
+    if (transmission.baud != m_baud) {
+        m_baud = transmission.baud;
+        write({.kind = Kind::Baud, .baud = m_baud}, transmission.done);
+    }
+    write({.kind = heard ? Kind::Heard : Kind::Unheard, .bytes = transmission.bytes},
+          transmission.done);
+}
+
+void Recorder::received(protocol::Bytes bytes, Time now)
+{
+    write({.kind = Kind::FromHost, .bytes = {bytes.begin(), bytes.end()}}, now);
+}
+
+void Recorder::unplugged(Time now)
+{
+    write({.kind = Kind::Unplug}, now);
+}
+
+void Recorder::pluggedIn(Time now)
+{
+    write({.kind = Kind::PlugIn}, now);
+}
+
+// Bytes are told when they are out, the rest when it is noticed; a moment may lie between.
+void Recorder::write(RecordedEvent event, Time at)
+{
+    if (!m_beginning)
+        return;
+    const auto since = std::chrono::floor<std::chrono::microseconds>(at - *m_beginning);
+    m_last = std::max(m_last, since);
+    event.at = m_last;
+    writeEvent(m_out, event);
+    m_out.flush();
+}
+
+} // namespace sim

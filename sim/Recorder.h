@@ -1,0 +1,39 @@
+#pragma once
+
+#include "sim/Recording.h"
+#include "sim/Time.h"
+#include "sim/Transmitter.h"
+
+#include "driver/protocol.h"
+
+#include <iosfwd>
+#include <optional>
+
+namespace sim {
+
+// Writes a recording while it happens. It begins when a host listens for the first time, and then
+// holds everything, heard or not. Every line is flushed, so that a program that dies leaves what
+// there was.
+//
+// One thread at a time. The stream is borrowed; whoever owns it looks at its state.
+class Recorder
+{
+public:
+    Recorder(std::ostream &out, const RecordingHeader &header);
+
+    void hostListens(Time now);
+    void sent(const Transmission &transmission, bool heard);
+    void received(protocol::Bytes bytes, Time now);
+    void unplugged(Time now);
+    void pluggedIn(Time now);
+
+private:
+    void write(RecordedEvent event, Time at);
+
+    std::ostream &m_out;
+    std::uint32_t m_baud;
+    std::optional<Time> m_beginning;
+    std::chrono::microseconds m_last{0};
+};
+
+} // namespace sim

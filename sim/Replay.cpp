@@ -1,0 +1,124 @@
+#include "sim/Replay.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace sim {
+
+using Kind = RecordedEvent::Kind;
+
+Replay::Replay(Recording recording, std::optional<double> speed)
+    : m_recording(std::move(recording))
+    , m_speed(speed)
+    , m_baud(m_recording.header.baud)
+{
+}
+
+void Replay::hostListens(bool listens, Time now)
+{
+    if (!listens) {
+        m_listensSince.reset();
+        return;
+    }
+    if (!m_listensSince)
+        m_listensSince = now;
+    if (m_playedAt == kNever)
+        m_playedAt = now + kLeadIn;
+}
+
+void Replay::receive(protocol::Bytes bytes, std::uint32_t /*hostBaud*/, Time now)
+{
+    m_hostBytes += bytes.size();
+    if (m_waitsSince && hostHasSpoken(now))
+        ++m_next;
+}
+
+// --- Time --------------------------------------------------------------------------------------
+
+Time Replay::dueTime() const
+{
+    if (m_playedAt == kNever)
+        return kNever;
+    if (m_speed || next().kind == Kind::PlugIn) {
+        const double after = static_cast<double>((Time(next().at) - m_recordedAt).count());
+        return m_playedAt + Time(static_cast<Time::rep>(after / m_speed.value_or(1.0)));
+    }
+    if (next().kind != Kind::Heard)
+        return m_playedAt;
+    return m_listensSince ? std::max(m_playedAt, *m_listensSince + kLeadIn) : kNever;
+}
+
+Time Replay::nextEvent() const
+{
+    if (isOver())
+        return kNever;
+    return m_waitsSince ? *m_waitsSince + kPatience : dueTime();
+}
+
+// The next event happens now, and what follows keeps its distance from it.
+void Replay::resumeAt(Time now)
+{
+    m_recordedAt = next().at;
+    m_playedAt = now;
+}
+
+// --- Events ------------------------------------------------------------------------------------
+
+std::optional<Transmission> Replay::transmit(Time now)
+{
+    while (!isOver() && dueTime() <= now) {
+        const Time due = dueTime();
+        switch (next().kind) {
+        case Kind::Heard:
+        case Kind::Unheard:
+            return Transmission{m_recording.events[m_next++].bytes, m_baud, 1, due};
+        case Kind::Baud:
+            m_baud = next().baud;
+            break;
+        case Kind::FromHost:
+            if (!hostHasSpoken(now))
+                return std::nullopt;
+            break;
+        case Kind::Unplug:
+        case Kind::PlugIn:
+            return std::nullopt;
+        }
+        ++m_next;
+    }
+    return std::nullopt;
+}
+
+bool Replay::hostHasSpoken(Time now)
+{
+    const std::size_t expected = next().bytes.size();
+    const bool patient = !m_waitsSince || now < *m_waitsSince + kPatience;
+    if (m_hostBytes < expected && patient) {
+        if (!m_waitsSince)
+            m_waitsSince = now;
+        return false;
+    }
+    m_hostBytes -= std::min(m_hostBytes, expected);
+    if (m_waitsSince)
+        resumeAt(now);
+    m_waitsSince.reset();
+    return true;
+}
+
+bool Replay::waitsForHost() const
+{
+    return !m_speed && !isOver() && (next().kind == Kind::Heard || next().kind == Kind::Unplug);
+}
+
+std::optional<Unit::CableMove> Replay::takeCableMove(Time now)
+{
+    if (isOver() || dueTime() > now)
+        return std::nullopt;
+    const Kind kind = next().kind;
+    if (kind != Kind::Unplug && kind != Kind::PlugIn)
+        return std::nullopt;
+    resumeAt(now);
+    ++m_next;
+    return kind == Kind::Unplug ? CableMove::PullOut : CableMove::PutBack;
+}
+
+} // namespace sim

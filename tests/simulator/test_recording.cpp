@@ -1,0 +1,261 @@
+// The text of a recording, read and written.
+
+#include "sim/Recorder.h"
+#include "sim/Recording.h"
+
+#include <sstream>
+
+#include <QTest>
+
+using namespace std::chrono_literals;
+using sim::RecordedEvent;
+using Kind = sim::RecordedEvent::Kind;
+using Bytes = std::vector<unsigned char>;
+
+namespace {
+
+const std::string kText = "vornix-recording 1\n"
+                          "baud: 460800\n"
+                          "rate: 400\n"
+                          "outputs: 0x1ff\n"
+                          "threshold: 0.125\n"
+                          "motion: tumble\n"
+                          "seed: 18446744073709551615\n"
+                          "serial: 0xc0ffee\n"
+                          "faults: --noise 3 --lose 0.01\n"
+                          "\n"
+                          "0 > 53430c00\n"
+                          "1124 < 00ff\n"
+                          "1124 ! 5344\n"
+                          "1125 baud 57600\n"
+                          "2000000 unplug\n"
+                          "3000000 baud 460800\n"
+                          "3000000 plug\n"
+                          "3000001 < 53\n";
+
+sim::Recording madeRecording()
+{
+    sim::Recording recording;
+    recording.header = {.baud = 460800,
+                        .rateHz = 400,
+                        .outputs = 0x1FF,
+                        .zeroThreshold = 0.125f,
+                        .motion = "tumble",
+                        .seed = 18446744073709551615u,
+                        .serialNumber = 0xC0FFEE,
+                        .faults = "--noise 3 --lose 0.01"};
+    recording.events = {{0us, Kind::FromHost, {0x53, 0x43, 0x0C, 0x00}, 0},
+                        {1124us, Kind::Heard, {0x00, 0xFF}, 0},
+                        {1124us, Kind::Unheard, {0x53, 0x44}, 0},
+                        {1125us, Kind::Baud, {}, 57600},
+                        {2s, Kind::Unplug, {}, 0},
+                        {3s, Kind::Baud, {}, 460800},
+                        {3s, Kind::PlugIn, {}, 0},
+                        {3000001us, Kind::Heard, {0x53}, 0}};
+    return recording;
+}
+
+std::string written(const sim::Recording &recording)
+{
+    std::ostringstream out;
+    writeHeader(out, recording.header);
+    for (const RecordedEvent &event : recording.events)
+        writeEvent(out, event);
+    return out.str();
+}
+
+sim::Transmission transmission(Bytes bytes, std::uint32_t baud, sim::Time done)
+{
+    return {.bytes = std::move(bytes), .baud = baud, .packets = 1, .done = done};
+}
+
+} // namespace
+
+class TestRecording : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void readsAndWrites();
+    void readsComments();
+    void readsTheLeast();
+    void refuses_data();
+    void refuses();
+    void survivesEveryCut();
+    void recorderWaitsForAHost();
+    void recorderWritesEverythingAfterwards();
+    void recorderKeepsTheOrder();
+};
+
+void TestRecording::readsAndWrites()
+{
+    QVERIFY(sim::parseRecording(kText) == madeRecording());
+    QCOMPARE(written(madeRecording()), kText);
+}
+
+void TestRecording::readsComments()
+{
+    std::string text = kText;
+    text.insert(text.find("1124 < "), "# the unit answers\n\n#\n");
+    QVERIFY(sim::parseRecording(text) == madeRecording());
+}
+
+void TestRecording::readsTheLeast()
+{
+    for (const char *text : {"vornix-recording 1\nbaud: 0x1c200\n\n", "vornix-recording 1\nbaud: "
+                                                                      "115200"}) {
+        const sim::Recording recording = sim::parseRecording(text);
+        QVERIFY(recording.header == sim::RecordingHeader{});
+        QVERIFY(recording.events.empty());
+    }
+    // A file without its last line end.
+    QCOMPARE(sim::parseRecording("vornix-recording 1\nbaud: 1\n\n7 < 00").events.size(),
+             std::size_t(1));
+}
+
+void TestRecording::refuses_data()
+{
+    QTest::addColumn<QByteArray>("text");
+    QTest::addColumn<QString>("problem");
+    const auto whole = [](const char *problem, const QByteArray &text) {
+        QTest::newRow(problem) << text << QString::fromUtf8(problem);
+    };
+    const auto header = [&](const char *problem, const char *lines) {
+        whole(problem, QByteArray("vornix-recording 1\n") + lines);
+    };
+    const auto body = [&](const char *problem, const char *lines) {
+        header(problem, (QByteArray("baud: 9600\n\n") + lines).constData());
+    };
+    whole("line 1: not a recording", "");
+    whole("line 1: not a recording", "\nvornix-recording 1\nbaud: 9600\n\n");
+    whole("line 1: not a recording", "vornix-recording");
+    whole("line 1: version 2 is not known", "vornix-recording 2\nbaud: 9600\n\n");
+    whole("line 1: version 1? is not known", "vornix-recording 1\r\nbaud: 9600\r\n\r\n");
+    header("line 2: the header names no baud", "\n");
+    header("line 2: no \"key: value\", and no empty line after the header", "0 < 00\n");
+    header("line 2: bad baud: 0", "baud: 0\n\n");
+    header("line 2: bad baud: fast", "baud: fast\n\n");
+    header("line 2: bad baud: 4294967296", "baud: 4294967296\n\n");
+    header("line 2: bad baud: -1", "baud: -1\n\n");
+    header("line 2: bad baud: ", "baud: \n\n");
+    header("line 2: bad baud: 0x", "baud: 0x\n\n");
+    header("line 2: unknown key speed", "speed: 1\n\n");
+    header("line 2: unknown key ???", "\x01\xFF\x7F: 1\n\n");
+    header("line 3: baud is there twice", "baud: 1\nbaud: 1\n\n");
+    header("line 3: bad rate: 65536", "baud: 1\nrate: 65536\n\n");
+    header("line 3: bad outputs: 0x1FG", "baud: 1\noutputs: 0x1FG\n\n");
+    header("line 3: bad threshold: nan", "baud: 1\nthreshold: nan\n\n");
+    header("line 3: bad seed: 1 ", "baud: 1\nseed: 1 \n\n");
+    header("line 3: bad serial: ", "baud: 1\nserial: \n\n");
+    body("line 4: bad time: <", "< 00\n");
+    body("line 4: bad time: ", " 0 < 00\n");
+    body("line 4: bad time: -1", "-1 < 00\n");
+    body("line 4: bad time: 0x10", "0x10 < 00\n");
+    body("line 4: bad time: 007", "007 < 00\n");
+    body("line 4: bad time: 2678400000001", "2678400000001 < 00\n");
+    body("line 4: bad time: 99999999999999999999", "99999999999999999999 < 00\n");
+    body("line 5: earlier than the line before", "5 < 00\n4 < 00\n");
+    body("line 4: unknown event: ", "0\n");
+    body("line 4: unknown event: <00", "0 <00\n");
+    body("line 4: unknown event: ", "0  < 00\n");
+    body("line 4: no bytes", "0 <\n");
+    body("line 4: no bytes", "0 ! \n");
+    body("line 4: half a byte", "0 > 000\n");
+    body("line 4: bad hex digit: A", "0 < 0A\n");
+    body("line 4: bad hex digit: ?", "0 < 00\t0\n");
+    body("line 6: half a byte", "# one\n\n0 < 00 \n");
+    body("line 4: bad baud: ", "0 baud\n");
+    body("line 4: bad baud: 0", "0 baud 0\n");
+    body("line 4: nothing may follow: now", "0 unplug now\n");
+    body("line 4: the cable is in", "0 plug\n");
+    body("line 5: the cable is out", "0 unplug\n1 unplug\n");
+    body("line 5: the cable is out", "0 unplug\n1 < 00\n");
+    body("line 5: the cable is out", "0 unplug\n1 > 00\n");
+    body("line 6: the cable is in", "0 unplug\n1 plug\n2 plug\n");
+    body("line 4: unknown event: aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa...",
+         "0 aaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaaa\n");
+}
+
+void TestRecording::refuses()
+{
+    QFETCH(const QByteArray, text);
+    QFETCH(const QString, problem);
+    try {
+        sim::parseRecording({text.constData(), static_cast<std::size_t>(text.size())});
+        QFAIL("taken for a recording");
+    } catch (const sim::RecordingError &error) {
+        QCOMPARE(QString::fromUtf8(error.what()), problem);
+        QVERIFY(problem.startsWith(QStringLiteral("line %1: ").arg(error.line())));
+    }
+}
+
+// A file that ends anywhere is read up to there or refused.
+void TestRecording::survivesEveryCut()
+{
+    int refused = 0;
+    for (std::size_t size = 0; size < kText.size(); ++size) {
+        try {
+            const auto recording = sim::parseRecording(std::string_view(kText).substr(0, size));
+            QVERIFY(recording.events.size() <= madeRecording().events.size());
+        } catch (const sim::RecordingError &) {
+            ++refused;
+        }
+    }
+    QVERIFY(refused > 30);
+    QVERIFY(refused < static_cast<int>(kText.size()));
+}
+
+void TestRecording::recorderWaitsForAHost()
+{
+    std::ostringstream out;
+    sim::Recorder recorder(out, {.baud = 9600});
+    const std::string header = out.str();
+    QVERIFY(sim::parseRecording(header).header == sim::RecordingHeader{.baud = 9600});
+    recorder.sent(transmission({1}, 9600, 1s), false);
+    recorder.received(Bytes{2}, 2s);
+    recorder.unplugged(3s);
+    recorder.pluggedIn(4s);
+    QCOMPARE(out.str(), header);
+    recorder.hostListens(5s);
+    recorder.received(Bytes{2}, 5s);
+    QCOMPARE(out.str(), header + "0 > 02\n");
+}
+
+void TestRecording::recorderWritesEverythingAfterwards()
+{
+    std::ostringstream out;
+    sim::Recorder recorder(out, {.baud = 9600});
+    const std::size_t header = out.str().size();
+    recorder.hostListens(1s);
+    recorder.sent(transmission({0xAB, 0xCD}, 9600, 1s + 1500ns), true);
+    recorder.hostListens(2s);
+    recorder.sent(transmission({0xEF}, 19200, 2s), false);
+    recorder.sent(transmission({}, 9600, 2s), true);
+    recorder.sent(transmission({0x01}, 19200, 2s), true);
+    recorder.unplugged(3s);
+    recorder.pluggedIn(4s);
+    recorder.sent(transmission({0x02}, 9600, 5s), true);
+    QCOMPARE(out.str().substr(header), std::string("1 < abcd\n"
+                                                   "1000000 baud 19200\n"
+                                                   "1000000 ! ef\n"
+                                                   "1000000 < 01\n"
+                                                   "2000000 unplug\n"
+                                                   "3000000 plug\n"
+                                                   "4000000 baud 9600\n"
+                                                   "4000000 < 02\n"));
+    QCOMPARE(sim::parseRecording(out.str()).events.size(), std::size_t(8));
+}
+
+void TestRecording::recorderKeepsTheOrder()
+{
+    std::ostringstream out;
+    sim::Recorder recorder(out, {});
+    const std::size_t header = out.str().size();
+    recorder.hostListens(1s);
+    recorder.received(Bytes{1}, 2s);
+    recorder.sent(transmission({2}, 115200, 1900ms), true); // told late
+    QCOMPARE(out.str().substr(header), std::string("1000000 > 01\n1000000 < 02\n"));
+}
+
+QTEST_APPLESS_MAIN(TestRecording)
+#include "test_recording.moc"
