@@ -8,6 +8,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
 #include <csignal>
 
 using namespace std::chrono_literals;
@@ -271,9 +272,14 @@ void TestVornixSim::replaysWhatItRecorded()
     Served sim(QStringList{u"--replay"_s, file} + options);
     Host host(sim.path(), B460800);
     QVERIFY(host.write(kGet));
-    Bytes replayed = host.read(5s, recorded.size());
-    replayed.resize(std::min(replayed.size(), recorded.size())); // the record may hold more
-    QVERIFY(replayed == recorded);
+    const Bytes replayed = host.read(5s, 2500);
+    // Either host may have dropped what came before it was ready, but nothing later.
+    const auto mark = std::search(replayed.begin(), replayed.end(), recorded.begin() + 1000,
+                                  recorded.begin() + 1050);
+    QVERIFY(mark != replayed.end());
+    const auto size = std::min(recorded.end() - recorded.begin() - 1000, replayed.end() - mark);
+    QVERIFY(size > 1000);
+    QVERIFY(std::equal(mark, mark + size, recorded.begin() + 1000));
 }
 
 void TestVornixSim::refusesRecordings_data()
