@@ -215,6 +215,8 @@ std::vector<Option> lineOptions()
              c.ports.push_back(v);
              return fresh && isPortName(v);
          }},
+        {"--statistics", "", "at the end, tell on standard error what became of its packets",
+         [](Configuration &c, const std::string &) { return c.statistics = true; }},
     };
 }
 

@@ -18,6 +18,7 @@ struct Configuration
     unsigned calibrationPoints = 120;
     std::vector<std::string> ports{}; // of the testbed, never empty when there is a command
     std::string link;
+    bool statistics = false; // to be told at the end
     std::optional<std::chrono::milliseconds> unplugAfter;
     std::optional<std::chrono::milliseconds> returnAfter; // counted from the unplugging
     std::string recordTo;                                 // empty: no recording

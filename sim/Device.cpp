@@ -164,7 +164,7 @@ void Device::takeSample(Time at)
     const unsigned packets = std::exchange(m_heldCount, 0) + 1;
     const std::vector<unsigned char> packet = packed(kDataType, payload);
     bytes.insert(bytes.end(), packet.begin(), packet.end());
-    sendPacket(std::move(bytes), packets, at);
+    sendPacket(std::move(bytes), packets, at, 1);
 }
 
 void Device::collectPoint(Time at)

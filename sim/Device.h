@@ -113,7 +113,8 @@ private:
     void answer(unsigned char code, Payload payload);
     void sendReply(const Payload &payload, Time at);
     void sendReplyPacket(const Payload &payload, Time at);
-    void sendPacket(std::vector<unsigned char> packet, unsigned packets, Time at);
+    void sendPacket(std::vector<unsigned char> packet, unsigned packets, Time at,
+                    unsigned samples = 0);
     std::vector<unsigned char> packed(unsigned char type, protocol::Bytes payload);
     void damage(std::vector<unsigned char> &bytes);
 

@@ -286,10 +286,11 @@ void Device::sendReplyPacket(const Payload &payload, Time at)
     }
 }
 
-void Device::sendPacket(std::vector<unsigned char> packet, unsigned packets, Time at)
+void Device::sendPacket(std::vector<unsigned char> packet, unsigned packets, Time at,
+                        unsigned samples)
 {
     damage(packet);
-    m_transmitter.send(std::move(packet), packets, at);
+    m_transmitter.send(std::move(packet), packets, at, samples);
 }
 
 std::vector<unsigned char> Device::packed(unsigned char type, Bytes payload)

@@ -108,7 +108,16 @@ public:
     virtual void powerCycle() = 0;
     virtual void unplug() = 0;
     virtual void plugIn() = 0;
+    virtual void tellStatistics() = 0;
 };
+
+void tell(const std::string &unit, const LineCounters &line)
+{
+    std::cerr << "vornix-sim: " << unit << ": sent=" << line.sent << " samples=" << line.samples
+              << " unread=" << line.unread << " skipped=" << line.skipped
+              << " garbled=" << line.garbled << " unheard=" << line.unheard
+              << " overrun=" << line.overrun << " bytes=" << line.bytesSent << std::endl;
+}
 
 class PtyBench : public Bench
 {
@@ -130,6 +139,7 @@ public:
         m_unit->plugIn();
         announce();
     }
+    void tellStatistics() override { tell(m_announced, m_unit->counters()); }
 
 private:
     // A returning pty may have another path.
@@ -175,6 +185,11 @@ public:
     {
         for (const std::string &port : m_ports)
             m_testbed.replug(port);
+    }
+    void tellStatistics() override
+    {
+        for (const std::string &port : m_ports)
+            tell(port, m_testbed.unit(port).counters());
     }
 
 private:
@@ -266,6 +281,13 @@ private:
     bool m_plugged = true;
 };
 
+int told(Bench &bench, const Configuration &configuration, int status)
+{
+    if (configuration.statistics)
+        bench.tellStatistics();
+    return status;
+}
+
 sigset_t blockSignals()
 {
     sigset_t signals;
@@ -280,11 +302,13 @@ int serve(const Configuration &configuration, const sigset_t &signals, Recorder 
 {
     if (configuration.command.empty()) {
         PtyBench bench(configuration, recorder);
-        return Watch(bench, configuration).runUntilInterrupted(signals);
+        const int status = Watch(bench, configuration).runUntilInterrupted(signals);
+        return told(bench, configuration, status);
     }
     UsbBench bench(configuration, recorder);
     const pid_t child = launch(configuration.command);
-    return Watch(bench, configuration).runUntilEndOf(child, signals);
+    const int status = Watch(bench, configuration).runUntilEndOf(child, signals);
+    return told(bench, configuration, status);
 }
 
 } // namespace

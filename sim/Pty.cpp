@@ -2,6 +2,7 @@
 
 #include "sim/Garbage.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -168,6 +169,8 @@ std::uint32_t Pty::watchedBaud()
 // Both the bytes already at the host's end and those still on their way there.
 void Pty::dropUnread()
 {
+    const std::size_t dropped = waiting();
+    m_unread += dropped - std::min(dropped, std::exchange(m_underWay, 0));
     ::tcflush(m_master.get(), TCOFLUSH);
     ::tcflush(m_slave.get(), TCIFLUSH);
 }
@@ -212,6 +215,13 @@ bool Pty::hasUnread() const
     return ::poll(&slave, 1, 0) > 0;
 }
 
+std::size_t Pty::waiting() const
+{
+    settle();
+    int count = 0;
+    return ::ioctl(m_slave.get(), FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
 Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)
 {
     watch();
@@ -232,6 +242,7 @@ Pty::Fate Pty::sendIntact(protocol::Bytes bytes, std::uint32_t baud)
 {
     const std::uint64_t session = m_endedSessions;
     const bool whole = write(bytes.first(bytes.size() - 1));
+    m_underWay = bytes.size() - 1;
     settle();
     watch();
     const bool sameSpeed = shownBaud() == baud;
@@ -239,6 +250,7 @@ Pty::Fate Pty::sendIntact(protocol::Bytes bytes, std::uint32_t baud)
         dropUnread();
         return sameSpeed ? Fate::Unheard : Fate::Garbled;
     }
+    m_underWay = 0;
     return write(bytes.last(1)) && whole ? Fate::Arrived : Fate::Overrun;
 }
 

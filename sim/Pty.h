@@ -80,6 +80,8 @@ public:
     bool hasUnread() const;
 
     Received receive();
+    // Bytes that had arrived, and that a session that has ended left unread, since the last call.
+    std::size_t takeUnread() { return std::exchange(m_unread, 0); }
     Fate send(protocol::Bytes bytes, std::uint32_t baud);
 
 private:
@@ -89,6 +91,7 @@ private:
     void dropUnread();
     bool write(protocol::Bytes bytes);
     void settle() const;
+    std::size_t waiting() const;
     Fate sendIntact(protocol::Bytes bytes, std::uint32_t baud);
 
     FileDescriptor m_master;
@@ -101,7 +104,9 @@ private:
     HostSessions m_sessions;
     std::uint64_t m_eventCount = 0;
     std::uint64_t m_endedSessions = 0;
-    std::uint64_t m_turn = 0; // makes every piece of garbage another
+    std::size_t m_unread = 0;
+    std::size_t m_underWay = 0; // written of a transmission whose fate is open
+    std::uint64_t m_turn = 0;   // makes every piece of garbage another
 };
 
 } // namespace sim

@@ -64,6 +64,12 @@ void Replay::resumeAt(Time now)
 
 // --- Events ------------------------------------------------------------------------------------
 
+Transmission Replay::transmission(const std::vector<unsigned char> &bytes, Time due) const
+{
+    const bool isSample = bytes.size() > 1 && bytes[1] == protocol::kDataType;
+    return {bytes, m_baud, 1, isSample ? 1U : 0U, due};
+}
+
 std::optional<Transmission> Replay::transmit(Time now)
 {
     while (!isOver() && dueTime() <= now) {
@@ -71,7 +77,7 @@ std::optional<Transmission> Replay::transmit(Time now)
         switch (next().kind) {
         case Kind::Heard:
         case Kind::Unheard:
-            return Transmission{m_recording.events[m_next++].bytes, m_baud, 1, due};
+            return transmission(m_recording.events[m_next++].bytes, due);
         case Kind::Baud:
             m_baud = next().baud;
             break;

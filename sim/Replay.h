@@ -39,6 +39,7 @@ public:
     bool isOver() const { return m_next == m_recording.events.size(); }
 
 private:
+    Transmission transmission(const std::vector<unsigned char> &bytes, Time due) const;
     const RecordedEvent &next() const { return m_recording.events[m_next]; }
     Time dueTime() const;
     bool hostHasSpoken(Time now);

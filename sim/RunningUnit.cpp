@@ -1,5 +1,6 @@
 #include "sim/RunningUnit.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <system_error>
@@ -16,6 +17,9 @@ namespace {
 // A process that was stopped, or a machine that slept, does not owe its host the samples of all
 // that time.
 constexpr Time kLongestGap = std::chrono::milliseconds(500);
+// In transmissions, of which the shortest are shorter than a sample: more than the kernel keeps for
+// a host that does not read.
+constexpr std::size_t kLongestQueue = 4096;
 // The kernel may be this late by default, half a sample at 1000 Hz with what the machine adds.
 constexpr unsigned long kTimerSlackNs = 10'000;
 // Between two looks whether the host has read everything.
@@ -268,6 +272,7 @@ void RunningUnit::hear(Time now)
         }
         more = received.mayHaveMore;
     }
+    countUnread();
 }
 
 void RunningUnit::speak(Time now)
@@ -278,6 +283,7 @@ void RunningUnit::speak(Time now)
             return;
         if (m_pty) {
             const Pty::Fate fate = m_pty->send(transmission->bytes, transmission->baud);
+            countUnread();
             count(fate, *transmission);
             if (m_recorder)
                 m_recorder->sent(*transmission, fate == Pty::Fate::Arrived);
@@ -295,7 +301,11 @@ void RunningUnit::count(Pty::Fate fate, const Transmission &transmission)
     switch (fate) {
     case Pty::Fate::Arrived:
         m_counters.sent += transmission.packets;
+        m_counters.samples += transmission.samples;
         m_counters.bytesSent += transmission.bytes.size();
+        m_arrivals.push_back({transmission.bytes.size(), transmission.samples});
+        if (m_arrivals.size() > kLongestQueue)
+            m_arrivals.pop_front();
         return;
     case Pty::Fate::Unheard:
         m_counters.unheard += transmission.packets;
@@ -306,6 +316,16 @@ void RunningUnit::count(Pty::Fate fate, const Transmission &transmission)
     case Pty::Fate::Overrun:
         m_counters.overrun += transmission.packets;
         return;
+    }
+}
+
+// What is unread is the end of what has arrived.
+void RunningUnit::countUnread()
+{
+    for (std::size_t left = m_pty->takeUnread(); left > 0 && !m_arrivals.empty();) {
+        m_counters.unread += m_arrivals.back().samples;
+        left -= std::min(left, m_arrivals.back().bytes);
+        m_arrivals.pop_back();
     }
 }
 

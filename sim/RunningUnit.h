@@ -8,6 +8,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -20,6 +21,8 @@ namespace sim {
 struct LineCounters
 {
     std::uint64_t sent = 0;    // intact into the host's input queue
+    std::uint64_t samples = 0; // data packets among those
+    std::uint64_t unread = 0;  // of the samples: the host closed before it had read all their bytes
     std::uint64_t skipped = 0; // data packets for which the line had no room
     std::uint64_t garbled = 0; // the host listened at another speed
     std::uint64_t unheard = 0; // nobody had the port open
@@ -73,6 +76,12 @@ protected:
     void wake() const;
 
 private:
+    struct Arrival
+    {
+        std::size_t bytes;
+        unsigned samples;
+    };
+
     void start();
     void run();
     void letGo(Time now);
@@ -83,6 +92,7 @@ private:
     std::optional<bool> followCable(Time now);
     void putBack(Time now);
     void count(Pty::Fate fate, const Transmission &transmission);
+    void countUnread();
     void sleepUntil(Time next, int master, int events) const;
     void makeLink();
     void removeLink();
@@ -99,6 +109,7 @@ private:
     std::condition_variable m_released;
     std::string m_link;
     LineCounters m_counters;
+    std::deque<Arrival> m_arrivals; // the last ones, as many as the queue may hold
     std::chrono::steady_clock::time_point m_epoch;
     Time m_lastServed{0};
 

@@ -20,10 +20,11 @@ bool Transmitter::hasRoom(std::size_t bytes, Time at) const
     return idleAt(at) - at + duration(bytes) <= duration(kBuffer);
 }
 
-void Transmitter::send(std::vector<unsigned char> bytes, unsigned packets, Time at)
+void Transmitter::send(std::vector<unsigned char> bytes, unsigned packets, Time at,
+                       unsigned samples)
 {
     m_idle = idleAt(at) + duration(bytes.size());
-    m_queue.push_back({std::move(bytes), m_baud, packets, m_idle});
+    m_queue.push_back({std::move(bytes), m_baud, packets, samples, m_idle});
 }
 
 std::optional<Transmission> Transmitter::take(Time now)

@@ -15,6 +15,7 @@ struct Transmission
     std::vector<unsigned char> bytes;
     std::uint32_t baud = 0; // the speed they were sent at
     unsigned packets = 0;   // that end in these bytes
+    unsigned samples = 0;   // data packets among them
     Time done{0};           // when the last stop bit was out
 };
 
@@ -37,7 +38,7 @@ public:
     std::uint32_t baud() const { return m_baud; }
 
     bool hasRoom(std::size_t bytes, Time at) const;
-    void send(std::vector<unsigned char> bytes, unsigned packets, Time at);
+    void send(std::vector<unsigned char> bytes, unsigned packets, Time at, unsigned samples = 0);
 
     // The next bytes that are out by `now`, in order.
     std::optional<Transmission> take(Time now);

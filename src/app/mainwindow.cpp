@@ -15,6 +15,7 @@
 #include "app/exception_report.h"
 #include "app/frame_pacer.h"
 #include "app/sample_text.h"
+#include "app/statistics.h"
 #include "app/thread_priority.h"
 #include "app/usb_ports.h"
 #include "calibration/magneto_calibration_dialog.h"
@@ -99,6 +100,8 @@ void MainWindow::createViews()
     m_rpyPlotter->attach(m_ui->graphicsView_rpy);
     connect(m_imu.get(), &imu::quaternionUpdated, m_rpyPlotter, &RpyPlotter::addQuaternion);
     connect(m_imu.get(), &imu::quaternionUpdated, m_ui->PoseWidget, &PoseGLWidget::setQuaternion);
+    if (Statistics::isWanted())
+        new Statistics(*m_imu, this);
 }
 
 // The device actions start enabled although nothing is connected: the warning explains more than a

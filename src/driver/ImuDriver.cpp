@@ -86,17 +86,25 @@ void imu::decodeReceived()
 {
     const boost::mutex::scoped_lock lock(m_lock);
     if (m_readSession == m_link.session())
-        decodePacket(m_framer.packet(), m_framer.length(), m_store, *this);
+        decode(m_framer.packet(), m_framer.length());
 }
 
 bool imu::processPacket(const unsigned char *packet, int length)
 {
     const boost::mutex::scoped_lock lock(m_lock);
-    return decodePacket(packet, length, m_store, *this);
+    return decode(packet, length);
+}
+
+bool imu::decode(const unsigned char *packet, int length)
+{
+    const bool intact = decodePacket(packet, length, m_store, *this);
+    (intact ? m_packets : m_damaged).add();
+    return intact;
 }
 
 void imu::quaternionDecoded(const std::array<float, 4> &xyzw)
 {
+    m_samples.add();
     emit quaternionUpdated(xyzw[0], xyzw[1], xyzw[2], xyzw[3]);
     m_streaming = true;
 }
@@ -142,6 +150,12 @@ int imu::readNBytes(int n, unsigned char *destination)
     if (!m_connected || n <= 0)
         return 0;
     return static_cast<int>(m_link.readSome(destination, static_cast<std::size_t>(n)));
+}
+
+LinkStatistics imu::statistics() const
+{
+    return {m_link.session(), m_link.discarded(), m_packets.value(), m_damaged.value(),
+            m_samples.value()};
 }
 
 void imu::waitForNBytes(int n)

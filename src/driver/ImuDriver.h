@@ -3,6 +3,7 @@
 #include "driver/commands.h"
 #include "driver/decoder.h"
 #include "driver/framer.h"
+#include "driver/link_statistics.h"
 #include "driver/sample_store.h"
 #include "driver/serial_link.h"
 
@@ -64,6 +65,9 @@ public:
     int readNBytes(int n, unsigned char *destination);
     // Spins until n bytes wait in the input queue or the port is closed.
     void waitForNBytes(int n);
+
+    // Any thread, without a lock.
+    LinkStatistics statistics() const;
 
     // Changes the speed on both ends and waits, without limit, for the device to stream again.
     bool setBaudRate(unsigned int baud);
@@ -163,6 +167,7 @@ private:
     void readHandler(const boost::system::error_code &error, unsigned long count);
     void armRead();
     void decodeReceived();
+    bool decode(const unsigned char *packet, int length);
 
     void quaternionDecoded(const std::array<float, 4> &xyzw) override;
     void magneticFieldDecoded(const std::array<float, 3> &xyz) override;
@@ -215,6 +220,11 @@ private:
 
     boost::asio::io_context m_context;
     SerialLink m_link;
+
+    // Counted under the driver's lock.
+    LinkCount m_packets;
+    LinkCount m_damaged;
+    LinkCount m_samples;
 
     // Reader thread only.
     unsigned char m_receiveByte = 0;

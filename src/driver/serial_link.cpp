@@ -23,6 +23,12 @@ bool wouldBlock(int error)
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
+std::size_t inputQueueSize(int fd)
+{
+    int count = 0;
+    return ::ioctl(fd, FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
 void awaitReady(int fd, short events)
 {
     pollfd request{fd, events, 0};
@@ -50,6 +56,7 @@ void SerialLink::open(const std::string &path, unsigned int baud)
     }
     // Until the speed was set the line ran at that of its last user; nothing read then is meant
     // for this one.
+    m_discarded.add(inputQueueSize(m_port.native_handle()));
     ::tcflush(m_port.native_handle(), TCIFLUSH);
 }
 
@@ -90,10 +97,7 @@ std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
 std::size_t SerialLink::bytesWaiting()
 {
     const boost::mutex::scoped_lock lock(m_mutex);
-    int count = 0;
-    if (!m_port.is_open() || ::ioctl(m_port.native_handle(), FIONREAD, &count) != 0)
-        return 0;
-    return static_cast<std::size_t>(count);
+    return m_port.is_open() ? inputQueueSize(m_port.native_handle()) : 0;
 }
 
 std::size_t SerialLink::writeSome(protocol::Bytes bytes)

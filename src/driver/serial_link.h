@@ -1,5 +1,6 @@
 #pragma once
 
+#include "driver/link_statistics.h"
 #include "driver/protocol.h"
 
 #include <boost/asio/buffer.hpp>
@@ -28,6 +29,8 @@ public:
     bool isOpen() const;
     // How often the port was opened.
     unsigned int session() const { return m_session; }
+    // What open() has dropped so far, in bytes.
+    std::uint64_t discarded() const { return m_discarded.value(); }
 
     // Starts a read of one byte and returns the session it belongs to. While the port is closed the
     // read fails at once, through the handler like any other.
@@ -53,4 +56,5 @@ private:
     mutable boost::mutex m_mutex;
     boost::asio::serial_port m_port; // guarded by m_mutex
     std::atomic<unsigned int> m_session{0};
+    LinkCount m_discarded; // counted under m_mutex
 };

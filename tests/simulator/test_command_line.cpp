@@ -35,15 +35,16 @@ void TestCommandLine::startsWithTheFactorySettings()
     QCOMPARE(line.configuration.calibrationPoints, 120u);
     QVERIFY(line.configuration.ports.empty());
     QVERIFY(line.configuration.command.empty());
+    QVERIFY(!line.configuration.statistics);
 }
 
 void TestCommandLine::readsTheUnit()
 {
     const Arguments arguments{
-        "--baud", "1500000",   "--line-baud", "460800",   "--rate",
-        "400",    "--outputs", "0x1FF",       "--motion", "tumble",
-        "--seed", "42",        "--serial",    "3054",     "--calibration-points",
-        "7",      "--link",    "/tmp/unit"};
+        "--baud", "1500000",   "--line-baud", "460800",      "--rate",
+        "400",    "--outputs", "0x1FF",       "--motion",    "tumble",
+        "--seed", "42",        "--serial",    "3054",        "--calibration-points",
+        "7",      "--link",    "/tmp/unit",   "--statistics"};
     const CommandLine line = sim::parseCommandLine(arguments);
     QCOMPARE(line.action, CommandLine::Action::Run);
     const sim::DeviceOptions &device = line.configuration.device;
@@ -56,6 +57,7 @@ void TestCommandLine::readsTheUnit()
     QCOMPARE(device.serialNumber, 3054u);
     QCOMPARE(line.configuration.calibrationPoints, 7u);
     QCOMPARE(line.configuration.link, std::string("/tmp/unit"));
+    QVERIFY(line.configuration.statistics);
 }
 
 void TestCommandLine::readsFaults()

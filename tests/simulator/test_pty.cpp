@@ -68,6 +68,8 @@ private slots:
     void doesNotHearAnEndedSessionAtAnotherSpeed();
     void sendsNothingWhileClosed();
     void keepsNothingForTheNextSession();
+    void countsTheSamplesLeftUnread_data();
+    void countsTheSamplesLeftUnread();
     void countsTwoHosts();
     void losesWhatTheHostDoesNotRead();
     void losesNothingAtFullOutput();
@@ -187,6 +189,36 @@ void TestPty::keepsNothingForTheNextSession()
     ::ioctl(fd, FIONREAD, &count);
     ::close(fd);
     QVERIFY2(count < 300, qPrintable(QString::number(count)));
+}
+
+void TestPty::countsTheSamplesLeftUnread_data()
+{
+    QTest::addColumn<int>("bytesRead");
+    QTest::addColumn<int>("samplesRead");
+    QTest::newRow("nothing") << 0 << 0;
+    QTest::newRow("part of one") << 92 << 0;
+    QTest::newRow("one") << 93 << 1;
+    QTest::newRow("ten and a byte") << 931 << 10;
+}
+
+// One that was read but for its last byte is of no use to the host.
+void TestPty::countsTheSamplesLeftUnread()
+{
+    QFETCH(const int, bytesRead);
+    QFETCH(const int, samplesRead);
+    sim::RunningDevice device(quiet());
+    Host host(device.path(), B115200);
+    setOutputs(device, 0x7F);
+    QVERIFY(eventually([&] { return unread(host) > 1000; }));
+    setOutputs(device, 0);
+    QVERIFY(eventually([&] { return unread(host) == int(device.counters().bytesSent); }));
+    Bytes read(static_cast<std::size_t>(bytesRead));
+    QCOMPARE(::read(host.fd(), read.data(), read.size()), ssize_t(bytesRead));
+    host.close();
+    QVERIFY(eventually([&] { return !device.isOpenedByHost(); }));
+    const sim::LineCounters line = device.counters();
+    QCOMPARE(line.samples, line.sent);
+    QCOMPARE(line.samples - line.unread, std::uint64_t(samplesRead));
 }
 
 // Two opens in a row must not pass for one, nor two closes.

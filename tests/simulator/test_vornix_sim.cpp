@@ -106,6 +106,7 @@ private slots:
     void endsWithItsCommand();
     void showsItsPortsToTheCommand();
     void passesASignalOn();
+    void tellsStatisticsAtTheEnd();
     void runsASanitizedCommand();
     void replaysWhatItRecorded_data();
     void replaysWhatItRecorded();
@@ -235,6 +236,16 @@ void TestVornixSim::passesASignalOn()
     QCOMPARE(sim.path(), std::string("ready"));
     sim.signal(SIGTERM);
     QVERIFY(sim.endsWith(5));
+}
+
+void TestVornixSim::tellsStatisticsAtTheEnd()
+{
+    const Outcome outcome = run({u"--statistics"_s, u"--silent"_s, u"--port"_s, u"ttyUSB0"_s,
+                                 u"--port"_s, u"ttyACM3"_s, u"--"_s, u"true"_s});
+    QCOMPARE(outcome.status, 0);
+    const QString none =
+        u"sent=0 samples=0 unread=0 skipped=0 garbled=0 unheard=0 overrun=0 bytes=0\n"_s;
+    QCOMPARE(outcome.err, u"vornix-sim: ttyUSB0: "_s + none + u"vornix-sim: ttyACM3: "_s + none);
 }
 
 // In a sanitizers' build this program is one itself; otherwise it is like any other.
