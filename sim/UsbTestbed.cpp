@@ -49,6 +49,12 @@ std::string records(const std::string &name)
 
 // Left to itself the testbed refuses every ioctl on its ports, and Asio cannot even make one
 // non-blocking: let the caller's own kernel answer.
+//
+// This takes the place of what refuses them, instead of being attached to each port: whoever has a
+// port of which the testbed holds a server of its own asks that server for every read as well, and
+// at full rate a byte may not take that long.
+constexpr const char *kUnattached = "_default";
+
 gboolean runForReal(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer)
 {
     GError *error = nullptr;
@@ -68,6 +74,10 @@ UsbTestbed::UsbTestbed()
     , m_ioctls(umockdev_ioctl_base_new())
 {
     g_signal_connect(m_ioctls, "handle-ioctl", G_CALLBACK(runForReal), nullptr);
+    std::filesystem::remove(root() + "/ioctl/" + kUnattached);
+    GError *error = nullptr;
+    if (!umockdev_testbed_attach_ioctl(m_testbed, kUnattached, m_ioctls, &error))
+        fail("cannot serve ioctls", error);
 }
 
 UsbTestbed::~UsbTestbed()
@@ -92,9 +102,6 @@ void UsbTestbed::addAdapter(const std::string &name)
     GError *error = nullptr;
     if (!umockdev_testbed_add_from_string(m_testbed, records(name).c_str(), &error))
         fail("cannot add " + name, error);
-    const std::string node = "/dev/" + name;
-    if (!umockdev_testbed_attach_ioctl(m_testbed, node.c_str(), m_ioctls, &error))
-        fail("cannot serve " + name, error);
     m_units.at(name)->setLink(root() + "/dev/" + name);
 }
 

@@ -2,7 +2,11 @@
 
 #include "driver/ImuDriver.h"
 #include "sim/UsbTestbed.h"
+#include "tests/simulator/host.h"
 #include "tests/support/test_main.h"
+
+#include <sys/ioctl.h>
+#include <sys/resource.h>
 
 #include <boost/make_shared.hpp>
 
@@ -18,6 +22,7 @@ class TestUsbTestbed : public QObject
 private slots:
     void initTestCase();
     void isListedAndOpens();
+    void isReadWithoutAskingTheTestbed();
 
 private:
     // A quaternion arrives within five seconds; the getter hands each out once.
@@ -35,6 +40,21 @@ QStringList listedPorts()
         names << port.portName();
     names.sort();
     return names;
+}
+
+int unread(const Host &host)
+{
+    int count = 0;
+    ::ioctl(host.fd(), FIONREAD, &count);
+    return count;
+}
+
+// How often this thread has waited for something.
+long waits()
+{
+    rusage usage{};
+    ::getrusage(RUSAGE_THREAD, &usage);
+    return usage.ru_nvcsw;
 }
 
 } // namespace
@@ -77,6 +97,28 @@ void TestUsbTestbed::isListedAndOpens()
     m_driver->getQuaternion();
     QVERIFY(streams());
     m_driver->disconnect();
+}
+
+// At full rate a byte may take ten microseconds, which is too little for a question to another
+// thread. Waiting for the answer would show.
+void TestUsbTestbed::isReadWithoutAskingTheTestbed()
+{
+    constexpr int kBytes = 1000;
+    sim::UsbTestbed testbed;
+    sim::DeviceOptions options;
+    options.settings.baud = 921600;
+    options.settings.rateHz = 1000;
+    testbed.plug("ttyUSB0", options);
+    Host host("/dev/ttyUSB0", B921600);
+    QVERIFY(eventually([&] { return unread(host) > kBytes; }));
+
+    const long before = waits();
+    for (int i = 0; i < kBytes; ++i) {
+        unsigned char byte = 0;
+        QCOMPARE(::read(host.fd(), &byte, 1), ssize_t(1));
+    }
+    const long waited = waits() - before;
+    QVERIFY2(waited < kBytes / 10, qPrintable(QString::number(waited)));
 }
 
 VORNIX_TEST_MAIN(TestUsbTestbed, QCoreApplication)

@@ -102,9 +102,16 @@ class Bus:
 
     def press_key(self, symbol):
         """One key stroke to whichever window has the keyboard."""
+        self._generate("GenerateKeyboardEvent", "(isu)", symbol, "", _KEY_SYMBOL)
+
+    def mouse(self, event, x, y):
+        """Moves the pointer to that place of the screen and does something there: "abs" nothing
+        else, "b1p" presses button 1, "b1r" releases it, "b4c" clicks 4, the wheel's way up."""
+        self._generate("GenerateMouseEvent", "(iis)", int(x), int(y), event)
+
+    def _generate(self, method, signature, *arguments):
         self.call(_REGISTRY, "/org/a11y/atspi/registry/deviceeventcontroller",
-                  "org.a11y.atspi.DeviceEventController", "GenerateKeyboardEvent",
-                  "(isu)", symbol, "", _KEY_SYMBOL)
+                  "org.a11y.atspi.DeviceEventController", method, signature, *arguments)
 
     def _widget(self, owner, path):
         return Widget(self, owner, path)
@@ -133,8 +140,18 @@ class Widget:
         except GLib.Error:
             return f"widget {self._path} (gone)"
 
+    def __eq__(self, other):
+        return (self._owner, self._path) == (other._owner, other._path)
+
+    def __hash__(self):
+        return hash((self._owner, self._path))
+
     def _call(self, interface, method, signature=None, *arguments):
         return self._bus.call(self._owner, self._path, interface, method, signature, *arguments)
+
+    def seen_by(self, bus):
+        """The same widget, asked over another connection."""
+        return Widget(bus, self._owner, self._path)
 
     @property
     def name(self):

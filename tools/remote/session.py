@@ -177,6 +177,10 @@ class Program:
 
         return wait_until(look, f"{pattern!r} after {menu}")
 
+    def shows(self, window):
+        """Whether that is still one of its windows."""
+        return window in self._application.children()
+
     def descendant(self, name):
         """The process of that name that the started command started; None if there is none."""
         pending = [self._process.pid]
