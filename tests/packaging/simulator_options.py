@@ -123,7 +123,8 @@ class Files(unittest.TestCase):
         return complete(*words, directory=self.directory)
 
     def test_are_offered_where_a_file_is_meant(self):
-        self.assertEqual(self.complete("--link", "a-"), ["a-file"])
+        for option in ("--link", "--record", "--replay"):
+            self.assertEqual(self.complete(option, "a-"), ["a-file"])
         self.assertEqual(self.complete("a-"), [])
 
     def test_are_arguments_of_the_command(self):
