@@ -35,12 +35,14 @@ class ProgramCase(unittest.TestCase):
 
     def setUp(self):
         self.desktop = self.enterContext(session.Desktop())
-        self.program = self.desktop.start(
-            [BIN / "vornix-sim", *self.device, "--", BIN / "vornix"])
+        self.program = self.desktop.start(self.command())
         self.window = self.program.window
         self.status = self.window.find("label", re.compile("^(Status: )?Not connected$"))
         self.rate = self.window.find("label", re.compile("^Data Rate: 0 Hz$|^Receiving 0 Hz$"))
         self.addCleanup(self._show_output_of_failure)
+
+    def command(self):
+        return [BIN / "vornix-sim", *self.device, "--", BIN / "vornix"]
 
     def _show_output_of_failure(self):
         outcome = self._outcome.result

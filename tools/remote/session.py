@@ -45,8 +45,11 @@ def enter():
 class Desktop:
     def __enter__(self):
         self._programs = []
+        # Where the accessibility bus goes by itself.
+        sockets = os.environ.get("XDG_RUNTIME_DIR", tempfile.gettempdir())
         self._message_bus = subprocess.Popen(
-            ["dbus-daemon", "--session", "--nofork", "--print-address=1"],
+            ["dbus-daemon", "--session", "--nofork", "--print-address=1",
+             f"--address=unix:tmpdir={sockets}"],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._message_bus.stdout.readline().strip()
         self._window_manager = subprocess.Popen(
