@@ -23,13 +23,29 @@ function(vornix_bench name)
     add_dependencies(bench run_${name})
 endfunction()
 
-# Orders the runs: each waits for every program to be built and for the run before it. Call it once,
+# vornix_bench_script(NAME): runs NAME.py, which uses the built program from outside.
+function(vornix_bench_script name)
+    add_custom_target(run_${name}
+        COMMAND ${CMAKE_COMMAND} -E env "VORNIX_BIN=${CMAKE_BINARY_DIR}/bin"
+            ${VORNIX_PYTHON} -B ${CMAKE_CURRENT_SOURCE_DIR}/${name}.py
+        WORKING_DIRECTORY ${CMAKE_BINARY_DIR} USES_TERMINAL VERBATIM)
+    add_dependencies(run_${name} vornix vornix-sim)
+    set_property(GLOBAL APPEND PROPERTY VORNIX_BENCH_SCRIPTS ${name})
+    add_dependencies(bench run_${name})
+endfunction()
+
+# Orders the runs, programs before scripts: each waits for every program to be built and for the run before it. Call it once,
 # after the last vornix_bench().
 function(vornix_bench_finish)
     get_property(benches GLOBAL PROPERTY VORNIX_BENCHES)
     set(previous "")
     foreach(name IN LISTS benches)
         add_dependencies(run_${name} ${benches} ${previous})
+        set(previous run_${name})
+    endforeach()
+    get_property(scripts GLOBAL PROPERTY VORNIX_BENCH_SCRIPTS)
+    foreach(name IN LISTS scripts)
+        add_dependencies(run_${name} ${previous})
         set(previous run_${name})
     endforeach()
 endfunction()
