@@ -32,6 +32,18 @@ def skip(reason):
     sys.exit(SKIPPED)
 
 
+def skip_unless_reachable():
+    """Ends the script if this machine cannot get at its archive now, as on a train."""
+    _, sources = _sources()
+    _, archive, release, _ = sources.split()[:4]
+    with tempfile.TemporaryDirectory() as directory:
+        fetched = subprocess.run(
+            ["/usr/lib/apt/apt-helper", "download-file", f"{archive}dists/{release}/InRelease",
+             f"{directory}/InRelease"], stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, text=True)
+    if fetched.returncode != 0:
+        skip(f"the archive cannot be reached: {fetched.stderr.strip()}")
+
+
 def enter_namespace():
     """Returns in a mount namespace of this script's own, so that no mount outlives it, whatever
     becomes of it; or where it was, if that is not allowed, as in many containers."""
@@ -121,4 +133,5 @@ def main():
 if __name__ == "__main__":
     skip_unless_possible()
     enter_namespace()
+    skip_unless_reachable()
     main()
