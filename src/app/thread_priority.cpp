@@ -1,5 +1,7 @@
 #include "app/thread_priority.h"
 
+#include <algorithm>
+
 #include <pthread.h>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -9,6 +11,8 @@
 void becomeBackgroundThread(const char *name)
 {
     constexpr int kNice = 10;
-    ::setpriority(PRIO_PROCESS, static_cast<id_t>(::gettid()), kNice);
+    const auto thread = static_cast<id_t>(::gettid());
+    // A program that was itself started nicer than that stays so.
+    ::setpriority(PRIO_PROCESS, thread, std::max(kNice, ::getpriority(PRIO_PROCESS, thread)));
     pthread_setname_np(pthread_self(), name);
 }
