@@ -7,12 +7,15 @@ A program that waits for its device answers here only now and then. So questions
 time: a look at a whole window costs one round trip for each level of its widgets.
 """
 
+import os
 import time
 from typing import NamedTuple
 
 from gi.repository import Gio, GLib
 
 DEADLINE_S = 60.0
+# Slow machines and slow builds: every deadline is so many times longer.
+PATIENCE = float(os.environ.get("VORNIX_PATIENCE", "1"))
 POLL_S = 0.05
 
 _ACCESSIBLE = "org.a11y.atspi.Accessible"
@@ -36,6 +39,7 @@ KEY_HOME, KEY_DOWN, KEY_RETURN, KEY_ESCAPE = 0xFF50, 0xFF54, 0xFF0D, 0xFF1B
 
 def wait_until(condition, what, timeout_s=DEADLINE_S):
     """The first true value of condition(); TimeoutError naming `what` if there is none in time."""
+    timeout_s *= PATIENCE
     deadline = time.monotonic() + timeout_s
     while True:
         value = condition()

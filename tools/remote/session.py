@@ -19,7 +19,7 @@ import time
 
 from gi.repository import GLib
 
-from .accessibility import DEADLINE_S, Bus, wait_until
+from .accessibility import DEADLINE_S, PATIENCE, Bus, wait_until
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 _DIALOG_ROLES = ("dialog", "alert message")
@@ -205,7 +205,7 @@ class Program:
 
     def wait(self, timeout_s=DEADLINE_S):
         """The exit status."""
-        return self._process.wait(timeout_s)
+        return self._process.wait(timeout_s * PATIENCE)
 
     def kill(self):
         if self.running:
