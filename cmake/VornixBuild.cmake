@@ -28,6 +28,14 @@ elseif(VORNIX_SANITIZE STREQUAL "thread")
 elseif(VORNIX_SANITIZE)
     message(FATAL_ERROR "VORNIX_SANITIZE is \"${VORNIX_SANITIZE}\": use address, thread or nothing")
 endif()
+if(VORNIX_COVERAGE)
+    # Threads count the same lines at once; a program that ends without destructors has to say so.
+    add_library(vornix_coverage STATIC ${PROJECT_SOURCE_DIR}/cmake/coverage_exit.cpp)
+    target_compile_options(vornix_flags INTERFACE --coverage -fprofile-update=atomic)
+    target_link_options(vornix_flags INTERFACE --coverage
+        LINKER:--wrap=_exit LINKER:--wrap=_Exit LINKER:--wrap=abort)
+    target_link_libraries(vornix_flags INTERFACE vornix_coverage)
+endif()
 if(VORNIX_FUZZ)
     # Every finding ends the run, and so does a container of the standard library that is misused.
     target_compile_options(vornix_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined
