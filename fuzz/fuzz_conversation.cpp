@@ -68,8 +68,8 @@ public:
             try {
                 operate(choice);
             } catch (const GaveUp &) {
-            } catch (const boost::system::system_error &) {
-                FUZZ_CHECK(m_mayFail); // a speed the port does not know
+            } catch (const boost::system::system_error &error) {
+                FUZZ_CHECK(m_mayFail && std::string(error.what()).starts_with("set_option"));
             }
             m_mayFail = false;
             open();
@@ -169,7 +169,9 @@ private:
         constexpr std::array<unsigned, 7> kSpeeds{57600,  115200,  230400, 460800,
                                                   921600, 1000000, 12345};
         const int quaternions = m_model.quaternions;
-        m_mayFail = m_first % kSpeeds.size() == kSpeeds.size() - 1;
+        // The port may know neither the speed asked for nor the one the device reported as its own,
+        // to which the driver goes back for another try.
+        m_mayFail = true;
         if (m_driver.setBaudRate(kSpeeds[m_first % kSpeeds.size()]))
             FUZZ_CHECK(everArrived(7) && received(7) != 0);
         FUZZ_CHECK(m_model.quaternions > quaternions);

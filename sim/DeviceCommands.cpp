@@ -150,8 +150,15 @@ bool Device::store(unsigned char parameter, Bytes value)
 Device::Payload Device::get(Bytes payload) const
 {
     Payload answer;
-    for (const unsigned char parameter : payload.subspan(1))
+    for (const unsigned char parameter : payload.subspan(1)) {
+        const std::size_t size = answer.size();
         appendParameter(answer, parameter);
+        // A host drops a longer packet whole.
+        if (answer.size() > kMaxPacketSize - kFrameSize) {
+            answer.resize(size);
+            break;
+        }
+    }
     return answer;
 }
 

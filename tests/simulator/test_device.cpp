@@ -46,6 +46,7 @@ private slots:
     void answersCommands();
     void dropsWhatIsNoCommand_data();
     void dropsWhatIsNoCommand();
+    void answersOnlyWhatFitsIntoOnePacket();
 };
 
 void TestDevice::answersCommands_data()
@@ -113,6 +114,22 @@ void TestDevice::dropsWhatIsNoCommand()
     // The next command is found right behind.
     QCOMPARE(answerTo(device, {0x53, 0x43, 0x07, 0x00, 0x13, 0x13, 0x00}),
              (Bytes{0x53, 0x47, 0x08, 0x00, 0x13, 0x01, 0x14, 0x00}));
+}
+
+// A hundred times the magnetometer calibration, 49 bytes each: a host drops packets of more than
+// 4096 bytes.
+void TestDevice::answersOnlyWhatFitsIntoOnePacket()
+{
+    Bytes command{0x53, 0x43, 0x6B, 0x00, 0x0C};
+    command.resize(5 + 100, 0x0F);
+    command.push_back(0xE8); // 12 + 100 * 15
+    command.push_back(0x05);
+    sim::Device device(quiet());
+    device.receive(command, device.lineBaud(), kAwake);
+    const Bytes answer = spoken(device, kAwake + 1s);
+    QCOMPARE(answer.size(), std::size_t(6 + 83 * 49));
+    QCOMPARE(Bytes(answer.begin(), answer.begin() + 5), (Bytes{0x53, 0x47, 0xE9, 0x0F, 0x0F}));
+    QCOMPARE(answer[4 + 82 * 49], static_cast<unsigned char>(0x0F));
 }
 
 QTEST_APPLESS_MAIN(TestDevice)
