@@ -33,7 +33,7 @@ if(VORNIX_COVERAGE)
     add_library(vornix_coverage STATIC ${PROJECT_SOURCE_DIR}/cmake/coverage_exit.cpp)
     target_compile_options(vornix_flags INTERFACE --coverage -fprofile-update=atomic)
     target_link_options(vornix_flags INTERFACE --coverage
-        LINKER:--wrap=_exit LINKER:--wrap=_Exit LINKER:--wrap=abort)
+        LINKER:--wrap=_exit LINKER:--wrap=_Exit)
     target_link_libraries(vornix_flags INTERFACE vornix_coverage)
 endif()
 if(VORNIX_FUZZ)

@@ -1,15 +1,14 @@
-// Linked into every program of a coverage build, with --wrap for these three: what a program counted
+// Linked into every program of a coverage build, with --wrap for these two: what a program counted
 // is written when it ends normally, and most of ours end without: readers never stop, and the main
 // window's worker ends with the process.
 //
-// What a signal ends (SIGKILL, a crash) still counts nothing.
+// What a signal ends (an abort, SIGKILL, a crash) still counts nothing.
 
 extern "C" {
 
 void __gcov_dump();
 [[noreturn]] void __real__exit(int status);
 [[noreturn]] void __real__Exit(int status);
-[[noreturn]] void __real_abort();
 
 [[noreturn]] void __wrap__exit(int status)
 {
@@ -21,12 +20,6 @@ void __gcov_dump();
 {
     __gcov_dump();
     __real__Exit(status);
-}
-
-[[noreturn]] void __wrap_abort()
-{
-    __gcov_dump();
-    __real_abort();
 }
 
 } // extern "C"
