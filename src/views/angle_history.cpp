@@ -15,6 +15,30 @@ float unwrapped(float angleDeg, float previousDeg)
     return turnDown > turnUp ? angleDeg + kTurn : angleDeg - kTurn;
 }
 
+namespace {
+
+// In lanes, as a comparison that waits for the one before it would take most of the time.
+float largestMagnitude(std::span<const float> samples, float floor)
+{
+    constexpr std::size_t kLanes = 16;
+    std::array<float, kLanes> largest;
+    largest.fill(floor);
+    std::size_t i = 0;
+    for (; i + kLanes <= samples.size(); i += kLanes) {
+        for (std::size_t lane = 0; lane < kLanes; ++lane) {
+            const float magnitude = std::fabs(samples[i + lane]);
+            largest[lane] = magnitude > largest[lane] ? magnitude : largest[lane];
+        }
+    }
+    for (; i < samples.size(); ++i) {
+        const float magnitude = std::fabs(samples[i]);
+        largest[0] = magnitude > largest[0] ? magnitude : largest[0];
+    }
+    return *std::max_element(largest.begin(), largest.end());
+}
+
+} // namespace
+
 AngleHistory::AngleHistory(int capacity)
 {
     resize(capacity);
@@ -46,18 +70,11 @@ AngleHistory::append(const std::array<float, kSeries> &anglesDeg)
     return stored;
 }
 
-// Each series has its own running maximum: three short chains of comparisons, not one long one.
 float AngleHistory::largestMagnitude(float floor) const
 {
-    std::array<float, kSeries> largest{};
-    const std::array buffers{samples(0).data(), samples(1).data(), samples(2).data()};
-    for (int i = 0; i < m_count; ++i) {
-        for (std::size_t s = 0; s < largest.size(); ++s) {
-            const float magnitude = std::fabs(buffers[s][i]);
-            largest[s] = magnitude > largest[s] ? magnitude : largest[s];
-        }
-    }
-    return std::max({floor, largest[0], largest[1], largest[2]});
+    for (int series = 0; series < kSeries; ++series)
+        floor = ::largestMagnitude(samples(series), floor);
+    return floor;
 }
 
 void AngleHistory::clear()

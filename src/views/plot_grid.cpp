@@ -9,7 +9,8 @@ constexpr int kVerticalStep = 10;
 constexpr int kVerticalMajorStep = 100;
 constexpr int kSmallestStep = 10;
 constexpr float kHorizontalLines = 12.0F;
-constexpr float kLargestRange = 1e9F; // below it every line is an int, doubled too
+constexpr int kMostHorizontalLines = 24; // as the step is rounded down, and one more each way
+constexpr float kLargestRange = 1e9F;    // below it every line is an int, doubled too
 
 void addLine(QPainterPath &path, QPointF from, QPointF to)
 {
@@ -57,6 +58,7 @@ int horizontalStep(float yMin, float yMax)
 PlotGrid plotGrid(const PlotRange &range)
 {
     PlotGrid grid;
+    grid.minor.reserve(2 * (range.history / kVerticalStep + kMostHorizontalLines));
     addVerticalLines(grid, range);
     addHorizontalLines(grid, range);
     return grid;

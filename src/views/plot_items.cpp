@@ -1,6 +1,5 @@
 #include "views/plot_items.h"
 
-#include <algorithm>
 #include <cmath>
 
 #include <QGraphicsView>
@@ -8,22 +7,6 @@
 #include <QPen>
 
 #include "views/polyline_strips.h"
-
-namespace {
-
-bool isFinite(float value)
-{
-    return std::isfinite(value);
-}
-
-void keepFinite(QPolygonF &points)
-{
-    if (!std::isfinite(points.first().y()))
-        points.first().setY(0.0);
-    points.removeIf([](const QPointF &point) { return !std::isfinite(point.y()); });
-}
-
-} // namespace
 
 void BoundedPathItem::setBounds(const QRectF &bounds)
 {
@@ -116,17 +99,8 @@ void SeriesItem::setSamples(std::span<const float> samples, const QRectF &bounds
     // Let go of the old path first: ours is then the only one left, is rebuilt in its own memory,
     // and the item does not compare two paths vertex by vertex to find that they differ.
     setPath(QPainterPath());
-    if (samples.empty())
-        return;
-    m_points.resize(static_cast<qsizetype>(samples.size()));
-    QPointF *point = m_points.data();
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        point[i] = {static_cast<qreal>(i), static_cast<qreal>(samples[i])};
-    if (!std::all_of(samples.begin(), samples.end(), isFinite))
-        keepFinite(m_points);
-    m_samples.clear();
-    m_samples.addPolygon(m_points);
-    setPath(m_samples);
+    if (!samples.empty())
+        setPath(m_samples.update(samples));
 }
 
 void SeriesItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)

@@ -10,6 +10,8 @@
 #include <QPolygonF>
 #include <QTransform>
 
+#include "views/scrolling_path.h"
+
 // A path item that is told its bounds. The stock item finds them by stroking the whole path with
 // its pen, at every change: more work than everything else a sample costs.
 class BoundedPathItem : public QGraphicsPathItem
@@ -66,8 +68,7 @@ private:
     QPixmap m_picture;
 };
 
-// One curve of the plot: sample i at x = i, y = its value. A value that is not finite has no
-// vertex; in the first place it counts as 0, as in any QPainterPath.
+// One curve of the plot: sample i at x = i, y = its value.
 class SeriesItem : public BoundedPathItem
 {
 public:
@@ -78,6 +79,6 @@ public:
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
 private:
-    QPainterPath m_samples;
+    ScrollingPath m_samples;
     QPolygonF m_points; // scratch, kept for its memory
 };
