@@ -6,6 +6,7 @@
 #include "driver/ImuDriver.h"
 #include "tests/support/pty_port.h"
 
+#include <boost/asio/serial_port.hpp>
 #include <boost/make_shared.hpp>
 
 #include <atomic>

@@ -1,10 +1,9 @@
 #include "driver/ImuDriver.h"
 
-#include <boost/asio/placeholders.hpp>
-#include <boost/bind/bind.hpp>
 #include <boost/make_shared.hpp>
 
 #include <QDebug>
+#include <QMetaMethod>
 
 #include <algorithm>
 #include <limits>
@@ -62,8 +61,9 @@ void imu::armRead()
 {
     const unsigned int session = m_link.asyncReadByte(
         m_receiveByte,
-        boost::bind(&imu::readHandler, shared_from_this(), boost::asio::placeholders::error,
-                    boost::asio::placeholders::bytes_transferred));
+        [self = shared_from_this()](const boost::system::error_code &error, std::size_t count) {
+            self->readHandler(error, count);
+        });
     // Closed and opened again while no read was under way to fail: what the old line began, the new
     // one does not go on with.
     if (session != m_readSession)
@@ -105,18 +105,31 @@ bool imu::decode(const unsigned char *packet, int length)
 void imu::quaternionDecoded(const std::array<float, 4> &xyzw)
 {
     m_samples.add();
-    emit quaternionUpdated(xyzw[0], xyzw[1], xyzw[2], xyzw[3]);
+    if (m_quaternionHeard)
+        emit quaternionUpdated(xyzw[0], xyzw[1], xyzw[2], xyzw[3]);
     m_streaming = true;
 }
 
 void imu::magneticFieldDecoded(const std::array<float, 3> &xyz)
 {
-    emit MagneticFieldUpdated(xyz[0], xyz[1], xyz[2]);
+    if (m_magneticFieldHeard)
+        emit MagneticFieldUpdated(xyz[0], xyz[1], xyz[2]);
 }
 
 void imu::magneticFieldRawDecoded(const std::array<float, 3> &xyz)
 {
-    emit MagneticFieldRawUpdated(xyz[0], xyz[1], xyz[2]);
+    if (m_magneticFieldRawHeard)
+        emit MagneticFieldRawUpdated(xyz[0], xyz[1], xyz[2]);
+}
+
+void imu::connectNotify(const QMetaMethod &signal)
+{
+    if (signal == QMetaMethod::fromSignal(&imu::quaternionUpdated))
+        m_quaternionHeard = true;
+    else if (signal == QMetaMethod::fromSignal(&imu::MagneticFieldUpdated))
+        m_magneticFieldHeard = true;
+    else if (signal == QMetaMethod::fromSignal(&imu::MagneticFieldRawUpdated))
+        m_magneticFieldRawHeard = true;
 }
 
 // --- Link --------------------------------------------------------------------------------------

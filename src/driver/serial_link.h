@@ -3,9 +3,9 @@
 #include "driver/link_statistics.h"
 #include "driver/protocol.h"
 
+#include <boost/asio/basic_serial_port.hpp>
 #include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
-#include <boost/asio/serial_port.hpp>
 #include <boost/thread/mutex.hpp>
 
 #include <atomic>
@@ -54,7 +54,8 @@ public:
 
 private:
     mutable boost::mutex m_mutex;
-    boost::asio::serial_port m_port; // guarded by m_mutex
+    // On the context itself, not on any executor: a read then asks no one how to run its handler.
+    boost::asio::basic_serial_port<boost::asio::io_context::executor_type> m_port; // under m_mutex
     std::atomic<unsigned int> m_session{0};
     LinkCount m_discarded; // counted under m_mutex
 };

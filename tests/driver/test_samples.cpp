@@ -1,6 +1,8 @@
 #include "tests/driver/scripted_driver.h"
 
+#include <QSignalSpy>
 #include <QTest>
+#include <QTimer>
 
 #include <functional>
 #include <limits>
@@ -45,6 +47,8 @@ private slots:
     void laterPacketReplacesTheSample();
     void damagedPacketChangesNothing();
     void signalsCarryTheBlocks();
+    void signalsReachWhoeverConnectsLater_data();
+    void signalsReachWhoeverConnectsLater();
     void rawFieldIsTraced();
     void syncIsAStub();
     void processPacketSaysWhetherItWasIntact();
@@ -254,6 +258,41 @@ void TestSamples::signalsCarryTheBlocks()
     script.driver.disconnect();
     script.feed(bytes::quaternionPacket(1, 2, 3, 4) + bytes::quaternionPacket(1, 2, 3, 4));
     QCOMPARE(heard.size(), 2);
+}
+
+void TestSamples::signalsReachWhoeverConnectsLater_data()
+{
+    QTest::addColumn<QByteArray>("signal");
+    QTest::addColumn<QByteArray>("block");
+    QTest::newRow("quaternion") << QByteArray(SIGNAL(quaternionUpdated(float, float, float, float)))
+                                << code(2) + floats({1, 2, 3, 4});
+    QTest::newRow("field") << QByteArray(SIGNAL(MagneticFieldUpdated(float, float, float)))
+                           << code(6) + floats({1, 2, 3});
+    QTest::newRow("raw field") << QByteArray(SIGNAL(MagneticFieldRawUpdated(float, float, float)))
+                               << code(14) + floats({1, 2, 3});
+}
+
+// A signal that nobody is connected to is not emitted: whatever way of connecting has to be
+// noticed.
+void TestSamples::signalsReachWhoeverConnectsLater()
+{
+    QFETCH(QByteArray, signal);
+    QFETCH(QByteArray, block);
+    {
+        ScriptedDriver script;
+        script.feed(packet('D', block));
+        QSignalSpy spy(&script.driver, signal.constData());
+        script.feed(packet('D', block));
+        QCOMPARE(spy.size(), 1);
+    }
+    {
+        ScriptedDriver script;
+        script.feed(packet('D', block));
+        QTimer receiver;
+        QObject::connect(&script.driver, signal.constData(), &receiver, SLOT(start()));
+        script.feed(packet('D', block));
+        QVERIFY(receiver.isActive());
+    }
 }
 
 void TestSamples::rawFieldIsTraced()
