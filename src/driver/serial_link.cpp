@@ -1,5 +1,6 @@
 #include "driver/serial_link.h"
 
+#include <array>
 #include <cerrno>
 #include <poll.h>
 #include <sys/ioctl.h>
@@ -12,6 +13,8 @@ namespace {
 
 // Long enough to cost nothing while a port is blocked, short enough to notice that it was closed.
 constexpr int kPollSliceMs = 100;
+// More than any port holds: a line that never pauses does not keep it from being opened.
+constexpr std::size_t kLongestQueue = 1 << 20;
 
 [[noreturn]] void fail(int error, const char *where)
 {
@@ -27,6 +30,22 @@ std::size_t inputQueueSize(int fd)
 {
     int count = 0;
     return ::ioctl(fd, FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+// Reads instead of flushing, so that what is dropped is counted to the last byte. Polling brings
+// over what the kernel has not put into the queue yet.
+std::size_t drain(int fd)
+{
+    std::array<unsigned char, 4096> dropped;
+    std::size_t total = 0;
+    pollfd request{fd, POLLIN, 0};
+    while (total<kLongestQueue && ::poll(&request, 1, 0)> 0) {
+        const ssize_t count = ::read(fd, dropped.data(), dropped.size());
+        if (count <= 0)
+            break;
+        total += static_cast<std::size_t>(count);
+    }
+    return total;
 }
 
 void awaitReady(int fd, short events)
@@ -56,8 +75,7 @@ void SerialLink::open(const std::string &path, unsigned int baud)
     }
     // Until the speed was set the line ran at that of its last user; nothing read then is meant
     // for this one.
-    m_discarded.add(inputQueueSize(m_port.native_handle()));
-    ::tcflush(m_port.native_handle(), TCIFLUSH);
+    m_discarded.add(drain(m_port.native_handle()));
 }
 
 void SerialLink::close()

@@ -15,12 +15,15 @@ VORNIX_SOAK_SECONDS and VORNIX_SOAK_SEED say how long and which course; bench/so
 """
 
 import contextlib
+import itertools
+import math
 import os
 import pathlib
 import random
 import re
 import statistics
 import subprocess
+import sys
 import threading
 import time
 import xml.etree.ElementTree
@@ -28,7 +31,7 @@ from unittest import mock
 
 import support
 from remote import session
-from remote.accessibility import KEY_ESCAPE, KEY_RETURN, Bus, wait_until
+from remote.accessibility import KEY_ESCAPE, Bus, wait_until
 
 SECONDS = float(os.environ.get("VORNIX_SOAK_SECONDS", "12"))
 SEED = int(os.environ.get("VORNIX_SOAK_SEED", "1"))
@@ -38,6 +41,10 @@ PACKET_BYTES = 93  # at those outputs
 # The search for the device does not try the speed that all of it needs.
 FULL_BAUD, SEARCHED_BAUD = "1000000", "921600"
 SIZES = ((1172, 769), (1000, 700), (1300, 900), (1500, 1000))
+
+# Buttons of dialogs, in either language.
+YES = re.compile("OK|Tamam")
+LEAVE = re.compile("Close|Kapat|Cancel|İptal")
 
 PING_S = 0.1
 MEMORY_S = 1.0
@@ -165,6 +172,8 @@ class Soak(support.ProgramCase):
         self.turkish = turkish_texts()
         self.is_turkish = False
         self.actions = {}  # by name: seconds until it was seen
+        self.course = []  # what was done so far
+        self.addCleanup(self._show_course_of_failure)
         self.pose = self.window.find("panel", "Orientation Display").children()[-1]
 
     def test_loses_nothing_and_stays_flat(self):
@@ -191,6 +200,12 @@ class Soak(support.ProgramCase):
         if not instrumented:
             self.judge_figures(memory, watcher.answers)
 
+    def _show_course_of_failure(self):
+        if self.failed():
+            sys.stderr.write(f"seed {SEED}: {' '.join(self.course)}\n")
+            if self.program.running:
+                self.shoot("soak-failure")
+
     # --- Using the window ---------------------------------------------------------------------
 
     def use_window(self, watcher, memory, end):
@@ -205,6 +220,7 @@ class Soak(support.ProgramCase):
             for action in actions:
                 if time.monotonic() >= end:
                     return
+                self.course.append(action.__name__)
                 with watcher.during(STREAMING if action == self.watch else action.__name__):
                     action()
             with watcher.during("resize"):
@@ -285,8 +301,7 @@ class Soak(support.ProgramCase):
         self.time_of("disconnect", lambda: SEARCHED_BAUD not in self.status.name)
         self.choose("Connection", "Scan for Devices")
         self.choose("Connection", "Connect")
-        self.dialog("Select Serial Port")
-        self.desktop.bus.press_key(KEY_RETURN)
+        self.dialog("Select Serial Port").find("push button", YES).activate()
         self.time_of("connect", lambda: re.search(f"ttyUSB0 @ {SEARCHED_BAUD} baud$",
                                                   self.status.name))
         self.change_baud(FULL_BAUD)
@@ -329,8 +344,20 @@ class Soak(support.ProgramCase):
         return self.time_of(f"{what} opens", lambda: self.program.dialog_now(self.say(title)))
 
     def close_dialog(self, dialog, what):
-        self.desktop.bus.press_key(KEY_ESCAPE)
-        self.until_closed(dialog, what)
+        button = dialog.find_now("push button", LEAVE)
+        if button:
+            button.activate()
+            self.until_closed(dialog, what)
+            return
+        # A key that comes before the dialog has the keyboard goes to another window.
+        escapes = itertools.chain((True,), itertools.cycle([False] * 99 + [True]))
+
+        def is_closed():
+            if next(escapes):
+                self.desktop.bus.press_key(KEY_ESCAPE)
+            return not self.program.shows(dialog)
+
+        self.time_of(f"{what} is over", is_closed)
 
     def until_closed(self, dialog, what):
         self.time_of(f"{what} is over", lambda: not self.program.shows(dialog))
@@ -346,24 +373,30 @@ class Soak(support.ProgramCase):
 
     # --- The account --------------------------------------------------------------------------
 
+    def statistics_lines(self):
+        return re.findall("vornix.statistics: (.*)", self.program.output)
+
     def settled_statistics(self):
         """The program's last line of them, once nothing is on its way any more."""
         def settled():
-            *_, before, last = re.findall("vornix.statistics: (.*)", self.program.output)
+            *_, before, last = self.statistics_lines()
             return last == before and counters(last)
 
         wait_until(lambda: "ttyUSB0" not in self.status.name, "disconnected", PATIENCE_S)
         return wait_until(settled, "statistics that no longer change", PATIENCE_S)
 
-    @staticmethod
-    def dropped_at_opening(program):
-        return -(-program["discarded"] // PACKET_BYTES)
+    def dropped_at_opening(self):
+        """Samples of which a port held bytes when it was opened. Each time they may begin with the
+        end of one that was cut off."""
+        discarded = [counters(line)["discarded"] for line in self.statistics_lines()]
+        return sum(math.ceil((after - before) / PACKET_BYTES)
+                   for before, after in itertools.pairwise([0, *discarded]))
 
     def lost(self, device, program):
         """Samples the device sent to a host that listened, and that were not decoded. What a port
         held when it was closed, or before it had its speed, was not meant for anybody."""
         return (device["samples"] + device["overrun"] - device["unread"]
-                - self.dropped_at_opening(program) - program["samples"])
+                - self.dropped_at_opening() - program["samples"])
 
     def report(self, began, device, program, memory, proportional, answers):
         kib = [size for _, size in memory.resident]
@@ -374,7 +407,7 @@ class Soak(support.ProgramCase):
             f"lost {self.lost(device, program)} ({device['overrun']} did not fit the full queue of "
             f"the port); delivered to the window {program['delivered']}",
             f"         not counted as sent: {device['unread']} unread when the port was closed, "
-            f"{self.dropped_at_opening(program)} dropped when it was opened "
+            f"{self.dropped_at_opening()} dropped when it was opened "
             f"({program['sessions']} times)",
             f"         not sent: {device['skipped']} without room on the line, "
             f"{device['garbled']} while the host had another speed",
@@ -392,8 +425,8 @@ class Soak(support.ProgramCase):
         print("\n".join(lines), flush=True)
 
     def judge_account(self, device, program):
-        # A sample may arrive between the two steps of dropping what came too early. And where the
-        # machine starved the program until the port's queue was full, a packet that was cut off
+        # A packet whose last byte was read just before the port was closed or opened is not decoded
+        # any more. And where the machine starved the program until the port's queue was full, a packet that was cut off
         # takes one that follows it along.
         lost = self.lost(device, program)
         self.assertLessEqual(lost, 2 * device["overrun"] + program["sessions"])
@@ -402,7 +435,7 @@ class Soak(support.ProgramCase):
         self.assertEqual(program["delivered"], program["samples"])
         self.assertEqual(program["waiting"], 0)
         if SECONDS >= LONG_RUN_S:
-            self.assertLessEqual(lost, 0)
+            self.assertLessEqual(lost, program["sessions"])
 
     def judge_figures(self, memory, answers):
         self.assertLess(max(answers.get(STREAMING, [0])), ANSWER_LIMIT_S)

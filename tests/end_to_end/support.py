@@ -44,9 +44,12 @@ class ProgramCase(unittest.TestCase):
     def command(self):
         return [BIN / "vornix-sim", *self.device, "--", BIN / "vornix"]
 
-    def _show_output_of_failure(self):
+    def failed(self):
         outcome = self._outcome.result
-        if any(case is self for case, _ in outcome.errors + outcome.failures):
+        return any(case is self for case, _ in outcome.errors + outcome.failures)
+
+    def _show_output_of_failure(self):
+        if self.failed():
             sys.stderr.write(f"--- {self.id()}: output of the program\n{self.program.output}\n")
 
     def wait_for_status(self, pattern, timeout_s=60):
