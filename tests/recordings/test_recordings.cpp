@@ -1,0 +1,201 @@
+// Recorded lines through the driver, and every sample compared with what a decoder of another make
+// has found in them.
+
+#include "sim/Replay.h"
+#include "sim/RunningUnit.h"
+#include "tests/recordings/line_player.h"
+#include "tests/support/test_main.h"
+
+#include <boost/make_shared.hpp>
+
+#include <mutex>
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+using namespace std::chrono_literals;
+using Kind = sim::RecordedEvent::Kind;
+
+namespace {
+
+struct Line
+{
+    sim::Recording recording;
+    Expectation expectation;
+};
+
+Line read(const QString &name)
+{
+    const std::string base = (QStringLiteral(VORNIX_RECORDINGS "/") + name).toStdString();
+    return {sim::readRecording(base + ".rec"), readExpectation(base + ".expected")};
+}
+
+QStringList names()
+{
+    QStringList found;
+    for (const QString &file : QDir(QStringLiteral(VORNIX_RECORDINGS)).entryList({u"*.rec"_s}))
+        found.append(file.chopped(4));
+    return found;
+}
+
+bool has(const Line &line, Kind kind)
+{
+    const auto &events = line.recording.events;
+    return std::any_of(events.begin(), events.end(),
+                       [kind](const auto &event) { return event.kind == kind; });
+}
+
+} // namespace
+
+class TestRecordings : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void cleanup();
+    void thereAreEnough();
+    void everySample_data();
+    void everySample();
+    void asFastAsTheDriverReads_data();
+    void asFastAsTheDriverReads();
+    void replayedSessionsAnswer_data();
+    void replayedSessionsAnswer();
+
+private:
+    std::vector<std::string> heard() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_heard;
+    }
+    void hear(const char *name, std::initializer_list<float> values)
+    {
+        const std::lock_guard lock(m_mutex);
+        m_heard.push_back(blockText(name, values.begin(), values.size()));
+    }
+
+    boost::shared_ptr<imu> m_driver;
+    // How the driver sleeps; by default not at all.
+    std::function<void(std::chrono::milliseconds)> m_sleep;
+    mutable std::mutex m_mutex;
+    std::vector<std::string> m_heard; // guarded by m_mutex: what the signals told, in order
+};
+
+void TestRecordings::initTestCase()
+{
+    m_driver = boost::make_shared<imu>(nullptr);
+    m_driver->setSleeper([this](std::chrono::milliseconds duration) {
+        if (m_sleep)
+            m_sleep(duration);
+    });
+    const auto direct = Qt::DirectConnection;
+    connect(
+        m_driver.get(), &imu::quaternionUpdated, this,
+        [this](float x, float y, float z, float w) {
+            hear("quaternion", {x, y, z, w});
+        },
+        direct);
+    connect(
+        m_driver.get(), &imu::MagneticFieldUpdated, this,
+        [this](float x, float y, float z) {
+            hear("field", {x, y, z});
+        },
+        direct);
+    connect(
+        m_driver.get(), &imu::MagneticFieldRawUpdated, this,
+        [this](float x, float y, float z) {
+            hear("raw", {x, y, z});
+        },
+        direct);
+    m_driver->start();
+}
+
+void TestRecordings::cleanup()
+{
+    m_driver->disconnect();
+    m_sleep = nullptr;
+    const std::lock_guard lock(m_mutex);
+    m_heard.clear();
+}
+
+void TestRecordings::thereAreEnough()
+{
+    QVERIFY(names().size() >= 20);
+}
+
+void TestRecordings::everySample_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const QString &name : names())
+        QTest::newRow(qPrintable(name)) << name;
+}
+
+void TestRecordings::everySample()
+{
+    QFETCH(const QString, name);
+    const Line line = read(name);
+    QVERIFY(!line.expectation.packets.empty());
+    LinePlayer player(*m_driver, line.recording, line.expectation);
+    m_sleep = [&player](std::chrono::milliseconds duration) { player.slept(duration); };
+    try {
+        player.play();
+    } catch (const LinePlayer::Mismatch &mismatch) {
+        QFAIL(mismatch.what());
+    }
+    QVERIFY(heard() == line.expectation.announcements());
+}
+
+void TestRecordings::asFastAsTheDriverReads_data()
+{
+    QTest::addColumn<QString>("name");
+    for (const QString &name : names()) {
+        const Line line = read(name);
+        if (!has(line, Kind::FromHost) && !has(line, Kind::Unplug))
+            QTest::newRow(qPrintable(name)) << name;
+    }
+}
+
+// Packet after packet without a pause, as vornix-sim sends them.
+void TestRecordings::asFastAsTheDriverReads()
+{
+    QFETCH(const QString, name);
+    Line line = read(name);
+    // It begins when the driver has said something and so is ready.
+    line.recording.events.insert(line.recording.events.begin(),
+                                 {.kind = Kind::FromHost, .bytes = {0}});
+    sim::RunningUnit unit(std::make_unique<sim::Replay>(line.recording, std::nullopt));
+    m_driver->connect(unit.path(), static_cast<int>(line.recording.header.baud), 8, 0, 1);
+    m_driver->loadSettings_();
+    const std::vector<std::string> expected = line.expectation.announcements();
+    QTRY_VERIFY(heard().size() >= expected.size());
+    QVERIFY(heard() == expected);
+}
+
+void TestRecordings::replayedSessionsAnswer_data()
+{
+    QTest::addColumn<QString>("name");
+    QTest::addColumn<unsigned int>("speed");
+    QTest::addColumn<int>("outputs");
+    QTest::newRow("asks for the settings") << u"settings-loaded"_s << 115200u << 0x24;
+    QTest::newRow("changes the speed") << u"speed-changed"_s << 230400u << 0x04;
+}
+
+// In real time: the driver asks as the recorded host did, but when it likes.
+void TestRecordings::replayedSessionsAnswer()
+{
+    QFETCH(const QString, name);
+    QFETCH(const unsigned int, speed);
+    QFETCH(const int, outputs);
+    m_sleep = [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); };
+    sim::RunningUnit unit(std::make_unique<sim::Replay>(read(name).recording));
+    m_driver->connect(unit.path(), 115200, 8, 0, 1);
+    QTRY_VERIFY(!heard().empty());
+    QVERIFY(speed == 115200 ? m_driver->loadSettings() : m_driver->setBaudRate(speed));
+    QCOMPARE(int(m_driver->getOutputs()), outputs);
+    QCOMPARE(m_driver->getSerialNumber(), 0xC0FFEEu);
+}
+
+VORNIX_TEST_MAIN(TestRecordings, QCoreApplication)
+#include "test_recordings.moc"
