@@ -1,4 +1,4 @@
-"""A long run: all that the device can send, 1000 times a second, while the window is used at random.
+"""All that the device can send, 1000 times a second, for long, while the window is used at random.
 
 Tells what the device sent, what the program decoded and what was lost between the two, the memory
 over the run, and how long the window took to answer:
@@ -14,24 +14,21 @@ what was being done.
 VORNIX_SOAK_SECONDS and VORNIX_SOAK_SEED say how long and which course; bench/soak sets them.
 """
 
-import contextlib
 import itertools
 import math
 import os
-import pathlib
 import random
 import re
-import statistics
 import subprocess
 import sys
-import threading
 import time
 import xml.etree.ElementTree
 from unittest import mock
 
 import support
 from remote import session
-from remote.accessibility import KEY_ESCAPE, Bus, wait_until
+from remote.accessibility import KEY_ESCAPE, wait_until
+from watcher import STREAMING, Memory, Watcher, conditions, counters, in_ms
 
 SECONDS = float(os.environ.get("VORNIX_SOAK_SECONDS", "12"))
 SEED = int(os.environ.get("VORNIX_SOAK_SEED", "1"))
@@ -46,118 +43,20 @@ SIZES = ((1172, 769), (1000, 700), (1300, 900), (1500, 1000))
 YES = re.compile("OK|Tamam")
 LEAVE = re.compile("Close|Kapat|Cancel|İptal")
 
-PING_S = 0.1
-MEMORY_S = 1.0
 LOOK_S = 0.01
 PATIENCE_S = 120.0
 
 # In a short run the program still warms up, and whether memory is flat cannot be told.
 LONG_RUN_S = 300
-SLOPE_LIMIT_KIB_PER_MINUTE = 256
+LEAK_LIMIT_KIB = 8 * 1024
 GROWTH_LIMIT_KIB = 96 * 1024
 ANSWER_LIMIT_S = 5.0
-STREAMING = "watching"
 
 
 def turkish_texts():
     texts = xml.etree.ElementTree.parse(session.ROOT / "resources/languages/translate_tr.ts")
     return {message.findtext("source"): message.findtext("translation")
             for message in texts.iter("message")}
-
-
-def counters(text):
-    """{"sent": 12, ...} of "... sent=12 ...\"."""
-    return {name: int(value) for name, value in re.findall(r"(\w+)=(\d+)", text)}
-
-
-def conditions():
-    model = re.search(r"^model name\s*: (.*)$",
-                      pathlib.Path("/proc/cpuinfo").read_text(encoding="utf-8"), re.MULTILINE)
-    load = ", ".join(f"{value:.2f}" for value in os.getloadavg())
-    return f"{os.cpu_count()} cores ({model.group(1) if model else '?'}), load average {load}"
-
-
-def in_ms(seconds):
-    """Count, median and greatest of some times."""
-    return (f"{len(seconds):6d} times, median {statistics.median(seconds) * 1e3:7.0f} ms, "
-            f"slowest {max(seconds) * 1e3:7.0f} ms")
-
-
-class Memory:
-    """What a process occupies, over time."""
-
-    def __init__(self, pid):
-        self._process = pathlib.Path(f"/proc/{pid}")
-        self._begin = time.monotonic()
-        self.resident = []  # (seconds, KiB), all the time
-        self.rests = []  # the same at moments that can be compared
-        self.sample()
-
-    def sample(self):
-        self.resident.append((time.monotonic() - self._begin, self._kib("status", "VmRSS")))
-
-    def _kib(self, file, key):
-        text = (self._process / file).read_text(encoding="ascii")
-        return int(re.search(rf"^{key}:\s*(\d+) kB", text, re.MULTILINE).group(1))
-
-    def is_instrumented(self):
-        """Whether a sanitizer watches the process, which takes its time and room for that."""
-        return re.search(r"/lib[at]san\.so", (self._process / "maps").read_text("utf-8")) is not None
-
-    def proportional_kib(self):
-        return self._kib("smaps_rollup", "Pss")
-
-    def rest(self):
-        self.sample()
-        self.rests.append(self.resident[-1])
-
-    def slope_kib_per_minute(self):
-        """From rest to rest, without the first third of them, in which caches fill. None: too few
-        to tell."""
-        warm = self.rests[len(self.rests) // 3:]
-        if len(warm) < 3:
-            return None
-        times, sizes = zip(*warm)
-        return statistics.linear_regression(times, sizes).slope * 60
-
-
-class Watcher(threading.Thread):
-    """Asks a label and looks at the memory all the time, beside whatever else is done."""
-
-    def __init__(self, label, memory):
-        super().__init__(daemon=True)
-        self._label = label.seen_by(Bus())
-        self._memory = memory
-        self._ended = threading.Event()
-        self._doing = STREAMING
-        self.answers = {}  # by what was being done: seconds
-        self.failure = None
-
-    @contextlib.contextmanager
-    def during(self, what):
-        self._doing = what
-        yield
-        self._doing = STREAMING
-
-    def run(self):
-        try:
-            while not self._ended.wait(PING_S):
-                self._ask()
-                if time.monotonic() - self._memory.resident[-1][0] >= MEMORY_S:
-                    self._memory.sample()
-        except Exception as error:  # for the test's own thread to raise
-            self.failure = error
-
-    def _ask(self):
-        doing, asked = self._doing, time.monotonic()
-        _ = self._label.name
-        self.answers.setdefault(doing, []).append(time.monotonic() - asked)
-
-    def end(self):
-        self._ended.set()
-        self.join()
-        if self.failure:
-            raise self.failure
 
 
 class Soak(support.ProgramCase):
@@ -415,19 +314,19 @@ class Soak(support.ProgramCase):
             f"memory   {kib[0]} KiB resident at first, {max(kib)} at most, {kib[-1]} at last; "
             f"{proportional} KiB proportional",
         ]
-        slope = memory.slope_kib_per_minute()
-        if slope is not None:
+        floors = memory.floors_kib()
+        if floors:
             at_rest = ", ".join(f"{size} ({when:.0f} s)" for when, size in memory.rests)
-            lines.append(f"         after each round {at_rest}; without the first third of them "
-                         f"{slope:+.0f} KiB a minute")
+            lines.append(f"         after each round {at_rest}; the least in the second third "
+                         f"{floors[0]}, in the last {floors[1]} ({floors[1] - floors[0]:+})")
         for title, table in (("answer", answers), ("action", self.actions)):
             lines += [f"{title}   {what:32} {in_ms(table[what])}" for what in sorted(table)]
         print("\n".join(lines), flush=True)
 
     def judge_account(self, device, program):
         # A packet whose last byte was read just before the port was closed or opened is not decoded
-        # any more. And where the machine starved the program until the port's queue was full, a packet that was cut off
-        # takes one that follows it along.
+        # any more. And where the machine starved the program until the port's queue was full, a
+        # packet that was cut off takes one that follows it along.
         lost = self.lost(device, program)
         self.assertLessEqual(lost, 2 * device["overrun"] + program["sessions"])
         self.assertGreaterEqual(lost, -program["sessions"])
@@ -442,7 +341,8 @@ class Soak(support.ProgramCase):
         kib = [size for _, size in memory.resident]
         self.assertLess(kib[-1] - kib[0], GROWTH_LIMIT_KIB)
         if SECONDS >= LONG_RUN_S:
-            self.assertLess(memory.slope_kib_per_minute(), SLOPE_LIMIT_KIB_PER_MINUTE)
+            before, after = memory.floors_kib()
+            self.assertLess(after - before, LEAK_LIMIT_KIB)
 
 
 if __name__ == "__main__":
