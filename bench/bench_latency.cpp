@@ -1,5 +1,6 @@
 // From the first byte of a packet on the line to quaternionUpdated in the GUI thread, with the
-// window shown and its worker polling, and what scheduling the worker differently would change.
+// window shown and its worker polling, what scheduling the worker differently would change, and
+// what its polling costs the reader and the window: the last variant holds it still.
 //
 //     bench_latency [seconds per round] [rounds] [packets per second]
 //
@@ -7,8 +8,10 @@
 // take turns, so that the machine's other load falls on all of them alike.
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -21,6 +24,7 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/resource.h>
+#include <sys/syscall.h>
 #include <termios.h>
 #include <unistd.h>
 
@@ -29,6 +33,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QLabel>
+#include <QSignalSpy>
 #include <QTest>
 
 #include "app/mainwindow.h"
@@ -155,24 +160,81 @@ pid_t threadNamed(const std::string &name)
     return 0;
 }
 
-std::chrono::duration<double> processorTime()
+// What a thread of this process has run for, in seconds.
+double processorTime(pid_t thread)
 {
-    rusage usage{};
-    ::getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](timeval t) {
-        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) * 1e-6;
-    };
-    return std::chrono::duration<double>(seconds(usage.ru_utime) + seconds(usage.ru_stime));
+    double nanoseconds = 0;
+    std::ifstream("/proc/self/task/" + std::to_string(thread) + "/schedstat") >> nanoseconds;
+    return nanoseconds * 1e-9;
 }
+
+// --- A worker that does nothing
+
+std::atomic<bool> s_hold{false};
+std::atomic<bool> s_held{false};
+
+void stayHere(int /*signal*/)
+{
+    s_held = true;
+    while (s_hold) {
+        const timespec pause{0, 20'000'000};
+        ::nanosleep(&pause, nullptr);
+    }
+    s_held = false;
+}
+
+// Between two rates and without samples the worker only looks at flags: it holds no lock there that
+// others might wait for.
+void holdStill(MainWindow &window, pid_t worker)
+{
+    QSignalSpy(&window, &MainWindow::dataRateWrite).wait();
+    std::signal(SIGUSR1, stayHere);
+    s_hold = true;
+    ::syscall(SYS_tgkill, ::getpid(), worker, SIGUSR1);
+    while (!s_held)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void letGo()
+{
+    s_hold = false;
+    while (s_held)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+// --- Variants
 
 struct Variant
 {
     const char *name;
     int policy;
     int nice;
-    std::vector<double> latencies;
-    std::string rateLabel;
+    bool polls = true;
+    std::vector<double> latencies = {};
+    double readerSeconds = 0;
+    double guiSeconds = 0;
+    double seconds = 0;
+    std::string rateLabel = {};
 };
+
+std::atomic<pid_t> s_reader{0};
+
+// Only the thread of the driver that streams calls this.
+void noteReader()
+{
+    s_reader = ::gettid();
+}
+
+void run(Variant &variant, const Line &line, imu &driver, std::chrono::seconds duration, int rateHz)
+{
+    const double guiBefore = processorTime(::getpid());
+    const double readerBefore = s_reader == 0 ? 0 : processorTime(s_reader);
+    const std::vector<double> latencies = stream(line, driver, duration, rateHz);
+    variant.latencies.insert(variant.latencies.end(), latencies.begin(), latencies.end());
+    variant.guiSeconds += processorTime(::getpid()) - guiBefore;
+    variant.readerSeconds += processorTime(s_reader) - readerBefore;
+    variant.seconds += static_cast<double>(duration.count());
+}
 
 bool schedule(pid_t worker, const Variant &variant)
 {
@@ -184,9 +246,10 @@ bool schedule(pid_t worker, const Variant &variant)
 void print(const Variant &variant, double unit)
 {
     const double median = quantile(variant.latencies, 0.5);
-    std::printf("%-34s %9.0f %9.0f %9.0f   %5.2f  %s\n", variant.name, median,
+    std::printf("%-34s %9.0f %9.0f %9.0f   %5.2f  %5.1f %%  %5.1f %%  %s\n", variant.name, median,
                 quantile(variant.latencies, 0.99), quantile(variant.latencies, 1), median / unit,
-                variant.rateLabel.c_str());
+                100 * variant.readerSeconds / variant.seconds,
+                100 * variant.guiSeconds / variant.seconds, variant.rateLabel.c_str());
     std::fflush(stdout);
 }
 
@@ -202,7 +265,8 @@ int main(int argc, char **argv)
 
     std::printf("%d packets/s of all blocks, %d x %d s each; microseconds\n", rateHz, rounds,
                 static_cast<int>(duration.count()));
-    std::printf("%-34s %9s %9s %9s   %5s  %s\n", "", "median", "p99", "max", "ratio", "rate label");
+    std::printf("%-34s %9s %9s %9s   %5s  %7s  %7s  %s\n", "", "median", "p99", "max", "ratio",
+                "reader", "window", "rate label");
 
     // Without window and worker: what the driver and a queued signal take. Its line stays open and
     // silent afterwards, which keeps its reader asleep.
@@ -210,8 +274,11 @@ int main(int argc, char **argv)
     boost::shared_ptr<imu> bare(new imu(nullptr));
     bare->start();
     bare->connect(bareLine.path(), 921600, 8, 0, 1);
-    Variant alone{"driver alone", 0, 0, {}, "-"};
-    alone.latencies = stream(bareLine, *bare, duration, rateHz);
+    QObject::connect(bare.get(), &imu::quaternionUpdated, bare.get(), noteReader,
+                     Qt::DirectConnection);
+    Variant alone{"driver alone", SCHED_OTHER, 0};
+    stream(bareLine, *bare, std::chrono::seconds(1), rateHz); // tells whose thread the reader is
+    run(alone, bareLine, *bare, duration, rateHz);
     const double unit = quantile(alone.latencies, 0.5);
     print(alone, unit);
 
@@ -224,25 +291,30 @@ int main(int argc, char **argv)
     driver->connect(line.path(), 921600, 8, 0, 1);
     const pid_t worker = threadNamed("vornix-data");
 
-    std::vector<Variant> variants{{"window, worker nice 10 (as built)", SCHED_OTHER, 10, {}, {}},
-                                  {"window, worker nice 19", SCHED_OTHER, 19, {}, {}},
-                                  {"window, worker SCHED_IDLE", SCHED_IDLE, 0, {}, {}},
-                                  {"window, worker nice 0", SCHED_OTHER, 0, {}, {}}};
+    QObject::connect(driver, &imu::quaternionUpdated, driver, noteReader, Qt::DirectConnection);
+    stream(line, *driver, std::chrono::seconds(1), rateHz);
+
+    std::vector<Variant> variants{{"window, worker nice 10 (as built)", SCHED_OTHER, 10},
+                                  {"window, worker nice 19", SCHED_OTHER, 19},
+                                  {"window, worker SCHED_IDLE", SCHED_IDLE, 0},
+                                  {"window, worker nice 0", SCHED_OTHER, 0},
+                                  {"window, worker held still", SCHED_OTHER, 10, false}};
     for (int round = 0; round < rounds; ++round) {
         for (Variant &variant : variants) {
             if (!schedule(worker, variant)) {
                 variant.rateLabel = "not permitted";
                 continue;
             }
-            const auto before = processorTime();
-            const std::vector<double> latencies = stream(line, *driver, duration, rateHz);
-            const auto spent = processorTime() - before;
-            variant.latencies.insert(variant.latencies.end(), latencies.begin(), latencies.end());
-            variant.rateLabel += window->findChild<QLabel *>(QStringLiteral("label_datarate"))
-                                     ->text()
-                                     .toStdString() +
-                                 " (" + std::to_string(static_cast<int>(100 * spent / duration)) +
-                                 " % CPU); ";
+            if (!variant.polls)
+                holdStill(*window, worker);
+            run(variant, line, *driver, duration, rateHz);
+            if (!variant.polls)
+                letGo();
+            else
+                variant.rateLabel += window->findChild<QLabel *>(QStringLiteral("label_datarate"))
+                                         ->text()
+                                         .toStdString() +
+                                     "; ";
         }
     }
     for (const Variant &variant : variants) {

@@ -1,13 +1,18 @@
-// What a sample costs the plot: three figures, each beside the least a painter of the same three
-// curves can do, in turn, so that a busy machine slows both. CPU time of this process.
+// What a sample costs the plot: three figures, each in turn with QCustomPlot, if it was there at
+// build time, showing the same curves, grid and legend with the same pens, and with a bare widget
+// that draws the curves and the grid in one go. CPU time of this process.
 //
-//     bench_plotter [update|paint|live]...      (default: all three)
+//     bench_plotter [update|paint|live]... [runs]      (default: all three, 7 runs; live: 5 s each)
+//
+// QCustomPlot is under the GPL: this program is for measuring, and no part of Vornix links to it.
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
 #include <ctime>
 #include <functional>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include <QApplication>
@@ -18,16 +23,20 @@
 #include <QTimer>
 #include <QWidget>
 
+#ifdef VORNIX_WITH_QCUSTOMPLOT
+#include <qcustomplot.h>
+#endif
+
 #include "views/rpyplotter.h"
 
 namespace {
 
 constexpr int kHistory = 600;
-constexpr int kRuns = 7;
 constexpr QSize kViewSize(800, 400);
 constexpr int kUpdates = 3000;
 constexpr int kPaints = 300;
-constexpr qint64 kLiveMs = 5000;
+constexpr int kLiveMs = 5000;
+constexpr int kFrameMs = 16;
 
 double cpuSeconds()
 {
@@ -126,30 +135,147 @@ private:
     std::array<QPolygonF, 3> m_curves;
 };
 
-class Plot
+// One way to show the curves.
+class Subject
+{
+public:
+    virtual ~Subject() = default;
+    virtual const char *name() const = 0;
+    // The widget whose paint events are its frames.
+    virtual QWidget &painted() = 0;
+    virtual void show() = 0;
+    virtual void addSample() = 0;
+    // Asks for a frame now, at whatever pace it paints by itself.
+    virtual void requestFrame() = 0;
+    virtual bool pacesItself() const { return false; }
+};
+
+class Plot : public Subject
 {
 public:
     Plot()
     {
         m_view.resize(kViewSize);
         m_plotter.attach(&m_view);
-        for (int i = 0; i < kHistory; ++i)
-            addSample();
     }
 
-    void addSample()
+    const char *name() const override { return "RpyPlotter"; }
+    QWidget &painted() override { return *m_view.viewport(); }
+    void show() override { m_view.show(); }
+    void addSample() override
     {
         const std::array<float, 4> q = m_motion.nextQuaternion();
         m_plotter.addQuaternion(q[0], q[1], q[2], q[3]);
     }
-
-    QGraphicsView &view() { return m_view; }
+    void requestFrame() override { m_view.viewport()->update(); }
+    bool pacesItself() const override { return true; }
 
 private:
     Motion m_motion;
     QGraphicsView m_view;
     RpyPlotter m_plotter;
 };
+
+class Bare : public Subject
+{
+public:
+    Bare() { m_plot.resize(kViewSize); }
+
+    const char *name() const override { return "bare widget"; }
+    QWidget &painted() override { return m_plot; }
+    void show() override { m_plot.show(); }
+    void addSample() override { m_plot.addSample(); }
+    void requestFrame() override { m_plot.update(); }
+
+private:
+    BarePlot m_plot;
+};
+
+#ifdef VORNIX_WITH_QCUSTOMPLOT
+class Custom : public Subject
+{
+public:
+    Custom()
+    {
+        m_plot.resize(kViewSize);
+        m_plot.setBackground(QColor(16, 16, 20));
+        m_plot.setAntialiasedElements(QCP::aeAll);
+        m_plot.axisRect()->setAutoMargins(QCP::msNone);
+        m_plot.axisRect()->setMargins(QMargins(0, 0, 0, 0));
+        setUp(*m_plot.xAxis, 100.0, 9);
+        setUp(*m_plot.yAxis, 60.0, 1);
+        m_plot.xAxis->setRange(0, kHistory - 1);
+        const std::array colors{QColor(255, 60, 60), QColor(60, 255, 60), QColor(60, 90, 255)};
+        for (int s = 0; s < 3; ++s) {
+            m_plot.addGraph()->setPen(QPen(colors[static_cast<std::size_t>(s)], 2.0, Qt::SolidLine,
+                                           Qt::SquareCap, Qt::BevelJoin));
+            m_values[static_cast<std::size_t>(s)].fill(0.0, kHistory);
+        }
+        for (int i = 0; i < kHistory; ++i)
+            m_keys << i;
+        m_plot.legend->setVisible(true);
+        m_plot.legend->setBrush(QColor(30, 30, 40, 180));
+        m_plot.legend->setTextColor(QColor(230, 230, 240));
+    }
+
+    const char *name() const override { return "QCustomPlot"; }
+    QWidget &painted() override { return m_plot; }
+    void show() override { m_plot.show(); }
+
+    void addSample() override
+    {
+        const std::array<float, 3> angles = m_motion.next();
+        double reach = 10.0;
+        for (std::size_t s = 0; s < angles.size(); ++s) {
+            QList<double> &values = m_values[s];
+            std::copy(values.cbegin() + 1, values.cend(), values.begin());
+            values.back() = static_cast<double>(angles[s]);
+            for (const double value : std::as_const(values))
+                reach = std::max(reach, std::fabs(value));
+            QCPGraph *graph = m_plot.graph(static_cast<int>(s));
+            graph->setData(m_keys, values, true);
+            graph->setName(QString::asprintf("%.1f°", values.back()));
+        }
+        m_plot.yAxis->setRange(-1.1 * reach, 1.1 * reach);
+    }
+    void requestFrame() override { m_plot.replot(QCustomPlot::rpQueuedReplot); }
+
+private:
+    // Grid lines at every step, and so many fainter ones between two of them.
+    class Ticker : public QCPAxisTickerFixed
+    {
+    public:
+        Ticker(double step, int linesBetween)
+            : m_linesBetween(linesBetween)
+        {
+            setTickStep(step);
+        }
+
+    protected:
+        int getSubTickCount(double /*tickStep*/) override { return m_linesBetween; }
+
+    private:
+        int m_linesBetween;
+    };
+
+    static void setUp(QCPAxis &axis, double step, int linesBetween)
+    {
+        axis.setTicker(QSharedPointer<Ticker>::create(step, linesBetween));
+        axis.setTickLabels(false);
+        axis.grid()->setPen(QColor(95, 95, 110));
+        axis.grid()->setSubGridPen(QColor(60, 60, 70));
+        axis.grid()->setSubGridVisible(true);
+        axis.grid()->setAntialiased(true);
+    }
+
+    Motion m_motion;
+    QCustomPlot m_plot;
+    QList<double> m_keys;
+    std::array<QList<double>, 3> m_values;
+};
+#endif
+
+using Subjects = std::vector<std::unique_ptr<Subject>>;
 
 void runEventsFor(int milliseconds)
 {
@@ -167,22 +293,10 @@ double microsecondsEach(int count, const std::function<void()> &work)
     return (cpuSeconds() - before) / count * 1e6;
 }
 
-void benchUpdate(Plot &plot, BarePlot &bare)
-{
-    std::vector<double> plotUs, bareUs;
-    for (int run = 0; run < kRuns; ++run) {
-        plotUs.push_back(microsecondsEach(kUpdates, [&] { plot.addSample(); }));
-        bareUs.push_back(microsecondsEach(kUpdates, [&] { bare.addSample(); }));
-        runEventsFor(50);
-    }
-    std::printf("update  %8.2f us a sample, not painted   (bare %8.2f us, ratio %.2f)\n",
-                median(plotUs), median(bareUs), median(plotUs) / median(bareUs));
-}
-
 class PaintCounter : public QObject
 {
 public:
-    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+    explicit PaintCounter(QWidget &widget) { widget.installEventFilter(this); }
     int paints() const { return m_paints; }
 
     bool eventFilter(QObject * /*watched*/, QEvent *event) override
@@ -195,37 +309,29 @@ private:
     int m_paints = 0;
 };
 
-// One sample, one frame: runs the event loop until the frame is there.
-double frameMicroseconds(QWidget &painted, const PaintCounter &counter,
-                         const std::function<void()> &addSample)
+double updateMicroseconds(Subject &subject)
 {
+    const double figure = microsecondsEach(kUpdates, [&] { subject.addSample(); });
+    runEventsFor(50);
+    return figure;
+}
+
+// One sample, one frame: runs the event loop until the frame is there.
+double frameMicroseconds(Subject &subject)
+{
+    const PaintCounter counter(subject.painted());
     return microsecondsEach(kPaints, [&] {
         const int before = counter.paints();
-        addSample();
-        painted.update(); // every frame now, whatever the plot's own pace
+        subject.addSample();
+        subject.requestFrame();
         while (counter.paints() == before)
             QApplication::processEvents();
     });
 }
 
-void benchPaint(Plot &plot, BarePlot &bare)
-{
-    const PaintCounter plotPaints(plot.view().viewport());
-    const PaintCounter barePaints(&bare);
-    std::vector<double> plotUs, bareUs;
-    for (int run = 0; run < kRuns; ++run) {
-        plotUs.push_back(
-            frameMicroseconds(*plot.view().viewport(), plotPaints, [&] { plot.addSample(); }));
-        bareUs.push_back(frameMicroseconds(bare, barePaints, [&] { bare.addSample(); }));
-    }
-    std::printf("paint   %8.2f us a sample and repaint    (bare %8.2f us, ratio %.2f; "
-                "%d and %d frames)\n",
-                median(plotUs), median(bareUs), median(plotUs) / median(bareUs),
-                plotPaints.paints(), barePaints.paints());
-}
-
-// 1000 samples a second, one an event as the driver delivers them; CPU share of one core.
-double liveShare(const std::function<void()> &addSample)
+// 1000 samples a second, one an event as the driver delivers them; CPU share of one core. The plot
+// paints at its own pace; the others are asked for a frame at the display's.
+double liveShare(Subject &subject)
 {
     QElapsedTimer time;
     time.start();
@@ -235,32 +341,43 @@ double liveShare(const std::function<void()> &addSample)
     tick.setTimerType(Qt::PreciseTimer);
     QObject::connect(&tick, &QTimer::timeout, [&] {
         for (const qint64 due = time.nsecsElapsed() / 1000000; done < due; ++done)
-            addSample();
+            subject.addSample();
         if (time.elapsed() >= kLiveMs)
             loop.quit();
     });
-    const double before = cpuSeconds();
-    tick.start(1);
-    loop.exec();
-    return (cpuSeconds() - before) / (static_cast<double>(time.nsecsElapsed()) * 1e-9) * 100.0;
-}
-
-void benchLive(Plot &plot, BarePlot &bare)
-{
-    const PaintCounter counter(plot.view().viewport());
-    const double plotShare = liveShare([&] { plot.addSample(); });
-    const int paints = counter.paints();
-
-    const PaintCounter bareCounter(&bare);
     QTimer frames;
     frames.setTimerType(Qt::PreciseTimer);
-    QObject::connect(&frames, &QTimer::timeout, &bare, [&] { bare.update(); });
-    frames.start(16);
-    const double bareShare = liveShare([&] { bare.addSample(); });
-    std::printf("live    %8.2f %% of a core at 1000 samples/s, %lld frames/s"
-                "   (bare %.2f %% %d, ratio %.2f)\n",
-                plotShare, paints * 1000LL / kLiveMs, bareShare, bareCounter.paints(),
-                plotShare / bareShare);
+    QObject::connect(&frames, &QTimer::timeout, [&] { subject.requestFrame(); });
+    const PaintCounter counter(subject.painted());
+    const double before = cpuSeconds();
+    tick.start(1);
+    if (!subject.pacesItself())
+        frames.start(kFrameMs);
+    loop.exec();
+    const double share =
+        (cpuSeconds() - before) / (static_cast<double>(time.nsecsElapsed()) * 1e-9) * 100.0;
+    if (counter.paints() * 1000 < 40 * kLiveMs)
+        std::printf("%s painted only %d frames\n", subject.name(), counter.paints());
+    return share;
+}
+
+void compare(const char *what, const Subjects &subjects, int runs,
+             const std::function<double(Subject &)> &measure)
+{
+    std::vector<std::vector<double>> figures(subjects.size());
+    for (int run = 0; run < runs; ++run) {
+        for (std::size_t i = 0; i < subjects.size(); ++i)
+            figures[i].push_back(measure(*subjects[i]));
+    }
+    for (std::size_t i = 0; i < subjects.size(); ++i) {
+        const auto [least, greatest] = std::minmax_element(figures[i].begin(), figures[i].end());
+        std::printf("%-34s %-12s %9.2f  (%.2f to %.2f)", what, subjects[i]->name(),
+                    median(figures[i]), *least, *greatest);
+        if (i > 0)
+            std::printf("  RpyPlotter is %.2f of it", median(figures[0]) / median(figures[i]));
+        std::printf("\n");
+    }
+    std::fflush(stdout);
 }
 
 } // namespace
@@ -269,24 +386,34 @@ int main(int argc, char **argv)
 {
     QApplication application(argc, argv);
     QStringList wanted = QApplication::arguments().mid(1);
-    if (wanted.isEmpty())
-        wanted = {QStringLiteral("update"), QStringLiteral("paint"), QStringLiteral("live")};
+    bool isNumber = false;
+    int runs = wanted.isEmpty() ? 0 : wanted.last().toInt(&isNumber);
+    if (isNumber)
+        wanted.removeLast();
+    else
+        runs = 7;
+    const auto isWanted = [&](QLatin1String name) {
+        return wanted.isEmpty() || wanted.contains(name);
+    };
 
-    Plot plot;
-    BarePlot bare;
-    bare.resize(kViewSize);
-    plot.view().show();
-    bare.show();
+    Subjects subjects;
+    subjects.push_back(std::make_unique<Plot>());
+#ifdef VORNIX_WITH_QCUSTOMPLOT
+    subjects.push_back(std::make_unique<Custom>());
+#endif
+    subjects.push_back(std::make_unique<Bare>());
+    for (const auto &subject : subjects) {
+        for (int i = 0; i < kHistory; ++i)
+            subject->addSample();
+        subject->show();
+    }
     runEventsFor(300);
 
-    for (const QString &name : wanted) {
-        if (name == QLatin1String("update"))
-            benchUpdate(plot, bare);
-        else if (name == QLatin1String("paint"))
-            benchPaint(plot, bare);
-        else if (name == QLatin1String("live"))
-            benchLive(plot, bare);
-        std::fflush(stdout);
-    }
+    if (isWanted(QLatin1String("update")))
+        compare("a sample, not painted, us", subjects, runs, updateMicroseconds);
+    if (isWanted(QLatin1String("paint")))
+        compare("a sample and its frame, us", subjects, runs, frameMicroseconds);
+    if (isWanted(QLatin1String("live")))
+        compare("1000 samples/s, shown, % of a core", subjects, runs, liveShare);
     return 0;
 }
