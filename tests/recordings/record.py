@@ -196,6 +196,7 @@ LINES = {
     "preset-inertial-barometer": ("--outputs 0x4F --seed 4", listens(0.3)),
     "preset-full": ("--outputs 0xFF --rate 50 --motion still", listens(0.9)),
     "every-output": ("--outputs 0x1FF --rate 50 --motion tumble", listens(0.5)),
+    "sync": ("--outputs 0x84 --rate 50", listens(1.1)),
     "raw-field": ("--outputs 0x100 --rate 200 --motion tumble", listens(0.2)),
     "rest-below-threshold": ("--outputs 0x01 --rate 200 --motion still", listens(0.2)),
     "noise": ("--outputs 0x24 --noise 3", listens(0.4)),
