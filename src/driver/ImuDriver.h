@@ -213,8 +213,8 @@ private:
     // Single flags, read from every thread.
     std::atomic<bool> m_connected{false};
     std::atomic<bool> m_streaming{false}; // a quaternion arrived since connect()
-    // Signals that were ever connected. The others are not emitted: that alone would take as long as
-    // decoding the packet.
+    // Signals that were ever connected. The others are not emitted: that alone would take as long
+    // as decoding the packet.
     std::atomic<bool> m_quaternionHeard{false};
     std::atomic<bool> m_magneticFieldHeard{false};
     std::atomic<bool> m_magneticFieldRawHeard{false};
