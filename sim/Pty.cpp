@@ -21,6 +21,9 @@ namespace sim {
 
 namespace {
 
+// More than the kernel holds.
+constexpr std::size_t kLongestQueue = 1 << 20;
+
 struct Speed
 {
     speed_t constant;
@@ -95,7 +98,7 @@ void Pty::prepare()
 {
     ::fcntl(m_master.get(), F_SETFL, ::fcntl(m_master.get(), F_GETFL) | O_NONBLOCK);
     ::fcntl(m_master.get(), F_SETFD, FD_CLOEXEC);
-    m_slave = checked(::open(m_path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC), "open");
+    m_slave = checked(::open(m_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC), "open");
     m_events = checked(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC), "inotify_init1");
     m_ownWatch =
         ::inotify_add_watch(m_events.get(), m_path.c_str(), IN_OPEN | IN_MODIFY | IN_CLOSE);
@@ -169,7 +172,7 @@ std::uint32_t Pty::watchedBaud()
 // Both the bytes already at the host's end and those still on their way there.
 void Pty::dropUnread()
 {
-    const std::size_t dropped = waiting();
+    const std::size_t dropped = takeWaiting();
     m_unread += dropped - std::min(dropped, std::exchange(m_underWay, 0));
     ::tcflush(m_master.get(), TCOFLUSH);
     ::tcflush(m_slave.get(), TCIFLUSH);
@@ -215,19 +218,26 @@ bool Pty::hasUnread() const
     return ::poll(&slave, 1, 0) > 0;
 }
 
-std::size_t Pty::waiting() const
+// Read, not asked for: behind what the host's queue holds, twice as much may be on its way. A host
+// that has opened again may take some of it meanwhile, so reading must not wait.
+std::size_t Pty::takeWaiting() const
 {
-    settle();
-    int count = 0;
-    return ::ioctl(m_slave.get(), FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+    std::array<char, 4096> dropped;
+    std::size_t total = 0;
+    while (total < kLongestQueue && hasUnread()) {
+        const ssize_t size = ::read(m_slave.get(), dropped.data(), dropped.size());
+        if (size <= 0)
+            break;
+        total += static_cast<std::size_t>(size);
+    }
+    return total;
 }
 
 Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)
 {
-    watch();
+    const std::uint32_t shown = watchedBaud();
     if (!isOpenedByHost() || bytes.empty())
         return Fate::Unheard;
-    const std::uint32_t shown = shownBaud();
     if (shown == baud)
         return sendIntact(bytes, baud);
     write(garbage(bytes, baud, shown, m_turn++));

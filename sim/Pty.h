@@ -91,7 +91,7 @@ private:
     void dropUnread();
     bool write(protocol::Bytes bytes);
     void settle() const;
-    std::size_t waiting() const;
+    std::size_t takeWaiting() const;
     Fate sendIntact(protocol::Bytes bytes, std::uint32_t baud);
 
     FileDescriptor m_master;
