@@ -244,6 +244,13 @@ Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)
     return Fate::Garbled;
 }
 
+std::size_t Pty::unreadByHost() const
+{
+    settle();
+    int count = 0;
+    return ::ioctl(m_slave.get(), FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
 // A host that changes its speed, or closes and opens again, drops what it has received and then
 // must not find an intact packet of before. So the last byte waits until the others have arrived
 // and goes out only if nothing has changed: a change before that look is seen, and one after it

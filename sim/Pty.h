@@ -83,6 +83,8 @@ public:
     // Bytes that had arrived, and that a session that has ended left unread, since the last call.
     std::size_t takeUnread() { return std::exchange(m_unread, 0); }
     Fate send(protocol::Bytes bytes, std::uint32_t baud);
+    // Bytes in the host's input queue.
+    std::size_t unreadByHost() const;
 
 private:
     void prepare();

@@ -1,0 +1,242 @@
+#include "tests/faults/cell.h"
+
+#include <boost/system/system_error.hpp>
+
+#include <iostream>
+#include <sstream>
+
+using namespace std::chrono_literals;
+using namespace protocol;
+
+namespace faults {
+
+namespace {
+
+// The driver tells on standard output how a change of speed goes on; a thousand times, here.
+class QuietOutput
+{
+public:
+    QuietOutput() { m_previous = std::cout.rdbuf(m_text.rdbuf()); }
+    ~QuietOutput() { std::cout.rdbuf(m_previous); }
+    QuietOutput(const QuietOutput &) = delete;
+    QuietOutput &operator=(const QuietOutput &) = delete;
+
+private:
+    std::ostringstream m_text;
+    std::streambuf *m_previous = nullptr;
+};
+
+struct Measured
+{
+    Outcome outcome;
+    std::string error;
+    bool stuck = false;
+};
+
+// The fault ends after that many commands of the operation; an operation with a limit of its own
+// has to keep to it.
+void arrange(FaultBed &bed, const Operation &operation, Fault fault, Fate fate)
+{
+    const auto startFault = [&bed, &operation, fault] { begin(fault, operation, bed.device()); };
+    if (operation.faultFrom > 0ms)
+        bed.at(operation.faultFrom, startFault);
+    else
+        startFault();
+    if (fate == Fate::Unplugged) {
+        bed.beforeCommand([&bed] { bed.unplug(); });
+    } else if (fate == Fate::Ends || operation.attempts == 0) {
+        const int until = fate == Fate::Ends ? kEndsAfter : watchedAttempts(operation);
+        bed.afterCommand([&bed, fault, until] {
+            if (bed.commands() == until)
+                end(fault, bed.device());
+        });
+    }
+}
+
+Measured run(FaultBed &bed, const Operation &operation)
+{
+    const QuietOutput quiet;
+    Measured measured;
+    Outcome &outcome = measured.outcome;
+    try {
+        const Answer answer = operation.run(bed);
+        outcome.end = answer.given ? End::Succeeds : End::Fails;
+        outcome.right = answer.right;
+    } catch (const boost::system::system_error &error) {
+        outcome.end = End::Throws;
+        measured.error = error.what();
+    } catch (const FaultBed::Stuck &) {
+        measured.stuck = true;
+    }
+    outcome.time = bed.slept();
+    bed.pass(1ms); // the last command may still be on its way
+    outcome.attempts = bed.commands();
+    return measured;
+}
+
+std::string differenceBetween(const Outcome &stated, const Measured &measured)
+{
+    const Outcome &seen = measured.outcome;
+    std::ostringstream text;
+    if (measured.stuck) {
+        text << "still at it after " << seen.attempts << " commands; ";
+    } else {
+        const End end = stated.end == End::Waits ? End::Succeeds : stated.end;
+        if (seen.end != end)
+            text << "ends otherwise: " << textOf(seen) << "; ";
+        if (end == End::Succeeds && seen.right != stated.right)
+            text << (seen.right ? "is true; " : "is untrue; ");
+        if (end == End::Throws && measured.error.rfind(stated.error, 0) != 0)
+            text << "throws " << measured.error << "; ";
+        if ((end == End::Fails || end == End::Throws) && seen.time != stated.time)
+            text << "after " << seen.time.count() << " ms instead of " << stated.time.count()
+                 << "; ";
+    }
+    if (stated.chance ? seen.attempts > stated.attempts : seen.attempts != stated.attempts)
+        text << seen.attempts << " commands instead of " << stated.attempts << "; ";
+    return text.str();
+}
+
+// Flags of replies that nobody has asked for yet would be taken for replies to the operation.
+void takeOldAnswers(imu &driver)
+{
+    driver.getBaudRate();
+    driver.getDataRate();
+    driver.getOutputs();
+}
+
+// --- Samples
+
+struct SampleCount
+{
+    int decoded = 0;
+    int sent = 0;
+};
+
+// In the time passing, all that the unit gave to the line being out at its ends.
+SampleCount samplesIn(FaultBed &bed, milliseconds time)
+{
+    const auto sent = [&bed] { return static_cast<int>(bed.device().counters().samplesSent); };
+    const SampleCount before{bed.samples(), sent()};
+    bed.pass(time);
+    return {bed.samples() - before.decoded, sent() - before.sent};
+}
+
+Flow flowOf(const SampleCount &count)
+{
+    if (count.decoded == 0)
+        return Flow::None;
+    return count.decoded == count.sent ? Flow::All : Flow::Some;
+}
+
+const char *nameOf(Flow flow)
+{
+    return flow == Flow::None ? "no" : flow == Flow::Some ? "some" : "all";
+}
+
+Samples measuredSamples(FaultBed &bed, Fault fault, Fate fate)
+{
+    Samples measured{};
+    measured.before = flowOf(samplesIn(bed, 1003ms));
+    if (fate == Fate::Unplugged) {
+        bed.unplug();
+    } else if (fate == Fate::Ends) {
+        end(fault, bed.device());
+        bed.pass(203ms); // what was damaged may still swallow what follows
+    }
+    measured.after = flowOf(samplesIn(bed, 1000ms));
+    return measured;
+}
+
+std::string differenceBetween(const Samples &stated, const Samples &seen)
+{
+    if (agrees(stated, seen))
+        return {};
+    return std::string("samples: ") + nameOf(seen.before) + ", then " + nameOf(seen.after) +
+           "; instead of " + nameOf(stated.before) + ", then " + nameOf(stated.after);
+}
+
+// Of no command, so that faults of answers find nothing to befall.
+const Operation &listening()
+{
+    static const Operation operation{
+        "", SERIAL_NUMBER, Proof::Samples, 0, 0, 0ms, {SERIAL_NUMBER, 0, 0, 0, 0}, [](FaultBed &) {
+            return Answer{};
+        }};
+    return operation;
+}
+
+} // namespace
+
+std::string differenceIn(FaultBed &bed, const Operation &operation, Fault fault, Fate fate)
+{
+    const Outcome stated = expected(operation, fault, fate);
+    if (operation.needsNewDriver)
+        bed.replaceDriver();
+    bed.connectToNewUnit();
+    operation.prepare(bed);
+    bed.pass(100ms); // what that has left on the line
+    takeOldAnswers(bed.driver());
+    bed.observe(operation.code);
+    bed.giveUpAfter(stated.attempts + 20);
+    arrange(bed, operation, fault, fate);
+    return differenceBetween(stated, run(bed, operation));
+}
+
+std::string differenceInConnecting(FaultBed &bed, Fault fault, Fate fate)
+{
+    bed.plugInNewUnit();
+    begin(fault, listening(), bed.device());
+    bed.connect(FaultBed::kBaud);
+    if (!bed.isConnected())
+        return "is not connected";
+    return differenceBetween(expectedSamples(fault, fate), measuredSamples(bed, fault, fate));
+}
+
+std::string differenceInStreaming(FaultBed &bed, Fault fault, Fate fate)
+{
+    bed.connectToNewUnit();
+    begin(fault, listening(), bed.device());
+    bed.pass(53ms); // what was on the line before
+    const Samples measured = measuredSamples(bed, fault, fate);
+    if (!bed.isConnected())
+        return "is not connected";
+    return differenceBetween(expectedSamples(fault, fate), measured);
+}
+
+std::string harmLeftBy(FaultBed &bed, Fault fault)
+{
+    imu &driver = bed.driver();
+    bed.observe(0);
+    end(fault, bed.device());
+    const bool wasUnplugged = !bed.isPluggedIn();
+    if (wasUnplugged) {
+        bed.plugIn();
+        driver.disconnect();
+        bed.connect(bed.device().lineBaud());
+    }
+    if (!bed.isConnected())
+        return "not connected any more; ";
+    bed.pass(fault == Fault::SlowBaud5 ? 5500ms : 300ms); // what is still to come
+
+    const sim::Settings &settings = bed.device().memory().working;
+    bed.observe(OUTPUTS);
+    bed.giveUpAfter(20);
+    try {
+        if (!driver.loadSettings() || driver.getDataRate() != settings.rateHz ||
+            static_cast<std::uint32_t>(driver.getBaudRate()) != settings.baud)
+            return "settings not read; ";
+        takeOldAnswers(driver);
+        if (!driver.setOutputs(OUT_QUATERNION | OUT_RATES) ||
+            settings.outputs != (OUT_QUATERNION | OUT_RATES))
+            return "outputs not set; ";
+        driver.getQuaternion();
+        if (!bed.passUntil(1s, [&driver] { return !driver.getQuaternion().empty(); }))
+            return "no sample; ";
+    } catch (const FaultBed::Stuck &) {
+        return "outputs never confirmed; ";
+    }
+    return {};
+}
+
+} // namespace faults

@@ -1,0 +1,16 @@
+#pragma once
+
+namespace faults {
+
+// A deadlock cannot be returned from: if this lives for longer than two minutes, where the busiest
+// machine needs seconds, the process ends, saying that the driver hangs.
+class Deadline
+{
+public:
+    Deadline();
+    ~Deadline();
+    Deadline(const Deadline &) = delete;
+    Deadline &operator=(const Deadline &) = delete;
+};
+
+} // namespace faults

@@ -1,0 +1,191 @@
+#include "tests/faults/fault.h"
+
+#include <array>
+
+#include "tests/faults/fault_bed.h"
+#include "tests/faults/operation.h"
+
+using namespace std::chrono_literals;
+using namespace protocol;
+
+namespace faults {
+
+namespace {
+
+// The speeds of the host, and at which other speed the unit is then; so that it finds back.
+struct Speeds
+{
+    std::uint32_t right;
+    std::uint32_t wrong;
+};
+constexpr std::array<Speeds, 2> kSpeeds{{{FaultBed::kBaud, 230400}, {921600, 57600}}};
+
+void changeSpeed(sim::Device &device, std::uint32_t Speeds::*from, std::uint32_t Speeds::*to)
+{
+    sim::Memory memory = device.memory();
+    for (const Speeds &speeds : kSpeeds) {
+        if (speeds.*from == device.lineBaud()) {
+            memory.working.baud = speeds.*to;
+            device.setMemory(memory);
+            return;
+        }
+    }
+}
+
+// The answer cut off where that hurts: after the code of one that is a single block, between the
+// values of one that lists several.
+std::vector<unsigned char> tooShort(const Operation &operation)
+{
+    const std::size_t size = operation.proof == Proof::Settings ? 8 : 1;
+    return {operation.reply.begin(), operation.reply.begin() + static_cast<std::ptrdiff_t>(size)};
+}
+
+// Three bytes more than there should be; records that fit no buffer of the driver.
+std::vector<unsigned char> tooLong(const Operation &operation)
+{
+    std::vector<unsigned char> payload = operation.reply;
+    payload.resize(operation.proof == Proof::Records ? 1100 : payload.size() + 3);
+    return payload;
+}
+
+} // namespace
+
+const char *nameOf(Fault fault)
+{
+    switch (fault) {
+    case Fault::None:
+        return "none";
+    case Fault::Silent:
+        return "silent";
+    case Fault::NoReply:
+        return "obeys without a reply";
+    case Fault::WrongEcho:
+        return "echoes another value";
+    case Fault::Refuse:
+        return "refuses";
+    case Fault::Ignore:
+        return "ignores the command";
+    case Fault::Late50:
+        return "reply 50 ms late";
+    case Fault::Late150:
+        return "reply 150 ms late";
+    case Fault::TooShort:
+        return "reply too short";
+    case Fault::TooLong:
+        return "reply too long";
+    case Fault::OtherCode:
+        return "reply with another code";
+    case Fault::Split:
+        return "reply split";
+    case Fault::Broken:
+        return "reply broken";
+    case Fault::Joined:
+        return "reply joined to a sample";
+    case Fault::AllCorrupt:
+        return "every packet corrupt";
+    case Fault::SomeCorrupt:
+        return "every third packet corrupt";
+    case Fault::Noise:
+        return "noise between packets";
+    case Fault::SomeLost:
+        return "bytes lost";
+    case Fault::AllLost:
+        return "all bytes lost";
+    case Fault::WrongSpeed:
+        return "at another speed";
+    case Fault::SlowBaud1:
+        return "1 s to change speed";
+    case Fault::SlowBaud5:
+        return "5 s to change speed";
+    }
+    return "";
+}
+
+std::vector<Fault> allFaults()
+{
+    std::vector<Fault> all;
+    for (int i = 0; i < kFaultCount; ++i)
+        all.push_back(static_cast<Fault>(i));
+    return all;
+}
+
+void begin(Fault fault, const Operation &operation, sim::Device &device)
+{
+    sim::Faults &faults = device.faults();
+    switch (fault) {
+    case Fault::None:
+        return;
+    case Fault::Silent:
+        faults.silent = true;
+        return;
+    case Fault::NoReply:
+        faults.noReply.insert(operation.code);
+        return;
+    case Fault::WrongEcho:
+        faults.wrongEcho.insert(operation.code);
+        return;
+    case Fault::Refuse:
+        faults.refuse.insert(operation.code);
+        return;
+    case Fault::Ignore:
+        faults.ignoreFirst[operation.code] = 1'000'000;
+        return;
+    case Fault::Late50:
+        faults.lateReply[operation.code] = 50ms;
+        return;
+    case Fault::Late150:
+        faults.lateReply[operation.code] = 150ms;
+        return;
+    case Fault::TooShort:
+        faults.replyPayload[operation.code] = tooShort(operation);
+        return;
+    case Fault::TooLong:
+        faults.replyPayload[operation.code] = tooLong(operation);
+        return;
+    case Fault::OtherCode:
+        faults.replyPayload[operation.code] = {SERIAL_NUMBER, 1, 2, 3, 4};
+        return;
+    case Fault::Split:
+        faults.replyShape = sim::ReplyShape::Split;
+        return;
+    case Fault::Broken:
+        faults.replyShape = sim::ReplyShape::Broken;
+        return;
+    case Fault::Joined:
+        faults.replyShape = sim::ReplyShape::Joined;
+        return;
+    case Fault::AllCorrupt:
+        faults.corruptEvery = 1;
+        return;
+    case Fault::SomeCorrupt:
+        faults.corruptEvery = 3;
+        return;
+    case Fault::Noise:
+        faults.noiseBytes = 5;
+        return;
+    case Fault::SomeLost:
+        faults.byteLoss = 0.02;
+        return;
+    case Fault::AllLost:
+        faults.byteLoss = 1;
+        return;
+    case Fault::WrongSpeed:
+        changeSpeed(device, &Speeds::right, &Speeds::wrong);
+        return;
+    case Fault::SlowBaud1:
+        faults.baudChangeDelay = 1s;
+        return;
+    case Fault::SlowBaud5:
+        faults.baudChangeDelay = 5s;
+        return;
+    }
+}
+
+void end(Fault fault, sim::Device &device)
+{
+    device.faults() = {};
+    if (fault == Fault::WrongSpeed)
+        changeSpeed(device, &Speeds::wrong, &Speeds::right);
+}
+
+} // namespace faults

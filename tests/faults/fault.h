@@ -1,0 +1,50 @@
+#pragma once
+
+#include <chrono>
+#include <vector>
+
+namespace sim {
+class Device;
+}
+
+namespace faults {
+
+struct Operation;
+
+// What goes wrong at the unit or on its line.
+enum class Fault {
+    None,
+    Silent,
+    NoReply,
+    WrongEcho,
+    Refuse,
+    Ignore,
+    Late50,
+    Late150,
+    TooShort,
+    TooLong,
+    OtherCode,
+    Split,
+    Broken,
+    Joined,
+    AllCorrupt,
+    SomeCorrupt,
+    Noise,
+    SomeLost,
+    AllLost,
+    WrongSpeed,
+    SlowBaud1,
+    SlowBaud5,
+};
+
+inline constexpr int kFaultCount = static_cast<int>(Fault::SlowBaud5) + 1;
+
+const char *nameOf(Fault fault);
+std::vector<Fault> allFaults();
+
+// Faults that name a command befall that of the operation.
+void begin(Fault fault, const Operation &operation, sim::Device &device);
+// Everything is well again, and the unit at the speed it had.
+void end(Fault fault, sim::Device &device);
+
+} // namespace faults

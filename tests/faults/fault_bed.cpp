@@ -1,0 +1,258 @@
+#include "tests/faults/fault_bed.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <unistd.h>
+
+#include <boost/make_shared.hpp>
+
+using namespace std::chrono_literals;
+
+namespace faults {
+
+namespace {
+
+// The line holds what the unit says in this time.
+constexpr milliseconds kStep = 200ms;
+constexpr std::size_t kLineRoom = 1024;
+// After a sleep like this the driver may look at anything.
+constexpr milliseconds kLongSleep = 100ms;
+// A reply that comes in pieces, or with a sample, is all there by then.
+constexpr milliseconds kReplyTime = 50ms;
+// How often to look whether the reader is done, in real time.
+constexpr auto kGlance = 20us;
+
+// Whether a thread of this process waits for something to happen.
+bool isWaiting(int thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string stat;
+    std::getline(file, stat);
+    const std::size_t name = stat.rfind(')');
+    return name != std::string::npos && stat.compare(name, 3, ") S") == 0;
+}
+
+unsigned char codeOf(protocol::Bytes packet)
+{
+    const unsigned char code = packet[protocol::kHeaderSize];
+    return code == protocol::SET ? packet[protocol::kHeaderSize + 1] : code;
+}
+
+} // namespace
+
+FaultBed::FaultBed()
+    : m_driver(startedDriver(*this))
+    , m_path(m_directory.filePath(QStringLiteral("unit")).toStdString())
+{
+}
+
+boost::shared_ptr<imu> FaultBed::startedDriver(FaultBed &self)
+{
+    auto driver = boost::make_shared<imu>(nullptr);
+    driver->setSleeper([&self](milliseconds duration) { self.sleep(duration); });
+    QObject::connect(
+        driver.get(), &imu::quaternionUpdated, driver.get(),
+        [&self] {
+            self.m_readerThread = ::gettid();
+            ++self.m_samples;
+        },
+        Qt::DirectConnection);
+    driver->start();
+    return driver;
+}
+
+void FaultBed::replaceDriver()
+{
+    static std::vector<boost::shared_ptr<imu>> retired;
+    m_driver->disconnect();
+    m_driver->stop();
+    m_driver->connect(m_rest.path(), static_cast<int>(kBaud), 8, 0, 1);
+    retired.push_back(std::exchange(m_driver, startedDriver(*this)));
+    m_readerThread = 0;
+}
+
+// --- The cable ---------------------------------------------------------------------------------
+
+void FaultBed::plugInNewUnit()
+{
+    m_driver->disconnect();
+    sim::DeviceOptions options;
+    options.settings.baud = kBaud;
+    options.settings.rateHz = 50;
+    options.settings.outputs = protocol::OUT_QUATERNION;
+    m_device = std::make_unique<sim::Device>(options);
+    m_now = 0ms;
+    m_replies = 0;
+    m_lastReply = -kReplyTime;
+    layCable();
+    observe(0);
+}
+
+void FaultBed::connectToNewUnit()
+{
+    plugInNewUnit();
+    connect(kBaud);
+    passUntil(1s, [this] { return m_readerThread != 0; });
+}
+
+void FaultBed::connect(std::uint32_t baud)
+{
+    m_hostBaud = baud;
+    m_driver->connect(m_path, static_cast<int>(baud), 8, 0, 1);
+    hear();
+}
+
+void FaultBed::layCable()
+{
+    std::filesystem::remove(m_path);
+    m_pty = std::make_unique<sim::Pty>();
+    std::filesystem::create_symlink(m_pty->path(), m_path);
+}
+
+void FaultBed::unplug()
+{
+    std::filesystem::remove(m_path);
+    m_pty.reset();
+    m_spoke = false;
+}
+
+void FaultBed::plugIn()
+{
+    layCable();
+    m_device->powerCycle(m_now);
+}
+
+// --- Time --------------------------------------------------------------------------------------
+
+void FaultBed::observe(unsigned char code)
+{
+    m_counter.reset();
+    m_code = code;
+    m_commands = 0;
+    m_commandLimit = std::numeric_limits<int>::max();
+    m_slept = 0ms;
+    m_action = nullptr;
+    m_beforeCommand = nullptr;
+    m_afterCommand = nullptr;
+}
+
+void FaultBed::at(milliseconds time, std::function<void()> action)
+{
+    m_due = time;
+    m_action = std::move(action);
+}
+
+void FaultBed::sleep(milliseconds duration)
+{
+    advance(duration);
+    // To wait for every sample as well would make the machine's speed that of the matrix.
+    if (mayHaveReplied() || duration >= kLongSleep)
+        awaitReader();
+    if (m_commands > m_commandLimit)
+        throw Stuck();
+}
+
+void FaultBed::pass(milliseconds duration)
+{
+    advance(duration);
+    awaitReader();
+}
+
+bool FaultBed::passUntil(milliseconds duration, const std::function<bool()> &condition)
+{
+    for (milliseconds passed = 0ms; passed < duration; passed += 5ms) {
+        if (condition())
+            return true;
+        pass(5ms);
+    }
+    return false;
+}
+
+void FaultBed::advance(milliseconds duration)
+{
+    for (milliseconds left = duration; left > 0ms;) {
+        const milliseconds now = std::min(left, kStep);
+        step(now);
+        left -= now;
+        if (left > 0ms || (m_spoke && m_pty->unreadByHost() > kLineRoom))
+            awaitReader();
+    }
+}
+
+void FaultBed::step(milliseconds duration)
+{
+    if (m_action && m_slept >= m_due)
+        std::exchange(m_action, nullptr)();
+    m_slept += duration;
+    if (m_pty)
+        hear();
+    m_now += duration;
+    speak();
+}
+
+// --- The unit ----------------------------------------------------------------------------------
+
+// Where the line cannot tell how fast the host sent, it was at the speed of its connection: the
+// driver says nothing at any other before it has heard the unit there.
+void FaultBed::hear()
+{
+    for (bool more = true; more && m_pty;) {
+        const sim::Pty::Received received = m_pty->receive();
+        more = received.mayHaveMore;
+        if (!received.bytes.empty())
+            hearBytes(received.bytes, received.hostBaud.value_or(m_hostBaud));
+    }
+}
+
+void FaultBed::hearBytes(protocol::Bytes bytes, std::uint32_t hostBaud)
+{
+    int count = 0;
+    m_counter.feed(bytes, m_now,
+                   [&](protocol::Bytes packet) { count += codeOf(packet) == m_code; });
+    m_commands += count;
+    if (count > 0 && m_beforeCommand)
+        m_beforeCommand();
+    if (!m_pty)
+        return;
+    m_device->receive(bytes, hostBaud, m_now);
+    if (count > 0 && m_afterCommand)
+        m_afterCommand();
+}
+
+void FaultBed::speak()
+{
+    while (const auto transmission = m_device->transmit(m_now)) {
+        if (m_pty) {
+            m_pty->send(transmission->bytes, transmission->baud);
+            m_spoke = true;
+        }
+    }
+}
+
+bool FaultBed::mayHaveReplied()
+{
+    const std::uint64_t replies = m_device->counters().repliesSent;
+    if (std::exchange(m_replies, replies) != replies)
+        m_lastReply = m_now;
+    return m_now - m_lastReply < kReplyTime;
+}
+
+// A reader that waits while nothing is left for it to read has decoded all there was.
+void FaultBed::awaitReader()
+{
+    if (!std::exchange(m_spoke, false) || !m_pty->isOpenedByHost())
+        return;
+    while (m_pty->unreadByHost() > 0)
+        std::this_thread::sleep_for(kGlance);
+    while (m_readerThread != 0 && !isWaiting(m_readerThread))
+        std::this_thread::sleep_for(kGlance);
+}
+
+} // namespace faults

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "tests/faults/fault_bed.h"
+#include "tests/faults/operation.h"
+
+#include <QObject>
+
+namespace faults {
+
+// Tries every operation of a list under every fault with every fate, and whether the driver is as
+// good as new afterwards. One row a cell.
+class OperationMatrix : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit OperationMatrix(const std::vector<Operation> &operations);
+
+private slots:
+    void cell_data();
+    void cell();
+
+private:
+    const std::vector<Operation> &m_operations;
+    FaultBed m_bed;
+};
+
+} // namespace faults

@@ -1,0 +1,321 @@
+#include "tests/faults/rules.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+using namespace std::chrono_literals;
+using std::chrono::milliseconds;
+
+namespace faults {
+
+namespace {
+
+// What the driver makes of one command's reply.
+enum class Worth {
+    Good,     // what it waits for
+    Untrue,   // taken for that, but not true
+    Empty,    // taken for that, and says that there is nothing
+    Mismatch, // a reply, but not the one
+    Nothing,  // none
+    Chance,   // one or the other
+};
+
+constexpr int kForEver = std::numeric_limits<int>::max() / 2;
+
+bool hitsTheLine(Fault fault)
+{
+    return fault == Fault::Silent || fault == Fault::AllCorrupt || fault == Fault::AllLost ||
+           fault == Fault::WrongSpeed;
+}
+
+bool hitsByChance(Fault fault)
+{
+    return fault == Fault::SomeCorrupt || fault == Fault::Noise || fault == Fault::SomeLost;
+}
+
+bool isUnderstood(Fault fault)
+{
+    return fault != Fault::Ignore && fault != Fault::Refuse && fault != Fault::WrongSpeed;
+}
+
+Worth worthOfWrongEcho(Proof proof)
+{
+    switch (proof) {
+    case Proof::Echo:
+        return Worth::Mismatch;
+    case Proof::Status: // is 0 then
+        return Worth::Nothing;
+    case Proof::Settings:
+    case Proof::Value:
+    case Proof::Records:
+        return Worth::Untrue;
+    case Proof::AnyEcho:
+    case Proof::Speed:
+    case Proof::Samples:
+        return Worth::Good;
+    }
+    return Worth::Good;
+}
+
+Worth worthOfRefusal(Proof proof)
+{
+    switch (proof) {
+    case Proof::Echo: // of the standing value
+        return Worth::Mismatch;
+    case Proof::AnyEcho:
+        return Worth::Untrue;
+    case Proof::Status:
+    case Proof::Settings:
+    case Proof::Speed:
+        return Worth::Nothing;
+    case Proof::Value:
+    case Proof::Records:
+        return Worth::Empty;
+    case Proof::Samples:
+        return Worth::Good;
+    }
+    return Worth::Good;
+}
+
+// The decoder does not look where a packet ends: a value that is not there is made of what follows
+// it, beginning with the checksum.
+Worth worthOfShortReply(Proof proof)
+{
+    switch (proof) {
+    case Proof::Echo:
+        return Worth::Mismatch;
+    case Proof::Status: // not 1: the sum of a payload that is the code alone is the code
+    case Proof::Settings:
+        return Worth::Nothing;
+    case Proof::Value:
+        return Worth::Untrue;
+    case Proof::Records:
+        return Worth::Empty;
+    case Proof::AnyEcho:
+    case Proof::Speed:
+    case Proof::Samples:
+        return Worth::Good;
+    }
+    return Worth::Good;
+}
+
+Worth worthOf(Fault fault, Proof proof)
+{
+    const bool needsReply = proof != Proof::Speed && proof != Proof::Samples;
+    if (hitsTheLine(fault))
+        return Worth::Nothing;
+    if (hitsByChance(fault))
+        return Worth::Chance;
+    switch (fault) {
+    case Fault::NoReply:
+    case Fault::OtherCode:
+        return needsReply ? Worth::Nothing : Worth::Good;
+    case Fault::Ignore:
+        return proof == Proof::Samples ? Worth::Good : Worth::Nothing;
+    case Fault::WrongEcho:
+        return worthOfWrongEcho(proof);
+    case Fault::Refuse:
+        return worthOfRefusal(proof);
+    case Fault::TooShort:
+        return worthOfShortReply(proof);
+    case Fault::TooLong: // what follows is skipped, unless it does not fit at all
+        return proof == Proof::Records ? Worth::Nothing : Worth::Good;
+    default:
+        return Worth::Good;
+    }
+}
+
+milliseconds lateness(Fault fault)
+{
+    switch (fault) {
+    case Fault::Late50:
+        return 50ms;
+    case Fault::Late150:
+        return 150ms;
+    case Fault::Broken:
+        return 20ms;
+    default:
+        return 0ms;
+    }
+}
+
+// The attempt, counted from 1, that sees a reply to the first command which comes so late. It is
+// not there at once, however fast the unit; an earlier reply that still stands makes each attempt
+// look only once.
+int attemptThatSees(const Operation &operation, milliseconds late)
+{
+    const int looks = operation.answeredBefore ? 1 : operation.polls;
+    for (int attempt = 1;; ++attempt) {
+        const milliseconds begins = (attempt - 1) * attemptTime(operation);
+        if (begins + (looks - 1) * 10ms > late)
+            return attempt;
+    }
+}
+
+// The attempt that succeeds if the first `faulty` commands get what the fault leaves of the reply.
+int succeedsAt(const Operation &operation, Fault fault, int faulty)
+{
+    // The host looks for the stream when each attempt ends, the first 100 ms sooner. A unit that
+    // is heard again has meanwhile obeyed the first command, if it understood it.
+    if (operation.proof == Proof::Speed) {
+        if (fault == Fault::SlowBaud5)
+            return 3;
+        if (worthOf(fault, operation.proof) == Worth::Good)
+            return 1;
+        return isUnderstood(fault) ? faulty : faulty + 1;
+    }
+    const int prompt = attemptThatSees(operation, 0ms);
+    switch (worthOf(fault, operation.proof)) {
+    case Worth::Good:
+    case Worth::Untrue:
+    case Worth::Empty:
+    case Worth::Chance:
+        return std::min(attemptThatSees(operation, lateness(fault)), faulty + prompt);
+    case Worth::Mismatch: // stands, so that the next attempt looks only once
+        return faulty + 2;
+    case Worth::Nothing:
+        return faulty + prompt;
+    }
+    return 0;
+}
+
+// How long an operation takes to fail that has only ever seen nothing, or the wrong thing.
+milliseconds timeToFail(const Operation &operation, Worth worth)
+{
+    if (worth == Worth::Mismatch)
+        return 10ms + operation.attempts * operation.pause;
+    return operation.attempts * attemptTime(operation);
+}
+
+Outcome outcomeOfUnplugging(const Operation &operation)
+{
+    Outcome outcome;
+    outcome.end = End::Throws;
+    outcome.time = operation.proof == Proof::Speed ? 2100ms : attemptTime(operation);
+    outcome.time += operation.faultFrom > 0ms ? 2200ms : 0ms;
+    outcome.error = operation.proof == Proof::Speed ? "open" : "write_some";
+    return outcome;
+}
+
+std::string inSeconds(milliseconds time)
+{
+    if (time < 1s)
+        return std::to_string(time.count()) + " ms";
+    const auto tenths = std::lround(static_cast<double>(time.count()) / 100.0);
+    std::string text = std::to_string(tenths / 10);
+    if (tenths < 100)
+        text += "." + std::to_string(tenths % 10);
+    return text + " s";
+}
+
+} // namespace
+
+const char *nameOf(Fate fate)
+{
+    switch (fate) {
+    case Fate::Ends:
+        return "ends";
+    case Fate::Stays:
+        return "stays";
+    case Fate::Unplugged:
+        return "unplugged";
+    }
+    return "";
+}
+
+std::vector<Fate> allFates()
+{
+    return {Fate::Ends, Fate::Stays, Fate::Unplugged};
+}
+
+int watchedAttempts(const Operation &operation)
+{
+    return attemptTime(operation) > 500ms ? 25 : 110;
+}
+
+Outcome expected(const Operation &operation, Fault fault, Fate fate)
+{
+    Outcome outcome;
+    // Any reply will do, so the earlier one does: the operation ends before anything can happen.
+    if (operation.answeredBefore && operation.proof == Proof::AnyEcho) {
+        outcome.right = fate != Fate::Unplugged && isUnderstood(fault);
+        return outcome;
+    }
+    if (fate == Fate::Unplugged)
+        return outcomeOfUnplugging(operation);
+
+    const Worth worth = worthOf(fault, operation.proof);
+    // Of what it reads at a new speed, an operation only looks whether the speed is 0.
+    outcome.right = worth != Worth::Untrue || operation.faultFrom > 0ms;
+    outcome.chance = worth == Worth::Chance;
+    if (outcome.chance) {
+        outcome.attempts = kChanceAttempts;
+        return outcome;
+    }
+    if (worth == Worth::Empty) {
+        outcome.end = End::Fails;
+        outcome.time = 10ms;
+        return outcome;
+    }
+    outcome.attempts = succeedsAt(operation, fault, fate == Fate::Ends ? kEndsAfter : kForEver);
+    if (operation.attempts > 0 && outcome.attempts > operation.attempts) {
+        outcome.end = End::Fails;
+        outcome.attempts = operation.attempts;
+        outcome.time = timeToFail(operation, worth);
+    } else if (outcome.attempts >= kForEver) {
+        outcome.end = End::Waits;
+        outcome.attempts = succeedsAt(operation, fault, watchedAttempts(operation));
+    }
+    return outcome;
+}
+
+std::string textOf(const Outcome &outcome)
+{
+    const std::string attempts = std::to_string(outcome.attempts) + " attempts";
+    switch (outcome.end) {
+    case End::Succeeds: {
+        std::string text = "succeeds";
+        if (outcome.chance)
+            text += ", sooner or later";
+        else if (outcome.attempts > 1)
+            text += " at attempt " + std::to_string(outcome.attempts);
+        return outcome.right ? text : text + ", **untrue**";
+    }
+    case End::Fails:
+        return outcome.attempts == 1 ? "fails at once"
+                                     : "fails after " + attempts + ", " + inSeconds(outcome.time);
+    case End::Throws:
+        return std::string("throws \"") + outcome.error + "\" after " + inSeconds(outcome.time);
+    case End::Waits:
+        return "waits";
+    }
+    return "";
+}
+
+Samples expectedSamples(Fault fault, Fate fate)
+{
+    const Worth worth = worthOf(fault, Proof::Samples);
+    const Flow faulty = worth == Worth::Nothing  ? Flow::None
+                        : worth == Worth::Chance ? Flow::Some
+                                                 : Flow::All;
+    switch (fate) {
+    case Fate::Ends:
+        return {faulty, Flow::All};
+    case Fate::Stays:
+        return {faulty, faulty};
+    case Fate::Unplugged:
+        return {faulty, Flow::None};
+    }
+    return {};
+}
+
+bool agrees(const Samples &stated, const Samples &seen)
+{
+    const auto agree = [](Flow one, Flow other) {
+        return one == Flow::Some ? other != Flow::None : one == other;
+    };
+    return agree(stated.before, seen.before) && agree(stated.after, seen.after);
+}
+
+} // namespace faults
