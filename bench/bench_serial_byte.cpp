@@ -1,5 +1,7 @@
 // A byte through the open port: CPU time of the thread that reads it, packets framed and decoded.
-// One byte a read in all three, so that the difference is the road, not the load.
+// One byte a read in all three, so that the difference is the road, not the load. What is read
+// waits in the port before the clock starts: no reader pays for being woken or for the one who
+// writes.
 
 #include "bench/rounds.h"
 #include "bench/sample_stream.h"
@@ -39,17 +41,31 @@ public:
     virtual clockid_t readerClock() const = 0;
     int packets() const { return m_packets; }
 
+    // From the next sample on the reading thread stands still until it is let go.
+    void hold() { m_held = true; }
+    void letGo()
+    {
+        m_held = false;
+        m_held.notify_all();
+    }
+
 protected:
-    std::atomic<int> m_packets{0};
+    void onSample()
+    {
+        ++m_packets;
+        m_held.wait(true);
+    }
 
 private:
-    void quaternionDecoded(const std::array<float, 4> &) override { ++m_packets; }
+    void quaternionDecoded(const std::array<float, 4> &) override { onSample(); }
     void magneticFieldDecoded(const std::array<float, 3> &) override {}
     void magneticFieldRawDecoded(const std::array<float, 3> &) override {}
 
     boost::mutex m_lock;
     SampleStore m_store;
     Framer m_framer;
+    std::atomic<int> m_packets{0};
+    std::atomic<bool> m_held{false};
 };
 
 clockid_t clockOf(pthread_t thread)
@@ -123,7 +139,7 @@ public:
             m_driver.get(), &imu::quaternionUpdated, m_driver.get(),
             [this] {
                 m_reader = pthread_self();
-                ++m_packets;
+                onSample();
             },
             Qt::DirectConnection);
         m_driver->start();
@@ -136,24 +152,32 @@ private:
     std::atomic<pthread_t> m_reader{};
 };
 
-// Feeds blocks through the port and says what they cost the reader.
+void await(const std::function<bool()> &condition)
+{
+    while (!condition())
+        std::this_thread::sleep_for(std::chrono::microseconds(200));
+}
+
+// Feeds blocks through the port and says what they cost the reader, but for the first packet of
+// each, with which it is held until the others wait in the port.
 double perByte(PtyPort &port, Receiver &receiver)
 {
     static const std::vector<unsigned char> stream = sampleStream(kPacketsAtOnce);
     const QByteArray block(reinterpret_cast<const char *>(stream.data()),
                            static_cast<qsizetype>(stream.size()));
-    const auto feed = [&] {
-        const int expected = receiver.packets() + kPacketsAtOnce;
+    const int waiting = static_cast<int>(stream.size()) / kPacketsAtOnce * (kPacketsAtOnce - 1);
+    double used = 0;
+    for (int i = 0; i < kBlocks; ++i) {
+        const int before = receiver.packets();
+        receiver.hold();
         port.write(block);
-        while (receiver.packets() < expected)
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
-    };
-    feed(); // whose thread it is, the driver's reader tells with its first sample
-    const double start = rounds::seconds(receiver.readerClock());
-    for (int i = 0; i < kBlocks; ++i)
-        feed();
-    const double used = rounds::seconds(receiver.readerClock()) - start;
-    return used / static_cast<double>(stream.size() * kBlocks) * 1e9;
+        await([&] { return receiver.packets() > before && port.unreadByHost() == waiting; });
+        const double start = rounds::seconds(receiver.readerClock());
+        receiver.letGo();
+        await([&] { return receiver.packets() == before + kPacketsAtOnce; });
+        used += rounds::seconds(receiver.readerClock()) - start;
+    }
+    return used / (static_cast<double>(waiting) * kBlocks) * 1e9;
 }
 
 } // namespace
