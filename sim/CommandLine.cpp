@@ -1,149 +1,14 @@
 #include "sim/CommandLine.h"
 
+#include "sim/OptionValues.h"
+
 #include <algorithm>
-#include <array>
-#include <cctype>
-#include <charconv>
-#include <cmath>
 #include <functional>
-#include <limits>
 #include <string_view>
 
 namespace sim {
 
 namespace {
-
-using std::chrono::milliseconds;
-
-constexpr double kSlowestReplay = 0.01;
-constexpr double kFastestReplay = 1000;
-
-// --- Values ------------------------------------------------------------------------------------
-
-template <typename T>
-bool readInteger(std::string_view text, T &value)
-{
-    const bool hex = text.starts_with("0x") || text.starts_with("0X");
-    if (hex)
-        text.remove_prefix(2);
-    const auto [end, error] =
-        std::from_chars(text.data(), text.data() + text.size(), value, hex ? 16 : 10);
-    return error == std::errc() && end == text.data() + text.size() && !text.empty();
-}
-
-bool readNumber(std::string_view text, double &value)
-{
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-    return error == std::errc() && end == text.data() + text.size() && std::isfinite(value);
-}
-
-bool readMilliseconds(std::string_view text, milliseconds &value)
-{
-    unsigned count = 0;
-    if (!readInteger(text, count))
-        return false;
-    value = milliseconds(count);
-    return true;
-}
-
-bool readSeconds(std::string_view text, std::optional<milliseconds> &value)
-{
-    double count = 0;
-    if (!readNumber(text, count) || count < 0 || count > 1e6)
-        return false;
-    value = milliseconds(static_cast<milliseconds::rep>(count * 1000.0));
-    return true;
-}
-
-// A factor, or "max" for none.
-bool readSpeed(const std::string &text, std::optional<double> &value)
-{
-    if (text == "max") {
-        value.reset();
-        return true;
-    }
-    value = 0.0;
-    return readNumber(text, *value) && *value >= kSlowestReplay && *value <= kFastestReplay;
-}
-
-// "CODE:VALUE"; `fallback` if there is no value.
-struct CodeAndValue
-{
-    unsigned char code;
-    unsigned value;
-};
-
-std::optional<CodeAndValue> readCodeAndValue(const std::string &text,
-                                             std::optional<unsigned> fallback)
-{
-    const std::size_t colon = text.find(':');
-    const auto code = blockCode(text.substr(0, colon));
-    unsigned value = fallback.value_or(0);
-    const bool hasValue = colon != std::string::npos;
-    if (!code || (hasValue && !readInteger(std::string_view(text).substr(colon + 1), value)) ||
-        (!hasValue && !fallback))
-        return std::nullopt;
-    return CodeAndValue{*code, value};
-}
-
-template <typename T, std::size_t N>
-bool readChoice(const std::string &text,
-                const std::array<std::pair<std::string_view, T>, N> &choices, T &value)
-{
-    const auto found = std::find_if(choices.begin(), choices.end(),
-                                    [&](const auto &choice) { return choice.first == text; });
-    if (found == choices.end())
-        return false;
-    value = found->second;
-    return true;
-}
-
-constexpr std::array<std::pair<std::string_view, Motion>, 4> kMotions{{{"still", Motion::Still},
-                                                                       {"spin", Motion::Spin},
-                                                                       {"tumble", Motion::Tumble},
-                                                                       {"hand", Motion::Hand}}};
-
-constexpr std::array<std::pair<std::string_view, ReplyShape>, 4> kShapes{
-    {{"whole", ReplyShape::Whole},
-     {"split", ReplyShape::Split},
-     {"broken", ReplyShape::Broken},
-     {"joined", ReplyShape::Joined}}};
-
-constexpr std::array<std::string_view, protocol::kBlockCodeCount> kCodeNames{
-    "RATES",
-    "ACCELERATIONS",
-    "QUATERNION",
-    "ALTITUDE",
-    "COVARIANCES",
-    "EULER",
-    "MAGNETIC_FIELD",
-    "BAUD_RATE",
-    "DATA_RATE",
-    "OUTPUTS",
-    "FACTORY_RESET",
-    "SAVE_SETTINGS",
-    "GET",
-    "SET",
-    "MAGNETIC_FIELD_RAW",
-    "MAG_CALIBRATION",
-    "VERSIONS",
-    "SERIAL_NUMBER",
-    "START_CALIBRATION",
-    "STOP_CALIBRATION",
-    "CALIBRATION_DATA",
-    "CALIBRATION_DATA_SIZE",
-    "RESERVED_22",
-    "ZERO_THRESHOLD"};
-
-// A name for a node in /dev, not a path.
-bool isPortName(const std::string &name)
-{
-    return !name.empty() && std::all_of(name.begin(), name.end(), [](unsigned char c) {
-        return std::isalnum(c) != 0 || c == '_' || c == '-';
-    });
-}
-
-// --- Options -----------------------------------------------------------------------------------
 
 // What an option is about.
 enum class Topic { Unit, Line, Recording, Fault };
@@ -265,7 +130,7 @@ std::vector<Option> faultOptions()
          [](Configuration &c, const std::string &v) {
              const auto read = readCodeAndValue(v, std::nullopt);
              if (read)
-                 c.device.faults.lateReply[read->code] = milliseconds(read->value);
+                 c.device.faults.lateReply[read->code] = std::chrono::milliseconds(read->value);
              return read.has_value();
          }},
         {"--reply-shape", "SHAPE",
@@ -392,20 +257,6 @@ CommandLine checked(Configuration configuration)
 }
 
 } // namespace
-
-std::optional<unsigned char> blockCode(const std::string &text)
-{
-    std::string name = text;
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    const auto named = std::find(kCodeNames.begin(), kCodeNames.end(), name);
-    if (named != kCodeNames.end())
-        return static_cast<unsigned char>(named - kCodeNames.begin());
-    unsigned char number = 0;
-    if (readInteger(text, number) && number < protocol::kBlockCodeCount)
-        return number;
-    return std::nullopt;
-}
 
 CommandLine parseCommandLine(std::span<const std::string> arguments)
 {

@@ -44,7 +44,4 @@ std::string helpText();
 // What a recording of the configured unit says about it.
 RecordingHeader recordingHeader(const Configuration &configuration);
 
-// "DATA_RATE", "data_rate" or "8"; nothing if it is no block code.
-std::optional<unsigned char> blockCode(const std::string &text);
-
 } // namespace sim

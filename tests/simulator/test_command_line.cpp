@@ -1,6 +1,7 @@
 // What vornix-sim understands.
 
 #include "sim/CommandLine.h"
+#include "sim/OptionValues.h"
 
 #include <QTest>
 
