@@ -51,7 +51,9 @@ public:
     }
     ~Served()
     {
-        m_process.kill();
+        m_process.terminate(); // kindly, so that a build that counts lines can write them down
+        if (!m_process.waitForFinished(5000))
+            m_process.kill();
         m_process.waitForFinished();
     }
 
