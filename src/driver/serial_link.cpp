@@ -39,7 +39,7 @@ std::size_t drain(int fd)
     std::array<unsigned char, 4096> dropped;
     std::size_t total = 0;
     pollfd request{fd, POLLIN, 0};
-    while (total<kLongestQueue && ::poll(&request, 1, 0)> 0) {
+    while (::poll(&request, 1, 0) == 1 && total < kLongestQueue) {
         const ssize_t count = ::read(fd, dropped.data(), dropped.size());
         if (count <= 0)
             break;
