@@ -6,7 +6,6 @@
 # runtime, if any, has to come first in the preload list. GL leaves out the search for leaks: Mesa's
 # driver leaks a little, and is unloaded before the search, so that nothing can name and excuse it.
 
-find_library(UMOCKDEV_PRELOAD NAMES libumockdev-preload.so.0 REQUIRED)
 set(VORNIX_PRELOAD "${UMOCKDEV_PRELOAD}")
 if(VORNIX_SANITIZE)
     set(runtime_address libasan.so)

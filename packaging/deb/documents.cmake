@@ -5,7 +5,7 @@ find_program(GZIP gzip REQUIRED)
 set(changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
 set(writer ${CMAKE_CURRENT_SOURCE_DIR}/debian_changelog.py)
 
-foreach(package vornix vornix-sim)
+foreach(package IN LISTS packages)
     set(folder ${CMAKE_CURRENT_BINARY_DIR}/${package})
     file(MAKE_DIRECTORY ${folder})
     add_custom_command(OUTPUT ${folder}/changelog.gz ${folder}/changelog.Debian.gz
