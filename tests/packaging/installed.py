@@ -14,7 +14,7 @@ import tempfile
 
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[1] / "end_to_end"))
 
-import clean_system  # noqa: E402
+import debian_system  # noqa: E402
 import support  # noqa: E402
 from built_packages import NAMES, built_packages  # noqa: E402
 
@@ -51,7 +51,7 @@ class Installed(support.ProgramCase):
 
     @classmethod
     def setUpClass(cls):
-        cls.system = clean_system.CleanSystem(ROOT)
+        cls.system = debian_system.DebianSystem(ROOT)
         cls.has_device = cls.system.mount()
         if not cls.has_device:
             sys.stderr.write("\nNo right to mount, so no /dev/pts in there: without a device.\n")
@@ -143,9 +143,9 @@ def shared_path():
 
 
 if __name__ == "__main__":
-    clean_system.skip_unless_possible()
+    debian_system.skip_unless_possible()
     if not ROOT.is_dir():
-        clean_system.skip(f"no system at {ROOT}")
-    clean_system.enter_namespace()
+        debian_system.skip(f"no system at {ROOT}")
+    debian_system.enter_namespace()
     with shared_path():
         support.main()
