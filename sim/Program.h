@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sim/CommandLine.h"
+#include "sim/options.h"
 
 namespace sim {
 

@@ -1,13 +1,15 @@
 #include "sim/Program.h"
+#include "sim/options.h"
 
 #include <exception>
 #include <iostream>
 #include <system_error>
 
+#include <CLI/Error.hpp>
+
 namespace {
 
 // As shells have it.
-constexpr int kUsageError = 2;
 constexpr int kCannotRun = 126;
 constexpr int kNotFound = 127;
 
@@ -36,19 +38,10 @@ int run(const sim::Configuration &configuration)
 int main(int argc, char **argv)
 {
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    const sim::CommandLine line = sim::parseCommandLine(arguments);
-    switch (line.action) {
-    case sim::CommandLine::Action::ShowHelp:
-        std::cout << sim::helpText();
-        return 0;
-    case sim::CommandLine::Action::ShowVersion:
-        std::cout << "vornix-sim " VORNIX_VERSION "\n";
-        return 0;
-    case sim::CommandLine::Action::Refuse:
-        complain(line.problem + "\nTry vornix-sim --help.");
-        return kUsageError;
-    case sim::CommandLine::Action::Run:
-        return run(line.configuration);
+    sim::Options options;
+    try {
+        return run(options.parse(arguments));
+    } catch (const CLI::ParseError &error) {
+        return options.report(error);
     }
-    return 1;
 }

@@ -1,4 +1,4 @@
-"""What `vornix-sim --help`, its manual page and its bash completion say is the same."""
+"""The bash completion of vornix-sim offers what its help text lists; the manual page has it all."""
 
 import os
 import pathlib
@@ -40,9 +40,9 @@ def complete(*words, directory="/"):
 
 
 def help_options():
-    """Each option of --help with what it calls its value, "" for a switch."""
+    """Each option of --help with the name of its value, "" for a switch."""
     text = subprocess.run([PROGRAM, "--help"], capture_output=True, text=True, check=True).stdout
-    return dict(re.findall(rf"^  ({OPTION}) ?(\S*)  ", text, re.MULTILINE))
+    return dict(re.findall(rf"^  (?:-h,)?({OPTION}) ?(\S*)  ", text, re.MULTILINE))
 
 
 def page():
@@ -54,13 +54,13 @@ def page():
 
 def page_options():
     """As help_options()."""
-    return dict(re.findall(rf"^ {{7}}({OPTION})(?:, -h)?(?: (\S+))?$", page(), re.MULTILINE))
+    return dict(re.findall(rf"^ {{7}}(?:-h,)?({OPTION})(?: (\S+))?$", page(), re.MULTILINE))
 
 
 def page_commands():
     """The commands that faults name."""
-    section = re.search(r"^COMMANDS THAT.*?(?=^[A-Z])", page(), re.MULTILINE | re.DOTALL).group()
-    return re.findall(r"[A-Z_]+(?=[,.])", section)
+    section = re.search(r"The\s+commands:(.*?)\.", page(), re.DOTALL).group(1)
+    return re.findall("[A-Z_]+", section)
 
 
 class Options(unittest.TestCase):

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "sim/Device.h"
+#include "sim/Recording.h"
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class ParseError;
+} // namespace CLI
+
+namespace sim {
+
+// What vornix-sim does in this run.
+struct Configuration
+{
+    DeviceOptions device;
+    unsigned calibrationPoints = 120;
+    std::vector<std::string> ports{}; // of the testbed, never empty when there is a command
+    std::string link;
+    bool statistics = false; // printed at the end
+    std::optional<std::chrono::milliseconds> unplugAfter;
+    std::optional<std::chrono::milliseconds> returnAfter; // counted from the unplugging
+    std::string recordTo;                                 // empty: no recording
+    std::string replayFrom;                               // empty: a simulated device
+    std::optional<double> replaySpeed = 1.0;              // none: as fast as the host reads
+    std::string faults;                                   // the fault options as given
+    std::vector<std::string> command;                     // empty: serve a pty
+};
+
+// The options of vornix-sim. Their help text is the source of the manual page.
+class Options
+{
+public:
+    Options();
+    ~Options();
+
+    // `arguments` without the program's name. Once per object. Throws CLI::ParseError: for a
+    // mistake in them, and also for --help and --version.
+    const Configuration &parse(std::span<const std::string> arguments);
+    // Prints what the error asks for, help and version on standard output, a mistake on standard
+    // error. Returns the exit status.
+    int report(const CLI::ParseError &error) const;
+
+    std::string help() const;
+
+private:
+    // The parser, with new options in this group of the help text.
+    CLI::App &optionsOf(const std::string &group);
+    void addDeviceOptions();
+    void addLineOptions();
+    void addRecordingOptions();
+    void addFaultOptions();
+    void check() const;
+    std::string firstGiven(const std::string &group) const;
+    std::string asGiven(const std::string &group) const;
+
+    std::unique_ptr<CLI::App> m_app;
+    Configuration m_configuration;
+};
+
+// What a recording of the configured device states about it.
+RecordingHeader recordingHeader(const Configuration &configuration);
+
+} // namespace sim
