@@ -383,8 +383,10 @@ void MainWindow::loadLanguage(const QString &code)
     m_currentLanguage = code;
     QLocale::setDefault(QLocale(code));
     QCoreApplication::removeTranslator(&m_translator);
-    if (m_translator.load(m_langPath + "/translate_"_L1 + code + ".qm"_L1))
+    if (m_translator.load(m_langPath + "/translate_"_L1 + code + ".qm"_L1)) {
+        m_translator.loadQtTexts(code);
         QCoreApplication::installTranslator(&m_translator);
+    }
     checkLanguageAction(code);
 }
 

@@ -11,8 +11,8 @@
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QStringList>
-#include <QTranslator>
 
+#include "app/interface_translator.h"
 #include "app/trial_flag.h"
 
 class imu;
@@ -123,6 +123,6 @@ private:
     bool m_connecting = false;
     QString m_portPath;
     int m_baudRate = 0;
-    QTranslator m_translator;
+    InterfaceTranslator m_translator;
     QString m_currentLanguage;
 };

@@ -30,6 +30,21 @@ public:
     }
 };
 
+// Filters the application, which gets one at each installation and removal of a translator; windows
+// get theirs from it, by post.
+class TranslatorChanges : public QObject
+{
+public:
+    int count = 0;
+
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        if (object == qApp && event->type() == QEvent::LanguageChange)
+            ++count;
+        return false;
+    }
+};
+
 } // namespace
 
 // With a translation of its own, so that the test does not hang on the wording of the real one.
@@ -46,6 +61,9 @@ class TestMainWindowLanguage : public QObject
     {
         return m_window->findChild<QLabel *>(label)->text();
     }
+
+    // What Qt writes on the button of a message box.
+    static QString buttonText() { return QCoreApplication::translate("QPlatformTheme", "OK"); }
 
     QString scanText() const { return m_window->findChild<QAction *>(u"actionScan"_s)->text(); }
 
@@ -118,12 +136,25 @@ private slots:
         QVERIFY(!m_english->isChecked());
         QCOMPARE(QLocale().language(), QLocale::Turkish);
         QCOMPARE(scanText(), u"Tara (deneme)"_s);
+        QCOMPARE(buttonText(), u"Tamam"_s);
 
         choose(m_english);
         QVERIFY(m_english->isChecked());
         QVERIFY(!m_turkish->isChecked());
         QCOMPARE(QLocale().language(), QLocale::English);
         QCOMPARE(scanText(), u"Scan for Devices"_s);
+        QCOMPARE(buttonText(), u"OK"_s);
+    }
+
+    // Two catalogues are one switch: a window gets the event that resets its labels once.
+    void aSwitchIsOneEvent()
+    {
+        TranslatorChanges changes;
+        qApp->installEventFilter(&changes);
+        m_turkish->trigger();
+        QCOMPARE(changes.count, 1);
+        m_english->trigger();
+        QCOMPARE(changes.count, 2);
     }
 
     // A switch takes every text of the form back to its design, whatever stood there.
@@ -187,6 +218,7 @@ private slots:
         QVERIFY(m_turkish->isChecked());
         QVERIFY(!m_english->isChecked());
         QCOMPARE(scanText(), u"Scan for Devices"_s);
+        QCOMPARE(buttonText(), u"OK"_s);
         QCOMPARE(m_changes.count, 0);
         QVERIFY(!QApplication::activeModalWidget());
 

@@ -1,6 +1,10 @@
 """Choosing Turkish in the menu: the built program finds its translation and speaks it at once."""
 
+import pathlib
 import re
+import shutil
+import subprocess
+import tempfile
 
 import support
 
@@ -9,6 +13,7 @@ CAPTIONS = {
     "Magnetic Field (unitless)": "Manyetik Alan (birimsiz)",
     "Linear Acceleration (m/s²)": "Doğrusal İvme (m/s²)",
 }
+INFO, INFO_TR = ("Connection", "Device Info"), ("Bağlantı", "Cihaz Bilgileri")
 QUATERNION = r"(-?\d+(\.\d+)?(e[+-]\d+)?(, |$)){4}"
 
 
@@ -35,12 +40,41 @@ class Language(support.ProgramCase):
         self.disconnect()
         self.close()
 
+    def test_buttons_that_qt_writes_on(self):
+        self.program.menu("Language", "Türkçe")
+        self.assertEqual(self.button_of_refusal(*INFO_TR, title="Bağlı değil"), "Tamam")
+        self.program.menu("Dil", "English")
+        self.assertEqual(self.button_of_refusal(*INFO, title="Not connected"), "OK")
+        self.close()
+
     def assert_turkish_dialog(self):
-        self.program.menu("Bağlantı", "Cihaz Bilgileri")
+        self.program.menu(*INFO_TR)
         info = self.program.dialog("Cihaz Bilgileri")
         self.assertEqual(info.value_beside("Seri No (S/N)").text, "c0ffee")
         info.find("push button", "Kapat").activate()
         self.wait_until_closed("Cihaz Bilgileri")
+
+
+class WithoutQtsCatalogue(support.ProgramCase):
+    device = ("--seed", "1")
+
+    def command(self):
+        """A copy of the program that looks for Qt's catalogues where there are none."""
+        directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        program = (support.BIN / "vornix").resolve()
+        shutil.copy(program, directory)
+        shutil.copytree(program.parent / "languages", directory / "languages")
+        plugins = subprocess.run(["qtpaths6", "--plugin-dir"], check=True, stdout=subprocess.PIPE,
+                                 text=True).stdout.strip()
+        (directory / "qt.conf").write_text(
+            f"[Paths]\nPlugins={plugins}\nTranslations={directory}/none\n", encoding="utf-8")
+        return [support.BIN / "vornix-sim", *self.device, "--", directory / "vornix"]
+
+    def test_only_the_buttons_stay_english(self):
+        self.program.menu("Language", "Türkçe")
+        self.window.find("label", "Kuaterniyon (birimsiz)")
+        self.assertEqual(self.button_of_refusal(*INFO_TR, title="Bağlı değil"), "OK")
+        self.close()
 
 
 if __name__ == "__main__":

@@ -114,6 +114,15 @@ class ProgramCase(unittest.TestCase):
     def wait_until_closed(self, title):
         wait_until(lambda: self.program.dialog_now(title) is None, f"{title!r} closed")
 
+    def button_of_refusal(self, *menu, title):
+        """What stands on the one button of the box that refuses a menu entry; presses it."""
+        self.program.menu(*menu)
+        button = self.program.dialog(title).find("push button")
+        text = button.name
+        button.activate()
+        self.wait_until_closed(title)
+        return text
+
     def power_cycle(self):
         """Off and on again: the device forgets what was not saved."""
         self.program.signal(signal.SIGHUP)

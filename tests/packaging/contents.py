@@ -48,6 +48,9 @@ class Packages(unittest.TestCase):
             self.assertIn(library, self.program.field("Depends"))
         self.assertNotIn("libqt6", self.simulator.field("Depends"))
 
+    def test_what_is_loaded_by_name_is_asked_for(self):
+        self.assertRegex(self.program.field("Depends"), r"(^|, )qt6-translations-l10n(,|$)")
+
     def test_every_place_says_the_same_version(self):
         for package in self.packages:
             self.assertEqual(package.field("Version"), f"{VERSION}-1")

@@ -106,6 +106,10 @@ class Installed(support.ProgramCase):
         self.remove()
 
     def test_in_turkish(self):
+        self.program.menu("Language", "Türkçe")
+        refused = self.button_of_refusal("Bağlantı", "Cihaz Bilgileri", title="Bağlı değil")
+        self.assertEqual(refused, "Tamam", "Qt's own texts")
+        self.program.menu("Dil", "English")
         self.connect_if_possible()
         self.program.menu("Language", "Türkçe")
         self.window.find("menu item", "Bağlantı")

@@ -84,7 +84,7 @@ private slots:
     void everyTextHasAFinishedTranslation();
     void noEntryWithoutItsText();
     void placeholdersAndMarkupSurvive();
-    void compiledFileSpeaksForUsAndForQt();
+    void compiledFileHoldsOurTextsAlone();
 
 private:
     QTemporaryDir m_dir;
@@ -132,13 +132,13 @@ void TestTranslations::placeholdersAndMarkupSurvive()
     }
 }
 
-void TestTranslations::compiledFileSpeaksForUsAndForQt()
+void TestTranslations::compiledFileHoldsOurTextsAlone()
 {
     QTranslator translator;
     QVERIFY(translator.load(LANGUAGES_DIR "/translate_tr.qm"_L1));
     QCOMPARE(translator.translate("MainWindow", "Connection"), u"Bağlantı"_s);
-    QCOMPARE(translator.translate("QPlatformTheme", "OK"), u"Tamam"_s);
-    QCOMPARE(translator.translate("QPlatformTheme", "Cancel"), u"İptal"_s);
+    // Qt's are under terms of their own and stay in its file.
+    QVERIFY(translator.translate("QPlatformTheme", "OK").isNull());
 }
 
 QTEST_APPLESS_MAIN(TestTranslations)
