@@ -17,6 +17,7 @@ target_compile_definitions(vornix_flags INTERFACE QT_NO_CAST_FROM_ASCII QT_NO_CA
     BOOST_BIND_GLOBAL_PLACEHOLDERS)
 target_include_directories(vornix_flags INTERFACE ${PROJECT_SOURCE_DIR}/src ${PROJECT_SOURCE_DIR})
 
+include(VornixHardening)
 if(VORNIX_SANITIZE STREQUAL "address")
     target_compile_options(vornix_flags INTERFACE -fsanitize=address,undefined -fno-sanitize-recover=undefined
         -fno-omit-frame-pointer)
