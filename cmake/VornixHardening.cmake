@@ -1,4 +1,5 @@
-# What users run is built with the flags that Debian hardens its programs with, wherever it is built.
+# What users run is built with the flags that Debian hardens its programs with, wherever it is built,
+# and to the same bytes in whichever directory.
 #
 # Release builds only: _FORTIFY_SOURCE needs an optimizer, and a sanitizer checks the same itself.
 
@@ -35,3 +36,7 @@ foreach(flag relro now)
         target_link_options(vornix_flags INTERFACE "LINKER:-z,${flag}")
     endif()
 endforeach()
+
+# The later of two that fit counts, and the build tree is often inside the source tree.
+target_compile_options(vornix_flags INTERFACE
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")
