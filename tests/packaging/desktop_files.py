@@ -7,6 +7,7 @@ import pathlib
 import re
 import struct
 import subprocess
+import sys
 import unittest
 from xml.etree import ElementTree
 
@@ -16,6 +17,7 @@ APP_ID = os.environ["VORNIX_APP_ID"]
 VERSION = os.environ["VORNIX_VERSION"]
 ENTRY = BUILT / f"{APP_ID}.desktop"
 METAINFO = BUILT / f"{APP_ID}.metainfo.xml"
+UDEV_RULE = pathlib.Path(os.environ["VORNIX_UDEV_RULE"])
 SIZES = (16, 22, 24, 32, 48, 64, 128, 256, 512)
 LANGUAGE = "{http://www.w3.org/XML/1998/namespace}lang"
 
@@ -46,11 +48,16 @@ class Validators(unittest.TestCase):
         self.assert_silent("desktop-file-validate", ENTRY)
 
     def test_metainfo(self):
+        """Errors and warnings count. A hint is printed: an older release of the tool does not know
+        each element that a newer one asks for."""
         run = subprocess.run(
             ["appstreamcli", "validate", "--no-net", "--pedantic", "--no-color", METAINFO],
             capture_output=True, text=True)
-        # One line a finding, and the verdict.
-        self.assertEqual((run.returncode, len(run.stdout.strip().splitlines())), (0, 1), run.stdout)
+        self.assertEqual(run.returncode, 0, run.stdout)
+        findings = re.findall(r"^([A-Z]): .*", run.stdout, re.MULTILINE)
+        self.assertFalse(set(findings) & {"E", "W"}, run.stdout)
+        if findings:
+            sys.stderr.write(run.stdout)
 
 
 class MenuEntry(unittest.TestCase):
@@ -88,7 +95,15 @@ class Metainfo(unittest.TestCase):
         self.assertEqual(self.text("url[@type='homepage']"), website)
         domain = website.split("//")[1].removeprefix("www.").split(".")
         self.assertEqual(APP_ID, ".".join([*reversed(domain), "vornix"]))
-        self.assertEqual(self.text("developer_name"), maker_name())
+        self.assertEqual(self.text("developer/name"), maker_name())
+        self.assertEqual(self.root.find("developer").get("id"), ".".join(reversed(domain)))
+
+    def test_offers_itself_for_the_devices_of_the_udev_rule(self):
+        rule = UDEV_RULE.read_text(encoding="utf-8")
+        devices = re.findall(r'ATTRS{idVendor}=="(\w+)", ATTRS{idProduct}=="(\w+)", TAG\+=', rule)
+        self.assertGreater(len(devices), 0)
+        self.assertEqual([alias.text for alias in self.root.iter("modalias")],
+                         [f"usb:v{vendor.upper()}p{product.upper()}d*" for vendor, product in devices])
 
     def test_licence_is_the_makers_own(self):
         self.assertEqual(self.text("project_license"), "LicenseRef-proprietary")
