@@ -32,9 +32,10 @@ class ProgramCase(unittest.TestCase):
     """Starts `vornix` on a simulated device before each test; `device` holds vornix-sim's options."""
 
     device = ()
+    desktop_class = session.Desktop
 
     def setUp(self):
-        self.desktop = self.enterContext(session.Desktop())
+        self.desktop = self.enterContext(self.desktop_class())
         self.program = self.desktop.start(self.command())
         self.window = self.program.window
         self.status = self.window.find("label", re.compile("^(Status: )?Not connected$"))

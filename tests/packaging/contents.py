@@ -55,6 +55,7 @@ class Packages(unittest.TestCase):
 
     def test_what_is_loaded_by_name_is_asked_for(self):
         self.assertRegex(self.program.field("Depends"), r"(^|, )qt6-translations-l10n(,|$)")
+        self.assertEqual(self.program.field("Recommends"), "qt6-wayland")
 
     def test_every_place_says_the_same_version(self):
         for package in self.packages:

@@ -52,9 +52,7 @@ class Desktop:
              f"--address=unix:tmpdir={sockets}"],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         os.environ["DBUS_SESSION_BUS_ADDRESS"] = self._message_bus.stdout.readline().strip()
-        self._window_manager = subprocess.Popen(
-            ["openbox", "--sm-disable"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        wait_until(self._is_managed, "a window manager")
+        self._window_manager = self._manage_windows()
         self.bus = Bus()
         return self
 
@@ -65,6 +63,13 @@ class Desktop:
             helper.terminate()
             helper.wait()
         self._message_bus.stdout.close()
+
+    def _manage_windows(self):
+        """Starts what places windows, and returns its process when it is ready."""
+        manager = subprocess.Popen(
+            ["openbox", "--sm-disable"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        wait_until(self._is_managed, "a window manager")
+        return manager
 
     @staticmethod
     def _is_managed():
