@@ -11,9 +11,22 @@ if(CLANG_FORMAT)
         WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
 endif()
 
+# Build first: the sources include headers that a build generates. The fuzzers are compiled by clang
+# in a build tree of their own, whose configuration is enough. What is not built here (tests,
+# benchmarks, if they are switched off) is not looked at.
 find_program(RUN_CLANG_TIDY NAMES run-clang-tidy run-clang-tidy-14)
+find_program(CLANGXX clang++)
 if(RUN_CLANG_TIDY)
-    add_custom_target(tidy COMMAND ${RUN_CLANG_TIDY} -quiet -p ${CMAKE_BINARY_DIR}
-        "${PROJECT_SOURCE_DIR}/(src|sim)/.*\\.cpp"
-        WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+    set(tidy_fuzzers COMMAND ${CMAKE_COMMAND} -E echo "No clang++: the fuzzers are left out")
+    if(CLANGXX)
+        set(tidy_fuzzers
+            COMMAND ${CMAKE_COMMAND} --preset fuzz
+            COMMAND ${RUN_CLANG_TIDY} -quiet -p ${PROJECT_SOURCE_DIR}/build/fuzz
+                "${PROJECT_SOURCE_DIR}/fuzz/.*\\.cpp")
+    endif()
+    add_custom_target(tidy
+        COMMAND ${RUN_CLANG_TIDY} -quiet -p ${CMAKE_BINARY_DIR}
+            "${PROJECT_SOURCE_DIR}/(src|sim|tests|bench)/.*\\.cpp"
+        ${tidy_fuzzers}
+        WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} USES_TERMINAL VERBATIM)
 endif()
