@@ -1,19 +1,29 @@
 #include "app/frame_pacer.h"
 
+#include <algorithm>
+#include <utility>
+
 #include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEvent>
 #include <QWidget>
 
 namespace {
 
-// Sixty frames a second, rounded up: a part that paces itself to 16 ms is ready when its window is.
+// Sixty frames a second, rounded up.
 constexpr qint64 kFrameMs = 17;
 
 } // namespace
 
-FramePacer::FramePacer(QWidget *window)
+qint64 FramePacer::steadyMs()
+{
+    return QDeadlineTimer::current().deadline();
+}
+
+FramePacer::FramePacer(QWidget *window, Clock clock)
     : QObject(window)
     , m_window(window)
+    , m_clock(std::move(clock))
 {
     m_frameEnd.setSingleShot(true);
     m_frameEnd.setTimerType(Qt::PreciseTimer);
@@ -22,24 +32,28 @@ FramePacer::FramePacer(QWidget *window)
 }
 
 // A window has at most one such request under way, and makes no other before it is delivered; so
-// the one swallowed here stands for all that follow until paintNow() delivers it.
+// the one swallowed here stands for all that follow until paintNow() delivers it. It is swallowed
+// only if the timer then runs: a request that is never delivered ends all painting. Hence one
+// reading of the clock, which cannot change between the decision and the interval.
 bool FramePacer::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched != m_window || event->type() != QEvent::UpdateRequest)
         return false;
     if (m_frameEnd.isActive())
         return true;
-    if (m_sinceFrame.isValid() && m_sinceFrame.elapsed() < kFrameMs) {
-        m_frameEnd.start(static_cast<int>(kFrameMs - m_sinceFrame.elapsed()));
+    const qint64 nowMs = m_clock();
+    const qint64 leftMs = m_lastFrameMs ? kFrameMs - (nowMs - *m_lastFrameMs) : 0;
+    if (leftMs > 0) {
+        m_frameEnd.start(static_cast<int>(std::min(leftMs, kFrameMs)));
         return true;
     }
-    m_sinceFrame.start();
+    m_lastFrameMs = nowMs;
     return false;
 }
 
 void FramePacer::paintNow()
 {
-    m_sinceFrame.invalidate();
+    m_lastFrameMs.reset();
     QEvent request(QEvent::UpdateRequest);
     QCoreApplication::sendEvent(m_window, &request);
 }

@@ -1,11 +1,13 @@
 #include "app/frame_pacer.h"
 
 #include <QElapsedTimer>
+#include <QGraphicsView>
 #include <QLabel>
 #include <QTest>
 #include <QVBoxLayout>
 
 #include "tests/support/test_main.h"
+#include "views/rpyplotter.h"
 
 using namespace Qt::StringLiterals;
 
@@ -18,6 +20,19 @@ public:
 
 protected:
     void paintEvent(QPaintEvent *) override { ++paints; }
+};
+
+class PaintCounter : public QObject
+{
+public:
+    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
+    int paints = 0;
+
+    bool eventFilter(QObject * /*watched*/, QEvent *event) override
+    {
+        paints += event->type() == QEvent::Paint ? 1 : 0;
+        return false;
+    }
 };
 
 } // namespace
@@ -75,6 +90,65 @@ private slots:
         const int settled = m_window->paints;
         QTest::qWait(60);
         QVERIFY(m_window->paints <= settled + 1); // and it does not go on by itself
+    }
+
+    // Every sample asks for a repaint, and a wider range for a new fit of the view as well.
+    void thePlotKeepsThePace()
+    {
+        CountingWidget window;
+        auto *layout = new QVBoxLayout(&window);
+        auto *view = new QGraphicsView;
+        layout->addWidget(view);
+        RpyPlotter plotter;
+        plotter.attach(view);
+        new FramePacer(&window);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTest::qWait(50);
+
+        PaintCounter plot(view->viewport());
+        QElapsedTimer elapsed;
+        elapsed.start();
+        for (int i = 0; i < 300; ++i) {
+            plotter.addRPY(0.0F, 10.0F + static_cast<float>(i) / 2.0F, 0.0F);
+            QCoreApplication::processEvents();
+        }
+        const int frames = static_cast<int>(elapsed.elapsed() / 17) + 2;
+        QVERIFY2(plot.paints <= frames, qPrintable(QString::number(plot.paints)));
+        const int before = plot.paints;
+        plotter.addRPY(0.0F, 0.0F, 0.0F);
+        QTRY_VERIFY(plot.paints > before); // the last sample is painted without another one
+    }
+
+    // However the clock runs while a request is looked at, the request is delivered in the end.
+    void timeThatPassesInBetweenLosesNoPaint_data()
+    {
+        QTest::addColumn<qint64>("msPerReading");
+        QTest::newRow("none") << qint64(0);
+        QTest::newRow("half a frame") << qint64(9); // a second reading falls into the next frame
+        QTest::newRow("nearly a frame") << qint64(16);
+        QTest::newRow("a frame") << qint64(17);
+        QTest::newRow("a second") << qint64(1000);
+    }
+
+    void timeThatPassesInBetweenLosesNoPaint()
+    {
+        QFETCH(qint64, msPerReading);
+        qint64 nowMs = 0;
+        CountingWidget window;
+        auto *layout = new QVBoxLayout(&window);
+        auto *label = new QLabel(u"0"_s);
+        label->setFixedWidth(100);
+        layout->addWidget(label);
+        new FramePacer(&window, [&] { return nowMs += msPerReading; });
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        QTRY_VERIFY(window.paints > 0);
+        for (int i = 1; i <= 20; ++i) {
+            const int before = window.paints;
+            label->setText(QString::number(i));
+            QTRY_VERIFY2(window.paints > before, qPrintable(label->text()));
+        }
     }
 };
 
