@@ -27,6 +27,7 @@
 #include <qcustomplot.h>
 #endif
 
+#include "app/frame_pacer.h"
 #include "views/rpyplotter.h"
 
 namespace {
@@ -157,6 +158,7 @@ public:
     {
         m_view.resize(kViewSize);
         m_plotter.attach(&m_view);
+        new FramePacer(&m_view); // as the program's window has it
     }
 
     const char *name() const override { return "RpyPlotter"; }

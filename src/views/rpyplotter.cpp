@@ -13,7 +13,6 @@
 #include <QScrollBar>
 
 #include "views/plot_items.h"
-#include "views/repaint_pacer.h"
 
 namespace {
 
@@ -83,7 +82,6 @@ void RpyPlotter::attach(QGraphicsView *view)
 {
     m_view = view;
     m_fit.reset();
-    m_pacer.reset();
     ensureScene();
     if (view) {
         view->setScene(m_scene.get());
@@ -93,7 +91,6 @@ void RpyPlotter::attach(QGraphicsView *view)
         view->setAlignment(Qt::AlignLeft | Qt::AlignTop);
         view->installEventFilter(this);
         view->viewport()->installEventFilter(this);
-        m_pacer = std::make_unique<RepaintPacer>(view);
     }
     rebuildPaths();
 }
@@ -273,7 +270,6 @@ void RpyPlotter::layoutLegend()
 void RpyPlotter::rebuildPaths()
 {
     ensureScene();
-    const RepaintPacer::Change change(m_pacer.get());
 
     const QRectF sceneRect = m_range.rect();
     if (m_gridRange != m_range)

@@ -20,13 +20,12 @@ class QGraphicsRectItem;
 class QGraphicsScene;
 class QGraphicsSimpleTextItem;
 class QGraphicsView;
-class RepaintPacer;
 class SeriesItem;
 
 // Draws the last samples of roll, pitch and yaw (degrees) as three curves over a grid, with a
 // legend of the latest values, on a scene of its own that it shows in a view it is handed.
-// The scene is up to date after every call; only the view's repaints are held to the display's
-// pace. GUI thread only.
+// Each sample asks for a repaint of the whole view: how many of them are painted is up to the
+// window that the view is in. GUI thread only.
 class RpyPlotter : public QObject
 {
     Q_OBJECT
@@ -81,7 +80,6 @@ private:
     Fit currentFit() const;
 
     QPointer<QGraphicsView> m_view;
-    std::unique_ptr<RepaintPacer> m_pacer;
     std::unique_ptr<QGraphicsScene> m_scene;
 
     // Owned by the scene; null until it exists.

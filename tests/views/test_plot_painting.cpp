@@ -1,18 +1,14 @@
 #include <algorithm>
 #include <cmath>
-#include <memory>
 
-#include <QElapsedTimer>
 #include <QGraphicsView>
 #include <QImage>
 #include <QPainter>
 #include <QStyleOptionGraphicsItem>
 #include <QTest>
-#include <QTimer>
 
 #include "tests/views/plot_scene.h"
 #include "views/polyline_strips.h"
-#include "views/repaint_pacer.h"
 #include "views/rpyplotter.h"
 
 namespace {
@@ -70,19 +66,6 @@ int pixelsOf(const QImage &image, QRgb color)
     }
     return count;
 }
-
-class PaintCounter : public QObject
-{
-public:
-    explicit PaintCounter(QWidget *widget) { widget->installEventFilter(this); }
-    int paints = 0;
-
-    bool eventFilter(QObject * /*watched*/, QEvent *event) override
-    {
-        paints += event->type() == QEvent::Paint ? 1 : 0;
-        return false;
-    }
-};
 
 } // namespace
 
@@ -245,114 +228,6 @@ private slots:
             QVERIFY(isAt(qRgb(60, 90, 255), sample, 45.0));
         }
         QVERIFY(view.mapFromScene(QPointF(0, 90)).y() > view.mapFromScene(QPointF(0, -90)).y());
-    }
-
-    void repaintsKeepTheDisplaysPace()
-    {
-        QGraphicsView view;
-        view.resize(450, 300);
-        RpyPlotter plotter;
-        plotter.attach(&view);
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-
-        PaintCounter counter(view.viewport());
-        QElapsedTimer time;
-        time.start();
-        int samples = 0;
-        while (samples < 300) {
-            addMotion(plotter, samples, samples + 1);
-            ++samples;
-            QCoreApplication::processEvents();
-        }
-        // One paint for each started 16 ms, and one more on either side.
-        QVERIFY2(counter.paints <= time.elapsed() / 16 + 2,
-                 qPrintable(QString::number(counter.paints)));
-        // Nothing stays held back: the last sample is painted, and a later one at once.
-        const int held = counter.paints;
-        addMotion(plotter, samples, samples + 1);
-        QTRY_VERIFY(counter.paints > held);
-        QTest::qWait(50);
-        const int before = counter.paints;
-        addMotion(plotter, samples, samples + 1);
-        QTRY_COMPARE(counter.paints, before + 1);
-    }
-
-    // Every sample widens the range, so every sample fits the view anew.
-    void fittingKeepsThePaceToo()
-    {
-        QGraphicsView view;
-        view.resize(450, 300);
-        RpyPlotter plotter;
-        plotter.attach(&view);
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-
-        PaintCounter counter(view.viewport());
-        QElapsedTimer time;
-        time.start();
-        for (int i = 0; i < 300; ++i) {
-            plotter.addRPY(0.0F, 10.0F + static_cast<float>(i) / 2.0F, 0.0F);
-            QCoreApplication::processEvents();
-        }
-        QVERIFY2(counter.paints <= time.elapsed() / 16 + 2,
-                 qPrintable(QString::number(counter.paints)));
-    }
-
-    void aHeldViewCanBePhotographed()
-    {
-        QGraphicsView view;
-        view.resize(450, 300);
-        RpyPlotter plotter;
-        plotter.attach(&view);
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-        addMotion(plotter, 0, 600);
-        const QImage before = view.grab().toImage();
-        addMotion(plotter, 600, 650); // held: the photograph was a paint
-        QCoreApplication::processEvents();
-        const QImage after = view.grab().toImage();
-        QVERIFY(pixelsOf(after, kBackground) > 20000);
-        QVERIFY(differentPixels(before, after) > 1000);
-    }
-
-    void pacerMayOutliveItsView()
-    {
-        QGraphicsScene graphics;
-        auto view = std::make_unique<QGraphicsView>(&graphics);
-        RepaintPacer pacer(view.get());
-        {
-            const RepaintPacer::Change early(&pacer);
-        }
-        QVERIFY(!pacer.isHolding());
-        view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-        view->viewport()->repaint();
-        {
-            const RepaintPacer::Change change(&pacer);
-            QVERIFY(!view->viewport()->updatesEnabled());
-        }
-        QVERIFY(view->viewport()->updatesEnabled());
-        QVERIFY(pacer.isHolding());
-        view.reset();
-        const RepaintPacer::Change late(&pacer);
-        QTRY_VERIFY(!pacer.isHolding());
-    }
-
-    // Somebody who turned the view's updates off keeps them off.
-    void pacerRespectsUpdatesTurnedOff()
-    {
-        QGraphicsScene graphics;
-        QGraphicsView view(&graphics);
-        RepaintPacer pacer(&view);
-        view.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&view));
-        view.viewport()->repaint();
-        view.viewport()->setUpdatesEnabled(false);
-        {
-            const RepaintPacer::Change change(&pacer);
-        }
-        QVERIFY(!view.viewport()->updatesEnabled());
     }
 };
 
