@@ -468,6 +468,17 @@ Teknopark ofisi: %3</translation>
     </message>
 </context>
 <context>
+    <name>OrbitGLWidget</name>
+    <message>
+        <source>Orbit: drag with the left mouse button, or arrow keys
+Pan: drag with the right mouse button
+Zoom: mouse wheel, or + and − keys</source>
+        <translation>Döndürme: farenin sol düğmesiyle sürükleyin ya da ok tuşları
+Kaydırma: farenin sağ düğmesiyle sürükleyin
+Yakınlaştırma: fare tekerleği ya da + ve − tuşları</translation>
+    </message>
+</context>
+<context>
     <name>PoseGLWidget</name>
     <message>
         <source>Roll=%1°   Pitch=%2°   Yaw=%3°</source>

@@ -1,10 +1,15 @@
 #include "views/orbitglwidget.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QSurfaceFormat>
 #include <QWheelEvent>
 
 namespace {
+
+// A key press orbits as a drag over so many pixels does: 3.5 degrees.
+constexpr int kOrbitStep = 10;
+constexpr int kWheelNotch = 120;
 
 // The default format may have been set to a core profile, in which the fixed pipeline is absent.
 // Asked for 2.1, a driver answers with the newest version that still has it.
@@ -25,6 +30,8 @@ OrbitGLWidget::OrbitGLWidget(QWidget *parent)
     : QOpenGLWidget(parent)
 {
     setFormat(fixedPipelineFormat());
+    setFocusPolicy(Qt::StrongFocus);
+    retranslateUi();
 }
 
 OrbitGLWidget::~OrbitGLWidget() = default;
@@ -81,6 +88,61 @@ void OrbitGLWidget::wheelEvent(QWheelEvent *event)
     m_camera.zoom(event->angleDelta().y());
     update();
     event->accept();
+}
+
+// Ctrl, Alt and Meta make a shortcut of the window out of a key; plus may need Shift.
+void OrbitGLWidget::keyPressEvent(QKeyEvent *event)
+{
+    const bool isShortcut =
+        (event->modifiers() & ~(Qt::ShiftModifier | Qt::KeypadModifier)) != Qt::NoModifier;
+    if (isShortcut || !moveCamera(event->key())) {
+        QOpenGLWidget::keyPressEvent(event);
+        return;
+    }
+    update();
+    event->accept();
+}
+
+// False for a key without a meaning here.
+bool OrbitGLWidget::moveCamera(int key)
+{
+    switch (key) {
+    case Qt::Key_Left:
+        m_camera.orbit(-kOrbitStep, 0);
+        return true;
+    case Qt::Key_Right:
+        m_camera.orbit(kOrbitStep, 0);
+        return true;
+    case Qt::Key_Up:
+        m_camera.orbit(0, -kOrbitStep);
+        return true;
+    case Qt::Key_Down:
+        m_camera.orbit(0, kOrbitStep);
+        return true;
+    case Qt::Key_Plus:
+    case Qt::Key_Equal: // plus without Shift on many keyboards
+        m_camera.zoom(kWheelNotch);
+        return true;
+    case Qt::Key_Minus:
+        m_camera.zoom(-kWheelNotch);
+        return true;
+    default:
+        return false;
+    }
+}
+
+void OrbitGLWidget::changeEvent(QEvent *event)
+{
+    if (event->type() == QEvent::LanguageChange)
+        retranslateUi();
+    QOpenGLWidget::changeEvent(event);
+}
+
+void OrbitGLWidget::retranslateUi()
+{
+    setToolTip(tr("Orbit: drag with the left mouse button, or arrow keys\n"
+                  "Pan: drag with the right mouse button\n"
+                  "Zoom: mouse wheel, or + and − keys"));
 }
 
 void OrbitGLWidget::applyCamera()

@@ -11,7 +11,8 @@
 // context. GUI thread only; applyCamera() and the draw functions need the widget's context
 // current, that is inside paintGL(). A subclass paints: clear, applyCamera(), its scene.
 //
-// Left button orbits (and wins over the right one), right button pans, the wheel zooms.
+// Left button orbits (and wins over the right one), right button pans, the wheel zooms. With the
+// keyboard focus, which Tab and a click give, the arrow keys orbit, plus and minus zoom.
 class OrbitGLWidget : public QOpenGLWidget, protected QOpenGLFunctions
 {
     Q_OBJECT
@@ -33,6 +34,8 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void wheelEvent(QWheelEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void changeEvent(QEvent *event) override;
 
     // Loads the projection and the view matrix; leaves the modelview stack selected.
     void applyCamera();
@@ -42,6 +45,9 @@ protected:
     void drawAxes(float length);
 
 private:
+    bool moveCamera(int key);
+    void retranslateUi();
+
     OrbitCamera m_camera;
     QPoint m_lastMousePosition;
 };

@@ -3,11 +3,16 @@
 #include <memory>
 
 #include <QMouseEvent>
+#include <QPushButton>
 #include <QSurfaceFormat>
 #include <QTest>
+#include <QTranslator>
+#include <QVBoxLayout>
 #include <QWheelEvent>
 
 #include "tests/views/gl_probe.h"
+
+using namespace Qt::StringLiterals;
 
 namespace {
 
@@ -62,6 +67,17 @@ protected:
             drawGrid(2.0F, 20);
         if (withAxes)
             drawAxes(1.0F);
+    }
+};
+
+class Translated : public QTranslator
+{
+public:
+    bool isEmpty() const override { return false; }
+    QString translate(const char *context, const char * /*source*/, const char * /*hint*/,
+                      int /*n*/) const override
+    {
+        return QByteArray(context) == "OrbitGLWidget" ? u"translated"_s : QString();
     }
 };
 
@@ -290,6 +306,109 @@ private slots:
         QCOMPARE(m_view->camera().pitchDeg(), 89.0F);
         m_view->move({0, -100000}, Qt::LeftButton);
         QCOMPARE(m_view->camera().pitchDeg(), -89.0F);
+    }
+
+    void arrowsOrbit_data()
+    {
+        QTest::addColumn<Qt::Key>("key");
+        QTest::addColumn<QPoint>("drag"); // that turns the camera as far
+        QTest::newRow("left") << Qt::Key_Left << QPoint(-10, 0);
+        QTest::newRow("right") << Qt::Key_Right << QPoint(10, 0);
+        QTest::newRow("up") << Qt::Key_Up << QPoint(0, -10);
+        QTest::newRow("down") << Qt::Key_Down << QPoint(0, 10);
+    }
+
+    void arrowsOrbit()
+    {
+        QFETCH(Qt::Key, key);
+        QFETCH(QPoint, drag);
+        BareView dragged;
+        dragged.press({100, 100});
+        dragged.move({100.0 + drag.x(), 100.0 + drag.y()}, Qt::LeftButton);
+        QTest::keyClick(m_view.get(), key);
+        QCOMPARE(m_view->camera().yawDeg(), dragged.camera().yawDeg());
+        QCOMPARE(m_view->camera().pitchDeg(), dragged.camera().pitchDeg());
+        QVERIFY(paintsAgain());
+        QTest::keyClick(m_view.get(), key, Qt::KeypadModifier); // as on the keypad
+        QVERIFY(m_view->camera().yawDeg() != dragged.camera().yawDeg() ||
+                m_view->camera().pitchDeg() != dragged.camera().pitchDeg());
+    }
+
+    void heldArrowsStopAtTheClamps()
+    {
+        for (int i = 0; i < 100; ++i)
+            QTest::keyClick(m_view.get(), Qt::Key_Down);
+        QCOMPARE(m_view->camera().pitchDeg(), 89.0F);
+        for (int i = 0; i < 100; ++i)
+            QTest::keyClick(m_view.get(), Qt::Key_Up);
+        QCOMPARE(m_view->camera().pitchDeg(), -89.0F);
+    }
+
+    void plusAndMinusZoom()
+    {
+        QTest::keyClick(m_view.get(), Qt::Key_Plus, Qt::ShiftModifier);
+        QCOMPARE(m_view->camera().distance(), 2.7F);
+        QVERIFY(paintsAgain());
+        QTest::keyClick(m_view.get(), Qt::Key_Minus, Qt::KeypadModifier);
+        QTest::keyClick(m_view.get(), Qt::Key_Minus);
+        QCOMPARE(m_view->camera().distance(), 3.0F / 0.9F);
+        QTest::keyClick(m_view.get(), Qt::Key_Equal); // plus without Shift
+        QCOMPARE(m_view->camera().distance(), 3.0F);
+    }
+
+    // A shortcut of the window keeps its keys, and every other key goes on to the parent.
+    void otherKeysGoOn()
+    {
+        const auto isTaken = [this](int key, Qt::KeyboardModifiers modifiers) {
+            QKeyEvent event(QEvent::KeyPress, key, modifiers);
+            QCoreApplication::sendEvent(m_view.get(), &event);
+            return event.isAccepted();
+        };
+        QVERIFY(isTaken(Qt::Key_Left, Qt::NoModifier));
+        QVERIFY(!isTaken(Qt::Key_A, Qt::NoModifier));
+        QVERIFY(!isTaken(Qt::Key_Return, Qt::NoModifier));
+        QTest::keyClick(m_view.get(), Qt::Key_Right);
+        for (const Qt::KeyboardModifier modifier :
+             {Qt::ControlModifier, Qt::AltModifier, Qt::MetaModifier}) {
+            for (const int key : {Qt::Key_Left, Qt::Key_Plus, Qt::Key_Home})
+                QVERIFY(!isTaken(key, modifier));
+        }
+        QCOMPARE(m_view->camera().yawDeg(), 0.0F);
+        QCOMPARE(m_view->camera().distance(), 3.0F);
+    }
+
+    void tabAndClickGiveTheFocus()
+    {
+        QWidget window;
+        auto *layout = new QVBoxLayout(&window);
+        auto *button = new QPushButton;
+        auto *view = new BareView;
+        layout->addWidget(button);
+        layout->addWidget(view);
+        window.show();
+        QVERIFY(QTest::qWaitForWindowExposed(&window));
+        button->setFocus();
+        QTest::keyClick(button, Qt::Key_Tab);
+        QCOMPARE(window.focusWidget(), view);
+        QTest::keyClick(view, Qt::Key_Left);
+        QCOMPARE(window.focusWidget(), view); // the arrows turn the view and do not leave it
+        QCOMPARE(view->camera().yawDeg(), 3.5F);
+        QTest::keyClick(view, Qt::Key_Tab);
+        QCOMPARE(window.focusWidget(), button);
+        QTest::mouseClick(view, Qt::LeftButton);
+        QCOMPARE(window.focusWidget(), view);
+    }
+
+    void toolTipNamesTheKeys()
+    {
+        for (const QString &word : {u"arrow keys"_s, u"+ and −"_s})
+            QVERIFY2(m_view->toolTip().contains(word), qPrintable(m_view->toolTip()));
+        const QString english = m_view->toolTip();
+        Translated translator;
+        QCoreApplication::installTranslator(&translator);
+        QTRY_COMPARE(m_view->toolTip(), u"translated"_s);
+        QCoreApplication::removeTranslator(&translator);
+        QTRY_COMPARE(m_view->toolTip(), english);
     }
 };
 
