@@ -472,10 +472,12 @@ Teknopark ofisi: %3</translation>
     <message>
         <source>Orbit: drag with the left mouse button, or arrow keys
 Pan: drag with the right mouse button
-Zoom: mouse wheel, or + and − keys</source>
+Zoom: mouse wheel, or + and − keys
+First view: Home key</source>
         <translation>Döndürme: farenin sol düğmesiyle sürükleyin ya da ok tuşları
 Kaydırma: farenin sağ düğmesiyle sürükleyin
-Yakınlaştırma: fare tekerleği ya da + ve − tuşları</translation>
+Yakınlaştırma: fare tekerleği ya da + ve − tuşları
+İlk görünüm: Home tuşu</translation>
     </message>
 </context>
 <context>

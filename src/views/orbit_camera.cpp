@@ -72,3 +72,10 @@ void OrbitCamera::zoom(int angleDelta)
         std::pow(kZoomPerNotch, static_cast<float>(angleDelta) / kAngleDeltaPerNotch);
     m_distance = std::clamp(m_distance * factor, kMinDistance, kMaxDistance);
 }
+
+void OrbitCamera::reset()
+{
+    const float aspect = m_aspect;
+    *this = OrbitCamera();
+    m_aspect = aspect;
+}

@@ -35,6 +35,8 @@ public:
     void pan(int dx, int dy);
     // In eighths of a degree of wheel rotation; a notch (120) brings the eye 10 % closer.
     void zoom(int angleDelta);
+    // Back to the first view; the viewport stays.
+    void reset();
 
 private:
     float m_distance = 3.0F;

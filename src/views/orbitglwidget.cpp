@@ -126,6 +126,9 @@ bool OrbitGLWidget::moveCamera(int key)
     case Qt::Key_Minus:
         m_camera.zoom(-kWheelNotch);
         return true;
+    case Qt::Key_Home:
+        m_camera.reset();
+        return true;
     default:
         return false;
     }
@@ -142,7 +145,8 @@ void OrbitGLWidget::retranslateUi()
 {
     setToolTip(tr("Orbit: drag with the left mouse button, or arrow keys\n"
                   "Pan: drag with the right mouse button\n"
-                  "Zoom: mouse wheel, or + and − keys"));
+                  "Zoom: mouse wheel, or + and − keys\n"
+                  "First view: Home key"));
 }
 
 void OrbitGLWidget::applyCamera()

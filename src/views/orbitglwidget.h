@@ -12,7 +12,8 @@
 // current, that is inside paintGL(). A subclass paints: clear, applyCamera(), its scene.
 //
 // Left button orbits (and wins over the right one), right button pans, the wheel zooms. With the
-// keyboard focus, which Tab and a click give, the arrow keys orbit, plus and minus zoom.
+// keyboard focus, which Tab and a click give, the arrow keys orbit, plus and minus zoom and Home
+// returns to the first view.
 class OrbitGLWidget : public QOpenGLWidget, protected QOpenGLFunctions
 {
     Q_OBJECT

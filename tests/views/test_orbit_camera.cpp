@@ -146,6 +146,23 @@ private slots:
         camera.zoom(2000000000);
         QCOMPARE(camera.distance(), 0.5F);
     }
+
+    // The viewport is no part of the view: the window keeps its size.
+    void resetReturnsToTheFirstView()
+    {
+        OrbitCamera camera;
+        camera.setViewport(300, 200);
+        camera.orbit(40, -30);
+        camera.pan(7, 9);
+        camera.zoom(-360);
+        camera.reset();
+        const OrbitCamera first;
+        QCOMPARE(camera.yawDeg(), first.yawDeg());
+        QCOMPARE(camera.pitchDeg(), first.pitchDeg());
+        QCOMPARE(camera.distance(), first.distance());
+        QCOMPARE(camera.target(), first.target());
+        QCOMPARE(camera.aspect(), 1.5F);
+    }
 };
 
 QTEST_APPLESS_MAIN(TestOrbitCamera)

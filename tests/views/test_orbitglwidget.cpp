@@ -356,6 +356,21 @@ private slots:
         QCOMPARE(m_view->camera().distance(), 3.0F);
     }
 
+    void homeIsTheFirstView()
+    {
+        m_view->press({100, 100});
+        m_view->move({140, 70}, Qt::LeftButton);
+        m_view->move({150, 50}, Qt::RightButton);
+        m_view->wheel(-480);
+        QTest::keyClick(m_view.get(), Qt::Key_Home);
+        QCOMPARE(m_view->camera().yawDeg(), 0.0F);
+        QCOMPARE(m_view->camera().pitchDeg(), 20.0F);
+        QCOMPARE(m_view->camera().distance(), 3.0F);
+        QCOMPARE(m_view->camera().target(), QVector3D());
+        QCOMPARE(m_view->camera().aspect(), 400.0F / 300.0F);
+        QVERIFY(paintsAgain());
+    }
+
     // A shortcut of the window keeps its keys, and every other key goes on to the parent.
     void otherKeysGoOn()
     {
@@ -367,7 +382,7 @@ private slots:
         QVERIFY(isTaken(Qt::Key_Left, Qt::NoModifier));
         QVERIFY(!isTaken(Qt::Key_A, Qt::NoModifier));
         QVERIFY(!isTaken(Qt::Key_Return, Qt::NoModifier));
-        QTest::keyClick(m_view.get(), Qt::Key_Right);
+        QTest::keyClick(m_view.get(), Qt::Key_Home);
         for (const Qt::KeyboardModifier modifier :
              {Qt::ControlModifier, Qt::AltModifier, Qt::MetaModifier}) {
             for (const int key : {Qt::Key_Left, Qt::Key_Plus, Qt::Key_Home})
@@ -401,7 +416,7 @@ private slots:
 
     void toolTipNamesTheKeys()
     {
-        for (const QString &word : {u"arrow keys"_s, u"+ and −"_s})
+        for (const QString &word : {u"arrow keys"_s, u"+ and −"_s, u"Home"_s})
             QVERIFY2(m_view->toolTip().contains(word), qPrintable(m_view->toolTip()));
         const QString english = m_view->toolTip();
         Translated translator;
