@@ -35,13 +35,16 @@ void MagnetoGLWidget::setSamples(const std::vector<QVector3D> &raw,
 void MagnetoGLWidget::initializeGL()
 {
     OrbitGLWidget::initializeGL();
-    glPointSize(kPointSize);
+    setPointSize(kPointSize);
 }
 
 void MagnetoGLWidget::paintGL()
 {
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     applyCamera();
+    // For every frame: the window may have come to a screen of another scale.
+    setLineWidth(1.0F);
+    setPointSize(kPointSize);
     glColor3f(1.0F, 1.0F, 1.0F);
     drawUnitSphere(kLatitudes, kLongitudes);
     glColor3f(1.0F, 0.0F, 0.0F);

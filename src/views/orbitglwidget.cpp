@@ -149,6 +149,16 @@ void OrbitGLWidget::retranslateUi()
                   "First view: Home key"));
 }
 
+void OrbitGLWidget::setLineWidth(float width)
+{
+    glLineWidth(width * static_cast<float>(devicePixelRatioF()));
+}
+
+void OrbitGLWidget::setPointSize(float size)
+{
+    glPointSize(size * static_cast<float>(devicePixelRatioF()));
+}
+
 void OrbitGLWidget::applyCamera()
 {
     glMatrixMode(GL_PROJECTION);
@@ -164,7 +174,7 @@ void OrbitGLWidget::applyCamera()
 void OrbitGLWidget::drawGrid(float size, int n)
 {
     glDisable(GL_CULL_FACE);
-    glLineWidth(1.0F);
+    setLineWidth(1.0F);
     glColor3f(0.25F, 0.25F, 0.28F);
     glBegin(GL_LINES);
     for (int i = -n; i <= n; ++i) {
@@ -180,7 +190,7 @@ void OrbitGLWidget::drawGrid(float size, int n)
 
 void OrbitGLWidget::drawAxes(float length)
 {
-    glLineWidth(3.0F);
+    setLineWidth(3.0F);
     glBegin(GL_LINES);
     glColor3f(1.0F, 0.0F, 0.0F);
     glVertex3f(0.0F, 0.0F, 0.0F);

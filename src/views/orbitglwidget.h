@@ -38,6 +38,11 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void changeEvent(QEvent *event) override;
 
+    // Widths in pixels of the widget; GL itself counts those of the screen, which are smaller on a
+    // screen that is scaled.
+    void setLineWidth(float width);
+    void setPointSize(float size);
+
     // Loads the projection and the view matrix; leaves the modelview stack selected.
     void applyCamera();
     // Lines in the plane Z = 0 from -size to size, n squares on either side of each axis.

@@ -8,6 +8,36 @@
 
 #include "views/polyline_strips.h"
 
+QPen widgetPen(const QPen &pen, const QPainter &painter)
+{
+    QPen scaled(pen);
+    scaled.setWidthF(pen.widthF() * painter.device()->devicePixelRatioF());
+    return scaled;
+}
+
+void PlotRectItem::paint(QPainter *painter, const QStyleOptionGraphicsItem * /*option*/,
+                         QWidget * /*widget*/)
+{
+    painter->setPen(widgetPen(pen(), *painter));
+    painter->setBrush(brush());
+    painter->drawRect(rect());
+}
+
+void PlotLineItem::paint(QPainter *painter, const QStyleOptionGraphicsItem * /*option*/,
+                         QWidget * /*widget*/)
+{
+    painter->setPen(widgetPen(pen(), *painter));
+    painter->drawLine(line());
+}
+
+void BoundedPathItem::paint(QPainter *painter, const QStyleOptionGraphicsItem * /*option*/,
+                            QWidget * /*widget*/)
+{
+    painter->setPen(widgetPen(pen(), *painter));
+    painter->setBrush(brush());
+    painter->drawPath(path());
+}
+
 void BoundedPathItem::setBounds(const QRectF &bounds)
 {
     const qreal room = pen().widthF();
@@ -38,7 +68,7 @@ void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, 
         return;
     if (!m_upper || !m_upper->isVisible()) {
         m_pictureShown = false;
-        QGraphicsPathItem::paint(painter, option, widget);
+        BoundedPathItem::paint(painter, option, widget);
         return;
     }
     const auto now = conditions(*painter, widget);
@@ -46,7 +76,7 @@ void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, 
     m_lastPaint = now;
     if (!m_pictureShown) {
         m_picture = {};
-        QGraphicsPathItem::paint(painter, option, widget);
+        BoundedPathItem::paint(painter, option, widget);
         return;
     }
     if (m_picture.isNull())
@@ -87,7 +117,7 @@ QPixmap GridItem::picture() const
     painter.setRenderHints(m_lastPaint->hints);
     painter.setTransform(m_lastPaint->transform);
     for (const GridItem *item : {this, static_cast<const GridItem *>(m_upper)}) {
-        painter.setPen(item->pen());
+        painter.setPen(widgetPen(item->pen(), painter));
         painter.drawPath(item->path());
     }
     return pixmap;
@@ -106,7 +136,7 @@ void SeriesItem::setSamples(std::span<const float> samples, const QRectF &bounds
 void SeriesItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)
 {
     if (!canPaintInStrips(*painter)) {
-        QGraphicsPathItem::paint(painter, option, widget);
+        BoundedPathItem::paint(painter, option, widget);
         return;
     }
     const QPainterPath samples = path();
@@ -116,7 +146,7 @@ void SeriesItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option
         m_points[i] = toDevice.map(QPointF(samples.elementAt(i)));
     painter->save();
     painter->resetTransform();
-    painter->setPen(pen());
+    painter->setPen(widgetPen(pen(), *painter));
     drawPolylineInStrips(*painter, m_points);
     painter->restore();
 }

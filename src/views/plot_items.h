@@ -4,13 +4,36 @@
 #include <span>
 
 #include <QBrush>
+#include <QGraphicsLineItem>
 #include <QGraphicsPathItem>
+#include <QGraphicsRectItem>
 #include <QPainter>
 #include <QPixmap>
 #include <QPolygonF>
 #include <QTransform>
 
 #include "views/scrolling_path.h"
+
+// A cosmetic pen's width counts pixels of the device, which are smaller on a screen that is scaled.
+// The items of the plot mean pixels of the widget, as everything beside the plot does: they keep
+// the pen as it was set and paint with this one.
+QPen widgetPen(const QPen &pen, const QPainter &painter);
+
+class PlotRectItem : public QGraphicsRectItem
+{
+public:
+    using QGraphicsRectItem::QGraphicsRectItem;
+
+    void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
+};
+
+class PlotLineItem : public QGraphicsLineItem
+{
+public:
+    using QGraphicsLineItem::QGraphicsLineItem;
+
+    void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
+};
 
 // A path item that is told its bounds. The stock item finds them by stroking the whole path with
 // its pen, at every change: more work than everything else a sample costs.
@@ -20,6 +43,8 @@ public:
     using QGraphicsPathItem::QGraphicsPathItem;
 
     QRectF boundingRect() const override { return m_bounds; }
+
+    void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
 protected:
     // `bounds` encloses the path; room for the pen is added here.

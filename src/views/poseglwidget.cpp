@@ -81,7 +81,7 @@ void PoseGLWidget::drawHalfArc(int axis, float angleDeg, float radius, const QCo
         return;
     const float angle = angleDeg * kRadiansPerDegree;
 
-    glLineWidth(2.0F);
+    setLineWidth(2.0F);
     glColor3f(color.redF(), color.greenF(), color.blueF());
     glBegin(GL_LINE_STRIP);
     for (int i = 0; i <= kArcSegments; ++i) {
@@ -90,7 +90,7 @@ void PoseGLWidget::drawHalfArc(int axis, float angleDeg, float radius, const QCo
     }
     glEnd();
 
-    glPointSize(6.0F);
+    setPointSize(6.0F);
     glBegin(GL_POINTS);
     glVertex3fv(arcPoint(axis, radius, angle).data());
     glEnd();

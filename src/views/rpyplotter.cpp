@@ -179,7 +179,9 @@ void RpyPlotter::ensureScene()
     m_minorGrid = addPathItem<GridItem>(*m_scene, hairline(kMinorGrid));
     m_majorGrid = addPathItem<GridItem>(*m_scene, hairline(kMajorGrid));
     m_minorGrid->paintTogetherWith(m_majorGrid);
-    m_frame = m_scene->addRect(QRectF(), hairline(kFrame));
+    m_frame = new PlotRectItem;
+    m_frame->setPen(hairline(kFrame));
+    m_scene->addItem(m_frame);
     const std::array colors{kRoll, kPitch, kYaw};
     for (std::size_t i = 0; i < m_series.size(); ++i)
         m_series[i] = addPathItem<SeriesItem>(*m_scene, curve(colors[i], kSeriesWidth));
@@ -195,7 +197,7 @@ void RpyPlotter::ensureLegend()
     m_legend->setFlag(QGraphicsItem::ItemIgnoresTransformations);
     m_scene->addItem(m_legend);
 
-    m_legendBackground = new QGraphicsRectItem;
+    m_legendBackground = new PlotRectItem;
     m_legendBackground->setBrush(kLegendFill);
     m_legendBackground->setPen(hairline(kLegendOutline));
     m_legendBackground->setFlag(QGraphicsItem::ItemIgnoresTransformations);
@@ -240,7 +242,7 @@ void RpyPlotter::addLegendEntry(std::size_t series, const QString &label, const 
     font.setPointSize(10);
     font.setWeight(QFont::Bold);
 
-    auto *swatch = new QGraphicsLineItem(0.0, y + 9.0, 28.0, y + 9.0);
+    auto *swatch = new PlotLineItem(0.0, y + 9.0, 28.0, y + 9.0);
     swatch->setPen(curve(color, kSwatchWidth));
 
     auto *name = new QGraphicsSimpleTextItem(label);

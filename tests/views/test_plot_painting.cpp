@@ -39,10 +39,12 @@ QTransform fitting(const QRectF &sceneRect)
         .translate(-sceneRect.left(), -sceneRect.top());
 }
 
-// What Qt paints for the same path and pen when nobody helps.
+// What Qt paints for the same path when nobody helps, with a pen as wide in the widget's pixels.
 void paintPlainly(QPainter &painter, const QGraphicsPathItem &item)
 {
-    painter.setPen(item.pen());
+    QPen pen = item.pen();
+    pen.setWidthF(pen.widthF() * painter.device()->devicePixelRatioF());
+    painter.setPen(pen);
     painter.setBrush(item.brush());
     painter.drawPath(item.path());
 }
