@@ -11,14 +11,37 @@
 
 namespace {
 
+// Newer Boost adds the code and the place in its source to what(). Users read this text, so it is
+// the same with every Boost: where it happened and the system's message.
+class PortError : public boost::system::system_error
+{
+public:
+    PortError(const boost::system::error_code &code, const std::string &where)
+        : system_error(code)
+        , m_text(where + ": " + code.message())
+    {
+    }
+
+    const char *what() const noexcept override { return m_text.c_str(); }
+
+private:
+    std::string m_text;
+};
+
 // Long enough to cost nothing while a port is blocked, short enough to notice that it was closed.
 constexpr int kPollSliceMs = 100;
 // More than any port holds: a line that never pauses does not keep it from being opened.
 constexpr std::size_t kLongestQueue = 1 << 20;
 
+void throwIf(const boost::system::error_code &error, const char *where)
+{
+    if (error)
+        throw PortError(error, where);
+}
+
 [[noreturn]] void fail(int error, const char *where)
 {
-    throw boost::system::system_error(error, boost::system::system_category(), where);
+    throw PortError({error, boost::system::system_category()}, where);
 }
 
 bool wouldBlock(int error)
@@ -64,15 +87,16 @@ SerialLink::SerialLink(boost::asio::io_context &context)
 void SerialLink::open(const std::string &path, unsigned int baud)
 {
     const boost::mutex::scoped_lock lock(m_mutex);
-    m_port.open(path);
+    boost::system::error_code error;
+    m_port.open(path, error);
+    throwIf(error, "open");
     ++m_session;
-    try {
-        m_port.set_option(boost::asio::serial_port_base::baud_rate(baud));
-    } catch (...) {
+    m_port.set_option(boost::asio::serial_port_base::baud_rate(baud), error);
+    if (error) {
         boost::system::error_code ignored;
         m_port.close(ignored);
-        throw;
     }
+    throwIf(error, "set_option");
     // Until the speed was set the line ran at that of its last user; nothing read then is meant
     // for this one.
     m_discarded.add(drain(m_port.native_handle()));
@@ -81,7 +105,9 @@ void SerialLink::open(const std::string &path, unsigned int baud)
 void SerialLink::close()
 {
     const boost::mutex::scoped_lock lock(m_mutex);
-    m_port.close();
+    boost::system::error_code error;
+    m_port.close(error);
+    throwIf(error, "close");
 }
 
 bool SerialLink::isOpen() const
@@ -104,7 +130,7 @@ std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
             if (count > 0)
                 return static_cast<std::size_t>(count);
             if (count == 0)
-                throw boost::system::system_error(boost::asio::error::eof, "read_some");
+                throw PortError(boost::asio::error::eof, "read_some");
             if (!wouldBlock(errno))
                 fail(errno, "read_some");
         }

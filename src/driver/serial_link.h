@@ -15,8 +15,8 @@
 // A serial port that one thread reads from asynchronously while others open, close and write it.
 //
 // Asio's port is not safe for that on its own, so every touch of it happens under m_mutex. The
-// mutex is never held while waiting for the line. Errors are boost::system::system_error with the
-// words "open", "set_option", "close", "read_some" or "write_some".
+// mutex is never held while waiting for the line. Errors are boost::system::system_error; what() is
+// "open", "set_option", "close", "read_some" or "write_some", a colon and the system's message.
 class SerialLink
 {
 public:
