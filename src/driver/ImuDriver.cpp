@@ -3,7 +3,6 @@
 #include <boost/make_shared.hpp>
 
 #include <QDebug>
-#include <QMetaMethod>
 
 #include <algorithm>
 #include <limits>
@@ -105,31 +104,18 @@ bool imu::decode(const unsigned char *packet, int length)
 void imu::quaternionDecoded(const std::array<float, 4> &xyzw)
 {
     m_samples.add();
-    if (m_quaternionHeard)
-        emit quaternionUpdated(xyzw[0], xyzw[1], xyzw[2], xyzw[3]);
+    emit quaternionUpdated(xyzw[0], xyzw[1], xyzw[2], xyzw[3]);
     m_streaming = true;
 }
 
 void imu::magneticFieldDecoded(const std::array<float, 3> &xyz)
 {
-    if (m_magneticFieldHeard)
-        emit MagneticFieldUpdated(xyz[0], xyz[1], xyz[2]);
+    emit MagneticFieldUpdated(xyz[0], xyz[1], xyz[2]);
 }
 
 void imu::magneticFieldRawDecoded(const std::array<float, 3> &xyz)
 {
-    if (m_magneticFieldRawHeard)
-        emit MagneticFieldRawUpdated(xyz[0], xyz[1], xyz[2]);
-}
-
-void imu::connectNotify(const QMetaMethod &signal)
-{
-    if (signal == QMetaMethod::fromSignal(&imu::quaternionUpdated))
-        m_quaternionHeard = true;
-    else if (signal == QMetaMethod::fromSignal(&imu::MagneticFieldUpdated))
-        m_magneticFieldHeard = true;
-    else if (signal == QMetaMethod::fromSignal(&imu::MagneticFieldRawUpdated))
-        m_magneticFieldRawHeard = true;
+    emit MagneticFieldRawUpdated(xyz[0], xyz[1], xyz[2]);
 }
 
 // --- Link --------------------------------------------------------------------------------------

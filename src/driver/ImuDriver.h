@@ -162,9 +162,6 @@ signals:
     void MagneticFieldUpdated(float x, float y, float z);
     void MagneticFieldRawUpdated(float x, float y, float z);
 
-protected:
-    void connectNotify(const QMetaMethod &signal) override;
-
 private:
     void loop();
     void readHandler(const boost::system::error_code &error, unsigned long count);
@@ -213,11 +210,6 @@ private:
     // Single flags, read from every thread.
     std::atomic<bool> m_connected{false};
     std::atomic<bool> m_streaming{false}; // a quaternion arrived since connect()
-    // Signals that were ever connected. The others are not emitted: that alone would take as long
-    // as decoding the packet.
-    std::atomic<bool> m_quaternionHeard{false};
-    std::atomic<bool> m_magneticFieldHeard{false};
-    std::atomic<bool> m_magneticFieldRawHeard{false};
 
     // The driver's lock guards the store's blocks, the command buffers and opening and closing.
     boost::mutex m_lock;

@@ -2,7 +2,6 @@
 
 #include <QSignalSpy>
 #include <QTest>
-#include <QTimer>
 
 #include <functional>
 #include <limits>
@@ -33,6 +32,10 @@ class TestSamples : public QObject
 {
     Q_OBJECT
 
+public slots:
+    // A receiver of every signal, connected by its name.
+    void receive() { ++m_received; }
+
 private slots:
     void eachSampleIsHandedOutOnce_data();
     void eachSampleIsHandedOutOnce();
@@ -47,11 +50,14 @@ private slots:
     void laterPacketReplacesTheSample();
     void damagedPacketChangesNothing();
     void signalsCarryTheBlocks();
-    void signalsReachWhoeverConnectsLater_data();
-    void signalsReachWhoeverConnectsLater();
+    void signalsReachALaterReceiver_data();
+    void signalsReachALaterReceiver();
     void rawFieldIsTraced();
     void syncIsAStub();
     void processPacketSaysWhetherItWasIntact();
+
+private:
+    int m_received = 0;
 };
 
 void TestSamples::eachSampleIsHandedOutOnce_data()
@@ -260,7 +266,7 @@ void TestSamples::signalsCarryTheBlocks()
     QCOMPARE(heard.size(), 2);
 }
 
-void TestSamples::signalsReachWhoeverConnectsLater_data()
+void TestSamples::signalsReachALaterReceiver_data()
 {
     QTest::addColumn<QByteArray>("signal");
     QTest::addColumn<QByteArray>("block");
@@ -272,9 +278,8 @@ void TestSamples::signalsReachWhoeverConnectsLater_data()
                                << code(14) + floats({1, 2, 3});
 }
 
-// A signal that nobody is connected to is not emitted: whatever way of connecting has to be
-// noticed.
-void TestSamples::signalsReachWhoeverConnectsLater()
+// Packets without a receiver come first, as they do before the window has connected its views.
+void TestSamples::signalsReachALaterReceiver()
 {
     QFETCH(QByteArray, signal);
     QFETCH(QByteArray, block);
@@ -288,10 +293,10 @@ void TestSamples::signalsReachWhoeverConnectsLater()
     {
         ScriptedDriver script;
         script.feed(packet('D', block));
-        QTimer receiver;
-        QObject::connect(&script.driver, signal.constData(), &receiver, SLOT(start()));
+        m_received = 0;
+        QObject::connect(&script.driver, signal.constData(), this, SLOT(receive()));
         script.feed(packet('D', block));
-        QVERIFY(receiver.isActive());
+        QCOMPARE(m_received, 1);
     }
 }
 
