@@ -5,6 +5,8 @@
 # preload library, so that /dev and /sys inside the test are those of its testbed; the sanitizer
 # runtime, if any, has to come first in the preload list. GL leaves out the search for leaks: Mesa's
 # driver leaks a little, and is unloaded before the search, so that nothing can name and excuse it.
+#
+# The timeout ends tests that hang. It leaves room for a machine that is several times slower.
 
 set(VORNIX_PRELOAD "${UMOCKDEV_PRELOAD}")
 if(VORNIX_SANITIZE)
@@ -20,6 +22,7 @@ endif()
 # after a fork are off: a driver's threads end unjoined with their process, and a test of how processes
 # end forks and starts threads there.
 set(VORNIX_TEST_ENVIRONMENT
+    "QTEST_FUNCTION_TIMEOUT=1800000"
     "ASAN_OPTIONS=detect_stack_use_after_return=1"
     "UBSAN_OPTIONS=print_stacktrace=1"
     "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
@@ -34,12 +37,14 @@ function(vornix_test name)
         set(arg_LABEL unit)
     endif()
     if(NOT arg_TIMEOUT)
-        set(arg_TIMEOUT 120)
+        set(arg_TIMEOUT 600)
     endif()
     add_executable(${name} ${arg_FILE})
     set_target_properties(${name} PROPERTIES AUTOMOC ON
         RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE vornix_flags Qt6::Test ${arg_LINK})
+    target_compile_options(${name} PRIVATE
+        "SHELL:-include ${PROJECT_SOURCE_DIR}/tests/support/patience.h")
     add_test(NAME ${name} COMMAND ${name})
     set(environment ${VORNIX_TEST_ENVIRONMENT})
     if(arg_GL)

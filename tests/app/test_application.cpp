@@ -65,7 +65,7 @@ private slots:
             throw std::runtime_error("from a menu");
         });
         bar.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&bar));
+        QVERIFY(QTest::qWaitForWindowExposed(&bar, kPatienceMs));
         for (int click = 1; click <= 2; ++click) {
             QTest::ignoreMessage(QtWarningMsg, "Unhandled error: from a menu");
             QTest::mouseClick(&bar, Qt::LeftButton, {},

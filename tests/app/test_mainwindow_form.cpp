@@ -108,7 +108,7 @@ private slots:
         QCOMPARE(label(u"label_datarate"_s)->text(), u"Data Rate: 0 Hz"_s);
         QCOMPARE(m_window->size(), QSize(1172, 769));
         m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window));
+        QVERIFY(QTest::qWaitForWindowExposed(m_window, kPatienceMs));
     }
 
     void window()

@@ -91,7 +91,7 @@ void TestMagnetoCalibrationForm::init()
     QTest::ignoreMessage(QtDebugMsg, "Mask: 511");
     m_dialog = std::make_unique<MagnetoCalibrationDialog>(nullptr, nullptr, 511);
     m_dialog->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_dialog.get()));
+    QVERIFY(QTest::qWaitForWindowExposed(m_dialog.get(), kPatienceMs));
 }
 
 void TestMagnetoCalibrationForm::cleanup()

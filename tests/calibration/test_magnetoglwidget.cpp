@@ -133,7 +133,7 @@ void TestMagnetoGLWidget::init()
     m_view = std::make_unique<MagnetoGLWidget>();
     m_view->resize(kSize);
     m_view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    QVERIFY(QTest::qWaitForWindowExposed(m_view.get(), kPatienceMs));
     QCOMPARE(m_view->size(), kSize);
     QCOMPARE(picture().size(), kSize);
 }

@@ -57,7 +57,7 @@ public:
     bool streams() const
     {
         m_driver->getQuaternion();
-        return QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }, 5000);
+        return QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }, kPatienceMs);
     }
 
     template <typename Change>

@@ -222,7 +222,7 @@ void TestHelp::scrollsByKeyboardAndKeepsItsSize()
 {
     HelpDialog dialog(nullptr);
     dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog, kPatienceMs));
     auto *const area = child<QScrollArea>(dialog, u"scrollArea"_s);
     const QScrollBar *const bar = area->verticalScrollBar();
     QVERIFY(bar->maximum() > 0);
@@ -240,7 +240,7 @@ void TestHelp::scrollsByWheel()
 {
     HelpDialog dialog(nullptr);
     dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog, kPatienceMs));
     auto *const area = child<QScrollArea>(dialog, u"scrollArea"_s);
     const QPointF middle = area->viewport()->rect().center();
     QWheelEvent down(middle, area->viewport()->mapToGlobal(middle), QPoint(), QPoint(0, -240),

@@ -2,7 +2,7 @@
 
 namespace faults {
 
-// A deadlock cannot be returned from: if this lives for longer than two minutes, where the busiest
+// A deadlock cannot be returned from: if this lives for longer than ten minutes, where a busy
 // machine needs seconds, the process ends, saying that the driver hangs.
 class Deadline
 {

@@ -36,7 +36,7 @@ public:
     void hangUp();
     int masterFd() const { return m_master; }
 
-    static constexpr std::chrono::milliseconds kDeadline{5000};
+    static constexpr std::chrono::milliseconds kDeadline{60'000};
 
 private:
     int m_master = -1;

@@ -466,7 +466,7 @@ private slots:
     void plotFillsTheView()
     {
         m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get(), kPatienceMs));
         const auto isFitted = [&] {
             const QRectF onView = m_view->viewportTransform().mapRect(sceneRect());
             const QSizeF size = m_view->viewport()->size();

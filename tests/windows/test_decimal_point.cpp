@@ -124,7 +124,7 @@ private slots:
         QCOMPARE(QLocale::system().toString(1.5), u"1,5"_s);
         m_window = new MainWindow;
         m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window));
+        QVERIFY(QTest::qWaitForWindowExposed(m_window, kPatienceMs));
         m_driver = m_window->findChild<imu *>();
     }
 
