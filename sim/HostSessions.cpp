@@ -8,6 +8,7 @@ void HostSessions::opened()
         return;
     m_wrote = false;
     m_shownFirst.reset();
+    m_shown.reset();
     m_baud.reset();
 }
 
@@ -17,6 +18,9 @@ bool HostSessions::closed()
         --m_openCount;
     if (m_openCount > 0)
         return false;
+    // What was written until now belongs to the session that has ended.
+    m_wrote = false;
+    m_shown.reset();
     // With two sessions to choose from, neither speed can be told.
     m_ended = m_ended ? Ended{} : Ended{m_baud};
     return true;
@@ -28,6 +32,7 @@ void HostSessions::shows(std::uint32_t baud)
 {
     if (!isOpen())
         return;
+    m_shown = baud;
     if (!m_shownFirst)
         m_shownFirst = baud;
     else if (baud != *m_shownFirst || m_baud)

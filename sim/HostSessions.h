@@ -23,6 +23,8 @@ public:
     bool closed();
 
     bool isOpen() const { return m_openCount > 0; }
+    // What the terminal showed last in the current session; none before the first look.
+    std::optional<std::uint32_t> shown() const { return m_shown; }
 
     // What the terminal showed after all the events so far.
     void shows(std::uint32_t baud);
@@ -45,6 +47,7 @@ private:
     int m_openCount = 0;
     bool m_wrote = false; // in the current session, since the last read
     std::optional<std::uint32_t> m_shownFirst;
+    std::optional<std::uint32_t> m_shown;
     std::optional<std::uint32_t> m_baud; // of the current session, once it is certain
     std::optional<Ended> m_ended;
 };

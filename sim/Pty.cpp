@@ -244,11 +244,18 @@ Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)
     return Fate::Garbled;
 }
 
+// Polling waits for the kernel's worker only while the queue is empty. A host that empties it right
+// after the poll leaves a count of 0 that says nothing about what is still on its way.
 std::size_t Pty::unreadByHost() const
 {
-    settle();
-    int count = 0;
-    return ::ioctl(m_slave.get(), FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+    while (hasUnread()) {
+        int count = 0;
+        if (::ioctl(m_slave.get(), FIONREAD, &count) != 0)
+            break;
+        if (count > 0)
+            return static_cast<std::size_t>(count);
+    }
+    return 0;
 }
 
 // A host that changes its speed, or closes and opens again, drops what it has received and then

@@ -73,6 +73,8 @@ public:
     // Looks who opened and closed; drops what an ended session has not read.
     void watch();
     bool isOpenedByHost() const { return m_sessions.isOpen(); }
+    // What the terminal showed when last looked at in the current session; none before that.
+    std::optional<std::uint32_t> seenBaud() const { return m_sessions.shown(); }
     // The speed the terminal shows now, 0 for none the unit could have.
     std::uint32_t shownBaud() const;
 

@@ -7,9 +7,10 @@ namespace sim {
 
 using Kind = RecordedEvent::Kind;
 
-Replay::Replay(Recording recording, std::optional<double> speed)
+Replay::Replay(Recording recording, std::optional<double> speed, Time patience)
     : m_recording(std::move(recording))
     , m_speed(speed)
+    , m_patience(patience)
     , m_baud(m_recording.header.baud)
 {
 }
@@ -52,7 +53,7 @@ Time Replay::nextEvent() const
 {
     if (isOver())
         return kNever;
-    return m_waitsSince ? *m_waitsSince + kPatience : dueTime();
+    return m_waitsSince ? *m_waitsSince + m_patience : dueTime();
 }
 
 // The next event happens now, and what follows keeps its distance from it.
@@ -97,7 +98,7 @@ std::optional<Transmission> Replay::transmit(Time now)
 bool Replay::hostHasSpoken(Time now)
 {
     const std::size_t expected = next().bytes.size();
-    const bool patient = !m_waitsSince || now < *m_waitsSince + kPatience;
+    const bool patient = !m_waitsSince || now < *m_waitsSince + m_patience;
     if (m_hostBytes < expected && patient) {
         if (!m_waitsSince)
             m_waitsSince = now;

@@ -18,12 +18,13 @@ class Replay : public Unit
 public:
     // How long after the host has begun to listen: time to drop what came before.
     static constexpr Time kLeadIn = std::chrono::milliseconds(100);
-    // How long a host that says nothing is waited for.
+    // How long a host that says nothing is waited for, by default.
     static constexpr Time kPatience = std::chrono::seconds(1);
 
     // `speed` times as fast as recorded, above 0; without, each piece of bytes follows as soon as
     // the host has read the one before, and only the cable keeps its time.
-    explicit Replay(Recording recording, std::optional<double> speed = 1.0);
+    explicit Replay(Recording recording, std::optional<double> speed = 1.0,
+                    Time patience = kPatience);
 
     void receive(protocol::Bytes bytes, std::uint32_t hostBaud, Time now) override;
     void advance(Time /*now*/) override {}
@@ -47,6 +48,7 @@ private:
 
     const Recording m_recording;
     const std::optional<double> m_speed;
+    const Time m_patience;
 
     std::size_t m_next = 0;
     std::uint32_t m_baud;

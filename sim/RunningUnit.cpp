@@ -157,6 +157,12 @@ bool RunningUnit::isOpenedByHost() const
     return m_pty && m_pty->isOpenedByHost();
 }
 
+std::optional<std::uint32_t> RunningUnit::seenHostBaud() const
+{
+    const std::lock_guard lock(m_mutex);
+    return m_pty ? m_pty->seenBaud() : std::nullopt;
+}
+
 // --- What tests ask ----------------------------------------------------------------------------
 
 void RunningUnit::setRecorder(Recorder *recorder)
@@ -268,7 +274,10 @@ void RunningUnit::hear(Time now)
         if (!received.bytes.empty()) {
             if (m_recorder)
                 m_recorder->received(received.bytes, now);
-            m_unit->receive(received.bytes, received.hostBaud.value_or(m_unit->lineBaud()), now);
+            const std::uint32_t hostBaud = received.hostBaud.value_or(m_unit->lineBaud());
+            if (hostBaud != m_unit->lineBaud())
+                m_counters.misheard += received.bytes.size();
+            m_unit->receive(received.bytes, hostBaud, now);
         }
         more = received.mayHaveMore;
     }

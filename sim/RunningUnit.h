@@ -28,6 +28,7 @@ struct LineCounters
     std::uint64_t unheard = 0; // nobody had the port open
     std::uint64_t overrun = 0; // the host did not read, and the queue was full
     std::uint64_t bytesSent = 0;
+    std::uint64_t misheard = 0; // bytes of the host, sent at another baud rate
 };
 
 // A Unit served on a pseudo-terminal by a thread of its own, in real time.
@@ -67,6 +68,9 @@ public:
 
     LineCounters counters() const;
     bool isOpenedByHost() const;
+    // The baud rate that the host's session showed when the unit last looked; none before the first
+    // look. A session of which two have been seen is known to write at the second.
+    std::optional<std::uint32_t> seenHostBaud() const;
 
 protected:
     RunningUnit(std::unique_ptr<Unit> unit, std::unique_ptr<Pty> pty);
