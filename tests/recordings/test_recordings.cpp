@@ -182,14 +182,14 @@ void TestRecordings::replayedSessionsAnswer_data()
     QTest::newRow("changes the speed") << u"speed-changed"_s << 230400u << 0x04;
 }
 
-// In real time: the driver asks as the recorded host did, but when it likes.
+// In real time: the driver asks as the recorded host did, but when it likes, and is waited for.
 void TestRecordings::replayedSessionsAnswer()
 {
     QFETCH(const QString, name);
     QFETCH(const unsigned int, speed);
     QFETCH(const int, outputs);
     m_sleep = [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); };
-    sim::RunningUnit unit(std::make_unique<sim::Replay>(read(name).recording));
+    sim::RunningUnit unit(std::make_unique<sim::Replay>(read(name).recording, 1.0, kPatience));
     m_driver->connect(unit.path(), 115200, 8, 0, 1);
     QTRY_VERIFY(!heard().empty());
     QVERIFY(speed == 115200 ? m_driver->loadSettings() : m_driver->setBaudRate(speed));

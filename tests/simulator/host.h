@@ -2,6 +2,7 @@
 
 #include "driver/framer.h"
 #include "driver/protocol.h"
+#include "tests/support/patience.h"
 
 #include <chrono>
 #include <string>
@@ -14,11 +15,11 @@
 #include <termios.h>
 #include <unistd.h>
 
-// Waits for a condition, looking often, for at most ten seconds.
+// Waits for a condition, looking often.
 template <typename Condition>
 bool eventually(Condition condition)
 {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+    const auto end = std::chrono::steady_clock::now() + kPatience;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end)
             return false;
@@ -46,6 +47,14 @@ public:
         return m_fd >= 0 && setSpeed(speed);
     }
 
+    // The same, keeping what may have come before the speed was set.
+    bool openWithoutDropping(const std::string &path, speed_t speed)
+    {
+        close();
+        m_fd = ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK);
+        return m_fd >= 0 && setLine(speed);
+    }
+
     void close()
     {
         if (m_fd >= 0)
@@ -53,14 +62,7 @@ public:
     }
 
     // Drops what was received before, as a careful program does.
-    bool setSpeed(speed_t speed)
-    {
-        termios line{};
-        ::tcgetattr(m_fd, &line);
-        ::cfmakeraw(&line);
-        ::cfsetspeed(&line, speed);
-        return ::tcsetattr(m_fd, TCSANOW, &line) == 0 && ::tcflush(m_fd, TCIFLUSH) == 0;
-    }
+    bool setSpeed(speed_t speed) { return setLine(speed) && ::tcflush(m_fd, TCIFLUSH) == 0; }
 
     bool write(const Bytes &bytes)
     {
@@ -87,6 +89,24 @@ public:
         return all;
     }
 
+    // All that comes until the condition holds for it, or until there was time enough.
+    template <typename Condition>
+    Bytes readUntil(Condition condition)
+    {
+        Bytes all;
+        eventually([&] {
+            const Bytes more = read(std::chrono::milliseconds(10), 1);
+            all.insert(all.end(), more.begin(), more.end());
+            return condition(all);
+        });
+        return all;
+    }
+    // The same until that many intact packets are among it.
+    Bytes readPackets(std::size_t count)
+    {
+        return readUntil([count](const Bytes &all) { return packets(all).size() >= count; });
+    }
+
     // -1 if it is no longer there.
     int fd() const { return m_fd; }
 
@@ -103,5 +123,14 @@ public:
     }
 
 private:
+    bool setLine(speed_t speed)
+    {
+        termios line{};
+        ::tcgetattr(m_fd, &line);
+        ::cfmakeraw(&line);
+        ::cfsetspeed(&line, speed);
+        return ::tcsetattr(m_fd, TCSANOW, &line) == 0;
+    }
+
     int m_fd = -1;
 };

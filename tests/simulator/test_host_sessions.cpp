@@ -29,6 +29,8 @@ private slots:
     void doubtsTheFirstReadAfterAClose();
     void knowsASpeedItHasSeenBeingSet();
     void isNotFooledByTheSpeedOfTheLastUser();
+    void showsWhatWasSeenLast();
+    void knowsTheSpeedOfBytesWrittenDuringTheRead();
     void waitsForBytesWrittenDuringTheRead();
     void cannotTellTwoSessionsApart();
     void doubtsAChangeDuringTheRead();
@@ -97,6 +99,35 @@ void TestHostSessions::isNotFooledByTheSpeedOfTheLastUser()
     sessions.shows(57600);
     sessions.closed();
     QCOMPARE(read(sessions, 115200), kUnknown);
+}
+
+void TestHostSessions::showsWhatWasSeenLast()
+{
+    HostSessions sessions;
+    sessions.shows(9600); // nobody has it open
+    QVERIFY(!sessions.shown());
+    sessions.opened();
+    QVERIFY(!sessions.shown());
+    sessions.shows(9600);
+    sessions.shows(460800);
+    QCOMPARE(sessions.shown(), std::optional(460800u));
+    sessions.closed();
+    QVERIFY(!sessions.shown());
+    sessions.opened();
+    QVERIFY(!sessions.shown());
+}
+
+// Written and closed between the beginning and the end of a read, the next host not yet there.
+void TestHostSessions::knowsTheSpeedOfBytesWrittenDuringTheRead()
+{
+    HostSessions sessions;
+    sessions.opened();
+    sessions.shows(9600);
+    sessions.shows(460800);
+    sessions.beginRead();
+    sessions.wrote();
+    sessions.closed();
+    QCOMPARE(sessions.endRead(460800, 460800), std::optional(460800u));
 }
 
 void TestHostSessions::waitsForBytesWrittenDuringTheRead()
