@@ -44,12 +44,12 @@ public:
     qsizetype sleepsOf(int durationMs) const { return m_sleeps.count(durationMs); }
     void forgetSleeps() { m_sleeps.clear(); }
 
-    // All the host has sent; waits until it is `size` bytes, and a little longer for more.
+    // All the host has sent; waits until it is `size` bytes. What was written is there to be read.
     QByteArray sent(qsizetype size)
     {
         if (m_sent.size() < size)
             m_sent += port.read(size - m_sent.size());
-        m_sent += port.read(1, std::chrono::milliseconds(5));
+        m_sent += port.readAvailable();
         return std::exchange(m_sent, {});
     }
 

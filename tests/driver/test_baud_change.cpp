@@ -50,10 +50,10 @@ private:
 // otherwise, and changes speed when told to, as the test likes.
 struct Unit
 {
-    Unit(PtyPort &line, int commandsToIgnore, int ticksAway)
+    Unit(PtyPort &line, int commandsToIgnore, int commandsAway)
         : port(line)
         , ignoredCommands(commandsToIgnore)
-        , ticksUntilBack(ticksAway)
+        , commandsUntilBack(commandsAway)
         , device(
               line, [this](const QByteArray &command) { return answer(command); },
               [this] { return stream(); })
@@ -62,19 +62,15 @@ struct Unit
 
     QByteArray answer(const QByteArray &command)
     {
-        if (command == kSetNewBaud && ++speedCommands > ignoredCommands && baud != kNewBaud) {
+        if (command == kSetNewBaud && ++speedCommands > ignoredCommands)
             baud = kNewBaud;
-            quiet = ticksUntilBack;
-        }
         return command[4] == 12 && heard() ? settingsReply(baud) : QByteArray();
     }
 
     QByteArray stream()
     {
-        if (quiet > 0) {
-            --quiet;
+        if (baud == kNewBaud && speedCommands <= commandsUntilBack)
             return {};
-        }
         return heard() ? kQuaternion : hex("53 44 99 00 F7");
     }
 
@@ -82,9 +78,8 @@ struct Unit
 
     PtyPort &port;
     const int ignoredCommands;
-    const int ticksUntilBack;
+    const int commandsUntilBack;
     int speedCommands = 0;
-    int quiet = 0;
     std::atomic<unsigned> baud{kOldBaud};
     ScriptedDevice device; // last: its thread uses the members above
 };
@@ -258,16 +253,16 @@ void TestBaudChange::unsupportedSpeedThrows()
 void TestBaudChange::realUnit_data()
 {
     QTest::addColumn<int>("ignoredCommands");
-    QTest::addColumn<int>("ticksUntilBack");
+    QTest::addColumn<int>("commandsUntilBack");
     QTest::newRow("changes at once") << 0 << 0;
     QTest::newRow("ignores the first command") << 1 << 0;
-    QTest::newRow("comes back late") << 0 << 700;
+    QTest::newRow("comes back late") << 0 << 1;
 }
 
 void TestBaudChange::realUnit()
 {
     QFETCH(int, ignoredCommands);
-    QFETCH(int, ticksUntilBack);
+    QFETCH(int, commandsUntilBack);
 
     static const boost::shared_ptr<imu> driver = [] {
         auto started = boost::make_shared<imu>(nullptr);
@@ -277,19 +272,19 @@ void TestBaudChange::realUnit()
         return started;
     }();
     PtyPort port;
-    Unit unit(port, ignoredCommands, ticksUntilBack);
+    Unit unit(port, ignoredCommands, commandsUntilBack);
     QVERIFY(driver->connect(port.path(), kOldBaud, 8, 0, 1));
     const auto streams = [] { return !driver->getQuaternion().empty(); };
-    QVERIFY(QTest::qWaitFor(streams));
+    QVERIFY(QTest::qWaitFor(streams, kPatienceMs));
 
     const StandardOutput output;
     QVERIFY(driver->setBaudRate(kNewBaud));
     QCOMPARE(unit.baud.load(), kNewBaud);
     QCOMPARE(port.speed(), kNewBaud);
     QVERIFY(output.text().startsWith("set baud rate\nreconnect\n"));
-    if (ignoredCommands > 0 || ticksUntilBack > 0)
+    if (ignoredCommands > 0 || commandsUntilBack > 0)
         QVERIFY(output.text().contains("change to new baud rate\n"));
-    QVERIFY(QTest::qWaitFor(streams));
+    QVERIFY(QTest::qWaitFor(streams, kPatienceMs));
     driver->disconnect();
 }
 
