@@ -5,24 +5,14 @@
 #include <boost/system/system_error.hpp>
 
 #include <QEvent>
-#include <QGuiApplication>
 #include <QMessageBox>
 
+#include "dialogs/busy_cursor.h"
 #include "driver/ImuDriver.h"
 
 #include "ui_settings_dialog.h"
 
 namespace {
-
-// A command freezes the window for as long as the device takes; a baud change takes seconds.
-class BusyCursor
-{
-    Q_DISABLE_COPY_MOVE(BusyCursor)
-
-public:
-    BusyCursor() { QGuiApplication::setOverrideCursor(Qt::WaitCursor); }
-    ~BusyCursor() { QGuiApplication::restoreOverrideCursor(); }
-};
 
 // A text that is no item changes nothing: the combo boxes are not editable.
 void selectText(QComboBox *combo, const QString &text)
