@@ -20,6 +20,8 @@
 #include <QTimer>
 #include <QTranslator>
 
+#include "tests/dialogs/dialog_support.h"
+
 using namespace Qt::StringLiterals;
 
 namespace {
@@ -64,6 +66,8 @@ private slots:
     void stopWithoutSamples();
     void withoutADevice();
     void escapeClosesToo();
+    void enterPressesNothing();
+    void keyboardReachesEverything();
 
     void metricsFillThePanel();
     void metricsOfNothingLeaveThePanel();
@@ -316,6 +320,28 @@ void TestMagnetoCalibrationForm::escapeClosesToo()
 {
     QTest::keyClick(m_dialog.get(), Qt::Key_Escape);
     QVERIFY(!m_dialog->isVisible());
+}
+
+// Enter would start a calibration, and the samples collected so far would be gone.
+void TestMagnetoCalibrationForm::enterPressesNothing()
+{
+    QCOMPARE(dialog_test::pressedByEnter(*m_dialog), QStringList());
+    QVERIFY(m_dialog->isVisible());
+    QCOMPARE(log(), QString());
+    QTest::keyClick(find<QPushButton>(u"push_start_calib"_s), Qt::Key_Space);
+    QCOMPARE(log(), u"Calibration started..."_s);
+}
+
+void TestMagnetoCalibrationForm::keyboardReachesEverything()
+{
+    find<QPushButton>(u"push_save_device"_s)->setEnabled(true);
+    find<QLineEdit>(u"biasXLineEdit"_s)->setFocus();
+    const QStringList visited = dialog_test::tabRound(*m_dialog);
+    for (const auto *button : m_dialog->findChildren<QPushButton *>())
+        QVERIFY2(visited.contains(button->objectName()), qPrintable(visited.join(u' ')));
+    for (const auto *edit : m_dialog->findChildren<QLineEdit *>())
+        QVERIFY2(visited.contains(edit->objectName()), qPrintable(visited.join(u' ')));
+    QVERIFY(visited.contains(u"plainTextEdit"_s));
 }
 
 void TestMagnetoCalibrationForm::metricsFillThePanel()

@@ -135,6 +135,30 @@ inline QStringList tabRound(QWidget &dialog)
     return names;
 }
 
+// The buttons that Enter presses in any of the dialog's widgets, and those that are, or with a
+// focus would be, the default.
+inline QStringList pressedByEnter(QWidget &dialog)
+{
+    QStringList pressed;
+    QObject listener;
+    const auto buttons = dialog.findChildren<QPushButton *>();
+    for (QPushButton *const button : buttons) {
+        if (button->isDefault() || button->autoDefault())
+            pressed << button->objectName();
+        QObject::connect(button, &QPushButton::clicked, &listener,
+                         [&pressed, button] { pressed << button->objectName(); });
+    }
+    const auto widgets = dialog.findChildren<QWidget *>();
+    for (QWidget *const widget : widgets) {
+        if (widget->focusPolicy() != Qt::NoFocus && widget->isVisible() && dialog.isVisible()) {
+            widget->setFocus();
+            QTest::keyClick(widget, Qt::Key_Return);
+            QTest::keyClick(widget, Qt::Key_Enter);
+        }
+    }
+    return pressed;
+}
+
 // Moves the mouse over the label until it is on a link, and clicks there. False if it finds none.
 inline bool clickFirstLink(QLabel &label)
 {

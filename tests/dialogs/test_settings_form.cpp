@@ -38,6 +38,7 @@ private slots:
     void presetsWorkInAnotherLanguage();
     void namesForScreenReaders();
     void keyboardReachesEverything();
+    void enterPressesNothing();
 
 private:
     SettingsDialog m_dialog{nullptr, nullptr};
@@ -369,6 +370,17 @@ void TestSettingsForm::keyboardReachesEverything()
     QCOMPARE(int(dialog.buildOutputsMask()), 0x40);
     QTest::keyClick(child<QComboBox>(dialog, u"comboBox_baud"_s), Qt::Key_Down);
     QCOMPARE(child<QComboBox>(dialog, u"comboBox_baud"_s)->currentText(), u"230400"_s);
+}
+
+// Enter on a combo box is meant for the combo box, not for the device.
+void TestSettingsForm::enterPressesNothing()
+{
+    SettingsDialog dialog(nullptr, nullptr);
+    dialog.show();
+    QCOMPARE(pressedByEnter(dialog), QStringList());
+    QVERIFY(dialog.isVisible());
+    QTest::keyClick(child<QPushButton>(dialog, u"push_save"_s), Qt::Key_Space);
+    QVERIFY(!dialog.isVisible());
 }
 
 QTEST_MAIN(TestSettingsForm)
