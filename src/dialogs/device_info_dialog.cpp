@@ -8,6 +8,7 @@
 #include <QTimer>
 
 #include "dialogs/device_info_text.h"
+#include "dialogs/steady_text.h"
 #include "driver/ImuDriver.h"
 
 #include "ui_device_info_dialog.h"
@@ -40,9 +41,10 @@ void DeviceInfoDialog::updateFromDevice()
         // A failed read like any other: the driver's values are shown as they are.
         qWarning("device info not read: %s", error.what());
     }
-    m_ui->line_baud->setText(QString::number(m_imu->getBaudRate()));
-    m_ui->line_sn->setText(device_info::hexText(m_imu->getSerialNumber()));
-    m_ui->line_fw->setText(device_info::firmwareText(m_imu->getFirmwareVersion()));
+    // A user copies from these fields: what has not changed is not set again.
+    steady_text::show(*m_ui->line_baud, QString::number(m_imu->getBaudRate()));
+    steady_text::show(*m_ui->line_sn, device_info::hexText(m_imu->getSerialNumber()));
+    steady_text::show(*m_ui->line_fw, device_info::firmwareText(m_imu->getFirmwareVersion()));
     m_dataRateHz = m_imu->getDataRate();
     m_outputs = m_imu->getOutputs();
     showReceived();
@@ -50,10 +52,9 @@ void DeviceInfoDialog::updateFromDevice()
 
 void DeviceInfoDialog::showReceived()
 {
-    m_ui->plainText_received->clear();
-    m_ui->plainText_received->appendPlainText(tr("Data rate: %1 Hz").arg(m_dataRateHz));
-    m_ui->plainText_received->appendPlainText(
-        tr("Outputs: 0x%1").arg(device_info::hexText(m_outputs)));
+    steady_text::show(*m_ui->plainText_received,
+                      tr("Data rate: %1 Hz").arg(m_dataRateHz) + u'\n' +
+                          tr("Outputs: 0x%1").arg(device_info::hexText(m_outputs)));
 }
 
 void DeviceInfoDialog::onCloseClicked()

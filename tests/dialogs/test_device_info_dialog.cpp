@@ -2,6 +2,8 @@
 #include <QGroupBox>
 #include <QPlainTextEdit>
 #include <QRegularExpression>
+#include <QSignalSpy>
+#include <QTextDocumentFragment>
 
 #include "dialogs/device_info_dialog.h"
 #include "driver/protocol.h"
@@ -24,6 +26,9 @@ private slots:
     void showsTheDevice();
     void refreshesTwiceASecond();
     void neverMoreThanTwoLines();
+    void refreshKeepsTheSelection();
+    void aChangeKeepsSelectionAndScrollPosition();
+    void enterPressesNothing();
     void silentDeviceShowsWhatTheDriverGives();
     void lostDeviceShowsWhatTheDriverGives();
     void closeEndsIt();
@@ -178,6 +183,66 @@ void TestDeviceInfoDialog::neverMoreThanTwoLines()
         QMetaObject::invokeMethod(&dialog, "updateFromDevice");
     QCOMPARE(box->blockCount(), 2);
     QCOMPARE(most, 2);
+}
+
+// Long enough to copy the serial number, and with one accessibility event a change, not two a
+// second.
+void TestDeviceInfoDialog::refreshKeepsTheSelection()
+{
+    QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0044)));
+    DeviceInfoDialog dialog(m_fixture.driver(), nullptr);
+    dialog.show();
+    auto *const serial = child<QLineEdit>(dialog, u"line_sn"_s);
+    auto *const box = child<QPlainTextEdit>(dialog, u"plainText_received"_s);
+    serial->selectAll();
+    box->selectAll();
+    QSignalSpy boxChanges(box, &QPlainTextEdit::textChanged);
+    QSignalSpy serialChanges(serial, &QLineEdit::textChanged);
+    for (int refresh = 0; refresh < 3; ++refresh)
+        QMetaObject::invokeMethod(&dialog, "updateFromDevice");
+    QVERIFY(m_fixture.count(kGetSettings) >= 4);
+    QCOMPARE(serial->selectedText(), u"c0ffee"_s);
+    QCOMPARE(box->textCursor().selection().toPlainText(), u"Data rate: 100 Hz\nOutputs: 0x44"_s);
+    QCOMPARE(boxChanges.size(), 0);
+    QCOMPARE(serialChanges.size(), 0);
+}
+
+void TestDeviceInfoDialog::aChangeKeepsSelectionAndScrollPosition()
+{
+    QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0044)));
+    DeviceInfoDialog dialog(m_fixture.driver(), nullptr);
+    auto *const box = child<QPlainTextEdit>(dialog, u"plainText_received"_s);
+    box->setMaximumSize(60, 30); // less than two lines high and one long
+    box->setLineWrapMode(QPlainTextEdit::NoWrap);
+    dialog.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog));
+    QTextCursor mask = box->textCursor();
+    mask.setPosition(18);
+    mask.setPosition(29, QTextCursor::KeepAnchor);
+    box->setTextCursor(mask);
+    QCOMPARE(box->textCursor().selectedText(), u"Outputs: 0x"_s);
+    box->verticalScrollBar()->setValue(1);
+    box->horizontalScrollBar()->setValue(7);
+    QCOMPARE(box->verticalScrollBar()->value(), 1);
+    QCOMPARE(box->horizontalScrollBar()->value(), 7);
+    m_fixture.change([](sim::Device &unit) {
+        sim::Settings settings = unit.memory().working;
+        settings.rateHz = 1000;
+        unit.setSettings(settings);
+    });
+    QMetaObject::invokeMethod(&dialog, "updateFromDevice");
+    QCOMPARE(received(dialog), u"Data rate: 1000 Hz\nOutputs: 0x44"_s);
+    QCOMPARE(box->textCursor().selectedText(), u"Outputs: 0x"_s);
+    QCOMPARE(box->verticalScrollBar()->value(), 1);
+    QCOMPARE(box->horizontalScrollBar()->value(), 7);
+}
+
+void TestDeviceInfoDialog::enterPressesNothing()
+{
+    DeviceInfoDialog dialog(nullptr, nullptr);
+    dialog.show();
+    QCOMPARE(pressedByEnter(dialog), QStringList());
+    QVERIFY(dialog.isVisible());
 }
 
 void TestDeviceInfoDialog::silentDeviceShowsWhatTheDriverGives()
