@@ -11,7 +11,6 @@ namespace {
 constexpr int kMaxIterations = 15;
 constexpr float kSmallestStep = 1e-6f;
 constexpr float kRidge = 1e-6f;
-constexpr float kFlatHalfRange = 0.001f;
 constexpr float kFlatStiffness = 999999.9f;
 
 // A00, A01, A02, A11, A12, A22, then the centre.

@@ -13,6 +13,9 @@ namespace ellipsoid {
 using Sample = std::array<float, 3>; // x, y, z of a raw reading, in the device's units
 using Samples = std::vector<Sample>;
 
+// An axis along which the readings reach less far to each side is taken as one without extent.
+inline constexpr float kFlatHalfRange = 0.001f;
+
 // A reading p lies on the ellipsoid when (p - centre)^T shape (p - centre) = 1.
 struct Fit
 {

@@ -1,0 +1,24 @@
+#pragma once
+
+// Whether readings determine an ellipsoid at all. The deviation cannot tell: readings of a device
+// that lies still fit every ellipsoid through one point. Pure: any thread, no lock.
+
+#include "calibration/ellipsoid_fit.h"
+
+namespace ellipsoid {
+
+// Six numbers of the shape and three of the centre.
+inline constexpr std::size_t kFewestSamples = 9;
+
+enum class Judgement {
+    Determined,
+    TooFewSamples,    // fewer than kFewestSamples
+    NotFinite,        // a figure of the fit is infinite or not a number
+    NotAnEllipsoid,   // the shape is another surface, or a diagonal entry is not positive
+    TooFewDirections, // another ellipsoid fits as well: equal readings, a line, a ring
+};
+
+// Judges the fit to these samples and the correction derived from it. The first that applies.
+Judgement judge(const Samples &samples, const Eigen::Matrix3f &shape, const Correction &correction);
+
+} // namespace ellipsoid
