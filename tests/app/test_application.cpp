@@ -54,7 +54,8 @@ private slots:
         QTRY_VERIFY(thrown);
     }
 
-    // The usual way: a click in a menu, several event handlers deep.
+    // The usual way: a click in a menu, several event handlers deep. The pointer moves there first,
+    // because newer Qt closes a menu that is pressed before the pointer has moved into it.
     void aMenuWorksAfterItsActionThrew()
     {
         QMenuBar bar;
@@ -66,12 +67,17 @@ private slots:
         });
         bar.show();
         QVERIFY(QTest::qWaitForWindowExposed(&bar, kPatienceMs));
+        const QPoint title = bar.actionGeometry(menu->menuAction()).center();
         for (int click = 1; click <= 2; ++click) {
             QTest::ignoreMessage(QtWarningMsg, "Unhandled error: from a menu");
-            QTest::mouseClick(&bar, Qt::LeftButton, {},
-                              bar.actionGeometry(menu->menuAction()).center());
-            QTRY_VERIFY(menu->isVisible());
-            QTest::mouseClick(menu, Qt::LeftButton, {}, menu->actionGeometry(action).center());
+            QTest::mouseMove(&bar, title);
+            QTRY_VERIFY_WITH_TIMEOUT(bar.underMouse(), kPatienceMs);
+            QTest::mouseClick(&bar, Qt::LeftButton, {}, title);
+            QVERIFY(QTest::qWaitForWindowExposed(menu, kPatienceMs));
+            const QPoint item = menu->actionGeometry(action).center();
+            QTest::mouseMove(menu, item);
+            QTRY_COMPARE_WITH_TIMEOUT(menu->activeAction(), action, kPatienceMs);
+            QTest::mouseClick(menu, Qt::LeftButton, {}, item);
             QCOMPARE(calls, click);
             QTRY_VERIFY(!menu->isVisible());
         }
