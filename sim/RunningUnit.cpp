@@ -276,7 +276,7 @@ void RunningUnit::hear(Time now)
                 m_recorder->received(received.bytes, now);
             const std::uint32_t hostBaud = received.hostBaud.value_or(m_unit->lineBaud());
             if (hostBaud != m_unit->lineBaud())
-                m_counters.misheard += received.bytes.size();
+                m_counters.hostBytesLost += received.bytes.size();
             m_unit->receive(received.bytes, hostBaud, now);
         }
         more = received.mayHaveMore;

@@ -28,7 +28,7 @@ struct LineCounters
     std::uint64_t unheard = 0; // nobody had the port open
     std::uint64_t overrun = 0; // the host did not read, and the queue was full
     std::uint64_t bytesSent = 0;
-    std::uint64_t misheard = 0; // bytes of the host, sent at another baud rate
+    std::uint64_t hostBytesLost = 0; // bytes of the host, sent at another baud rate
 };
 
 // A Unit served on a pseudo-terminal by a thread of its own, in real time.

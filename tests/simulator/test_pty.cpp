@@ -103,9 +103,9 @@ void TestPty::isNotHeardAtAnotherSpeed()
     sim::RunningDevice device(quiet());
     Host host(device.path(), B921600);
     QVERIFY(eventually([&] { return device.seenHostBaud() == 921600u; }));
-    for (const std::uint64_t misheard : {7, 14}) {
+    for (const std::uint64_t hostBytesLost : {7, 14}) {
         QVERIFY(host.write(kStart));
-        QVERIFY(eventually([&] { return device.counters().misheard == misheard; }));
+        QVERIFY(eventually([&] { return device.counters().hostBytesLost == hostBytesLost; }));
     }
     setSeenSpeed(host, device, B115200, 115200);
     QVERIFY(host.write(kStop));
@@ -179,7 +179,7 @@ void TestPty::doesNotHearAnEndedSessionAtAnotherSpeed()
     setSeenSpeed(host, device, B921600, 921600);
     QVERIFY(host.write(kStart));
     QVERIFY(host.open(device.path(), B115200));
-    QVERIFY(eventually([&] { return device.counters().misheard == kStart.size(); }));
+    QVERIFY(eventually([&] { return device.counters().hostBytesLost == kStart.size(); }));
     QVERIFY(host.write(kStop));
     QVERIFY(eventually([&] { return !device.receivedCommands().empty(); }));
     QCOMPARE(device.receivedCommands(), std::vector<Bytes>{kStop});
