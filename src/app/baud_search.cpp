@@ -11,7 +11,13 @@ BaudSearch::BaudSearch(imu &driver, TrialFlag &sampleArrived,
     , m_sampleArrived(sampleArrived)
     , m_runPendingEvents(std::move(runPendingEvents))
     , m_pace(pace)
+    , m_sleep([](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); })
 {
+}
+
+void BaudSearch::setSleeper(Sleeper sleeper)
+{
+    m_sleep = std::move(sleeper);
 }
 
 std::optional<int> BaudSearch::run(const std::string &path,
@@ -39,14 +45,14 @@ bool BaudSearch::streamsAt(const std::string &path, int baud)
         return true;
 
     m_driver.disconnect();
-    std::this_thread::sleep_for(m_pace.pauseAfterRejection);
+    m_sleep(m_pace.pauseAfterRejection);
     return false;
 }
 
 bool BaudSearch::sampleArrives()
 {
     for (int poll = 0; poll < m_pace.polls; ++poll) {
-        std::this_thread::sleep_for(m_pace.poll);
+        m_sleep(m_pace.poll);
         m_runPendingEvents();
         if (m_sampleArrived.isSet())
             return true;

@@ -20,6 +20,8 @@ inline constexpr std::array kBaudCandidates{921600, 460800, 230400, 115200, 5760
 class BaudSearch
 {
 public:
+    using Sleeper = std::function<void(std::chrono::milliseconds)>;
+
     struct Pace
     {
         int polls = 40;
@@ -35,6 +37,9 @@ public:
     // there is none.
     std::optional<int> run(const std::string &path, const std::function<void(int baud)> &announce);
 
+    // Replaces every sleep, so that a test need not take its time. Before run().
+    void setSleeper(Sleeper sleeper);
+
 private:
     bool streamsAt(const std::string &path, int baud);
     bool sampleArrives();
@@ -43,4 +48,5 @@ private:
     TrialFlag &m_sampleArrived;
     std::function<void()> m_runPendingEvents;
     Pace m_pace;
+    Sleeper m_sleep;
 };
