@@ -97,6 +97,8 @@ private slots:
     void flatSetsStayFinite();
     void tiltedFlatSetsEnd();
     void halfRangeBelowAThousandthIsFlat();
+    void boundaryOfAFlatAxis_data();
+    void boundaryOfAFlatAxis();
 
     void stopsWithTheFirstSmallStep_data();
     void stopsWithTheFirstSmallStep();
@@ -306,6 +308,28 @@ void TestEllipsoidFit::halfRangeBelowAThousandthIsFlat()
     };
     QVERIFY(std::abs(stiffnessAlongZ(0.0009f) - kFlat) < 15.0f);
     QVERIFY(std::abs(stiffnessAlongZ(0.0011f) - 826446.3f) < 15.0f);
+}
+
+void TestEllipsoidFit::boundaryOfAFlatAxis_data()
+{
+    QTest::addColumn<float>("halfRange");
+    QTest::addColumn<float>("stiffness");
+    const float boundary = 0.001f;
+    const float below = std::nextafter(boundary, 0.0f);
+    const float above = std::nextafter(boundary, 1.0f);
+    QTest::newRow("just below: flat") << below << kFlat;
+    QTest::newRow("at it: not flat") << boundary << 1.0f / (boundary * boundary);
+    QTest::newRow("just above: not flat") << above << 1.0f / (above * above);
+}
+
+// To the last bit, which QCOMPARE would forgive. At the boundary itself the inverse square rounds
+// to the stiffness of a flat axis, so that there the two cannot be told apart; beside it they can.
+void TestEllipsoidFit::boundaryOfAFlatAxis()
+{
+    QFETCH(float, halfRange);
+    QFETCH(float, stiffness);
+    const float found = ellipsoid::fit({{0, 0, halfRange}, {0, 0, -halfRange}}).shape(2, 2);
+    QVERIFY2(found == stiffness, qPrintable(QString::number(static_cast<double>(found), 'g', 9)));
 }
 
 void TestEllipsoidFit::stopsWithTheFirstSmallStep_data()
