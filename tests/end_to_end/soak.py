@@ -44,7 +44,7 @@ YES = re.compile("OK|Tamam")
 LEAVE = re.compile("Close|Kapat|Cancel|İptal")
 
 LOOK_S = 0.01
-PATIENCE_S = 120.0
+PATIENCE_S = 300.0
 
 # In a short run the program still warms up, and whether memory is flat cannot be told.
 LONG_RUN_S = 300
@@ -229,7 +229,7 @@ class Soak(support.ProgramCase):
         return self.turkish.get(text, text) if self.is_turkish else text
 
     def window_label(self, caption):
-        return self.window.find("label", self.say(caption))
+        return self.window.find("label", self.say(caption), PATIENCE_S)
 
     def press(self, dialog, button):
         dialog.find("push button", self.say(button)).activate()
@@ -278,8 +278,8 @@ class Soak(support.ProgramCase):
     def settled_statistics(self):
         """The program's last line of them, once nothing is on its way any more."""
         def settled():
-            *_, before, last = self.statistics_lines()
-            return last == before and counters(last)
+            *_, before, last = ["", "", *self.statistics_lines()]
+            return last == before and counters(last).get("waiting") == 0 and counters(last)
 
         wait_until(lambda: "ttyUSB0" not in self.status.name, "disconnected", PATIENCE_S)
         return wait_until(settled, "statistics that no longer change", PATIENCE_S)
@@ -330,17 +330,18 @@ class Soak(support.ProgramCase):
         lost = self.lost(device, program)
         self.assertLessEqual(lost, 2 * device["overrun"] + program["sessions"])
         self.assertGreaterEqual(lost, -program["sessions"])
-        self.assertGreater(program["samples"], 10 * SECONDS)
+        self.assertGreater(program["samples"], 100)
         self.assertEqual(program["delivered"], program["samples"])
         self.assertEqual(program["waiting"], 0)
         if SECONDS >= LONG_RUN_S:
             self.assertLessEqual(lost, program["sessions"])
 
     def judge_figures(self, memory, answers):
-        self.assertLess(max(answers.get(STREAMING, [0])), ANSWER_LIMIT_S)
         kib = [size for _, size in memory.resident]
         self.assertLess(kib[-1] - kib[0], GROWTH_LIMIT_KIB)
+        # A long run is one to measure, on a machine that does nothing else.
         if SECONDS >= LONG_RUN_S:
+            self.assertLess(max(answers.get(STREAMING, [0])), ANSWER_LIMIT_S)
             before, after = memory.floors_kib()
             self.assertLess(after - before, LEAK_LIMIT_KIB)
 

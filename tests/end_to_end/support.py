@@ -53,11 +53,11 @@ class ProgramCase(unittest.TestCase):
         if self.failed():
             sys.stderr.write(f"--- {self.id()}: output of the program\n{self.program.output}\n")
 
-    def wait_for_status(self, pattern, timeout_s=60):
+    def wait_for_status(self, pattern):
         def matching():
             match = re.fullmatch(pattern, self.status.name)
             return match and match.group()
-        return wait_until(matching, f"status {pattern!r} (is {self.status.name!r})", timeout_s)
+        return wait_until(matching, f"status {pattern!r} (is {self.status.name!r})")
 
     def passing_status(self, pattern, *menu):
         return self.program.passing_text(self.status, pattern, *menu)
@@ -99,10 +99,10 @@ class ProgramCase(unittest.TestCase):
             raise TimeoutError(f"{error}; shown: {sorted(shown)}") from None
         sys.stderr.write(f"{self.rate.name} (of {hertz} Hz) ")
 
-    def wait_for_change(self, widget, timeout_s=30):
+    def wait_for_change(self, widget):
         before = widget.name
         return wait_until(lambda: widget.name != before and widget.name,
-                          f"a change of {before!r}", timeout_s)
+                          f"a change of {before!r}")
 
     def picture_of(self, panel):
         """The pixels of what a group box shows last: the plot, the pose."""

@@ -13,10 +13,13 @@ from typing import NamedTuple
 
 from gi.repository import Gio, GLib
 
-DEADLINE_S = 60.0
-# Slow machines and slow builds: every deadline is so many times longer.
+# Of a wait that ends as soon as its condition holds: only how long a failure takes. Longer than a
+# call may take, so that a program that was busy for that long is asked once more.
+DEADLINE_S = 180.0
+# Slow builds: every deadline is so many times longer.
 PATIENCE = float(os.environ.get("VORNIX_PATIENCE", "1"))
 POLL_S = 0.05
+AGAIN_S = 10.0
 
 _ACCESSIBLE = "org.a11y.atspi.Accessible"
 _ACTION = "org.a11y.atspi.Action"
@@ -226,8 +229,13 @@ class Widget:
 
     def values_beside(self, captions):
         """For each caption the widget to the right of the label of that text, as forms show them."""
-        looks = [look for look in self.look() if look.extents and look.extents[2]]
-        return [_right_of(caption, looks) for caption in captions]
+        def find():
+            # A window that has just opened, or is being laid out, does not have them all.
+            looks = [look for look in self.look() if look.extents and look.extents[2]]
+            found = [_right_of(caption, looks) for caption in captions]
+            return None if None in found else found
+
+        return wait_until(find, f"values beside {captions}")
 
     def value_beside(self, caption):
         return self.values_beside([caption])[0]
@@ -258,13 +266,29 @@ class Widget:
         if item not in items:
             raise LookupError(f"{self!r} offers {items}, not {item!r}")
         popup = self.find("list")
-        if self.name == item:
-            return
-        self.activate()
-        wait_until(lambda: popup.showing, f"{self!r} open")
-        for key in [KEY_HOME, *[KEY_DOWN] * items.index(item), KEY_RETURN]:
-            self._bus.press_key(key)
-        wait_until(lambda: self.name == item, f"{self!r} at {item!r}")
+        keys = [KEY_HOME, *[KEY_DOWN] * items.index(item), KEY_RETURN]
+
+        def is_chosen():
+            if self.name == item:
+                return True
+            if not popup.showing:
+                self.activate()
+                _holds_soon(lambda: popup.showing)
+                return False
+            # A window that does not have the keyboard yet gets none of them.
+            for key in keys:
+                self._bus.press_key(key)
+            return _holds_soon(lambda: self.name == item)
+
+        wait_until(is_chosen, f"{self!r} at {item!r}")
+
+
+def _holds_soon(condition):
+    """Whether it holds within a moment, after which what should bring it about is done again."""
+    try:
+        return wait_until(condition, "soon", AGAIN_S)
+    except TimeoutError:
+        return False
 
 
 def _matches(pattern, name):
@@ -278,12 +302,10 @@ def _matches(pattern, name):
 def _right_of(caption, looks):
     label = next((look for look in looks if look.role == "label" and look.name == caption), None)
     if label is None:
-        raise LookupError(f"no label {caption!r}")
+        return None
     x, y, _, height = label.extents
     middle = y + height / 2
     in_row = [look for look in looks
               if look.role in _VALUE_ROLES and look.extents[0] > x
               and look.extents[1] <= middle < look.extents[1] + look.extents[3]]
-    if not in_row:
-        raise LookupError(f"nothing beside {caption!r}")
-    return min(in_row, key=lambda look: look.extents[0]).widget
+    return min(in_row, key=lambda look: look.extents[0]).widget if in_row else None
