@@ -24,8 +24,8 @@ private slots:
         QCOMPARE(m_fixture.status(), u"No USB serial ports found!"_s);
         const auto chooser = m_fixture.connectTo(u"ttyS0"_s);
         QVERIFY(!chooser.seen);
-        QCOMPARE(m_fixture.takeStatusHistory().last(),
-                 u"Please run Scan first, no ports available."_s);
+        QVERIFY(m_fixture.takeStatusHistory().contains(
+            u"Please run Scan first, no ports available."_s));
         // The once-a-second status takes its place.
         QTRY_COMPARE(m_fixture.status(), u"Not connected"_s);
     }

@@ -63,7 +63,7 @@ private slots:
         for (const int baud : {921600, 460800, 230400, 115200, 57600})
             expected.append(tryingText(u"ttyUSB0"_s, baud));
         QCOMPARE(shown.filter(u"Trying"_s), expected);
-        QCOMPARE(shown.last(), u"Connection failed (no valid baud found)"_s);
+        QVERIFY(shown.contains(u"Connection failed (no valid baud found)"_s));
         QVERIFY(m_fixture.deviceActionsDisabled());
         // The panel showed what did come in, while the rate stayed at nothing.
         QVERIFY(m_fixture.label(u"label_euler"_s)->text() != u"None"_s);

@@ -43,9 +43,9 @@ public:
         m_window = new MainWindow;
         m_window->show();
         m_recorder.setInterval(2);
-        QObject::connect(&m_recorder, &QTimer::timeout, m_window, [this] { record(); });
+        QObject::connect(&m_recorder, &QTimer::timeout, m_window, [this] { noteStatus(); });
         m_recorder.start();
-        return QTest::qWaitForWindowExposed(m_window);
+        return QTest::qWaitForWindowExposed(m_window, kPatienceMs);
     }
 
     MainWindow *window() const { return m_window; }
@@ -101,30 +101,36 @@ public:
         QTimer::singleShot(0, m_window, [&] {
             struct Over
             {
+                WindowFixture &fixture;
                 bool &flag;
-                ~Over() { flag = true; }
-            } const atTheEnd{over};
+                ~Over()
+                {
+                    fixture.noteStatus();
+                    flag = true;
+                }
+            } const atTheEnd{*this, over};
             action(u"actionConnect_2"_s)->trigger();
         });
-        if (!QTest::qWaitFor([&] { return over; }, 60'000))
+        if (!QTest::qWaitFor([&] { return over; }, 5 * kPatienceMs))
             qFatal("connecting does not end");
         return chooser;
     }
 
-    // Every text the status showed since the last call, without repetitions.
-    QStringList takeStatusHistory()
-    {
-        record();
-        return std::exchange(m_history, {});
-    }
-
-private:
-    void record()
+    // Keeps what the status shows now. It is also looked at every two milliseconds, but the
+    // once-a-second status may be quicker.
+    void noteStatus()
     {
         if (m_history.isEmpty() || m_history.last() != status())
             m_history.append(status());
     }
+    // Every text the status showed since the last call, without repetitions.
+    QStringList takeStatusHistory()
+    {
+        noteStatus();
+        return std::exchange(m_history, {});
+    }
 
+private:
     MainWindow *m_window = nullptr; // never destroyed: that ends the process
     QTimer m_recorder;
     QStringList m_history;

@@ -136,13 +136,13 @@ void TestMagnetoCalibrationDialog::init()
     m_device = std::make_unique<sim::RunningDevice>(options());
     setMask(kMaskBefore);
     QVERIFY(m_driver->connect(m_device->path(), 921600, 8, 0, 1));
-    QVERIFY(QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }));
+    QVERIFY(QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }, kPatienceMs));
     while (!m_driver->getMagneticFieldRaw().empty())
         continue;
     m_device->clearReceivedCommands();
     m_dialog = std::make_unique<MagnetoCalibrationDialog>(m_driver.get(), nullptr, kMaskBefore);
     m_dialog->show();
-    QVERIFY(QTest::qWaitForWindowExposed(m_dialog.get()));
+    QVERIFY(QTest::qWaitForWindowExposed(m_dialog.get(), kPatienceMs));
 }
 
 void TestMagnetoCalibrationDialog::cleanup()
@@ -205,7 +205,8 @@ std::vector<Packet> TestMagnetoCalibrationDialog::commands(unsigned char code, s
 // Opening commands nothing and asks nothing: the window that opened it has switched the output on.
 void TestMagnetoCalibrationDialog::opens()
 {
-    QTest::qWait(450);
+    QSignalSpy ticks(timer(), &QTimer::timeout);
+    QTRY_VERIFY(ticks.size() >= 2);
     QVERIFY(m_device->receivedCommands().empty());
     QVERIFY(log().isEmpty());
     QVERIFY(!save()->isEnabled());
@@ -213,13 +214,23 @@ void TestMagnetoCalibrationDialog::opens()
 
 void TestMagnetoCalibrationDialog::takesOneReadingATick()
 {
-    setMask(kMaskWhileOpen);
-    QVERIFY(QTest::qWaitFor([this] { return !m_driver->getMagneticFieldRaw().empty(); }));
-    QSignalSpy ticks(timer(), &QTimer::timeout);
+    QCOMPARE(timer()->interval(), 200);
+    timer()->stop();
     QSignalSpy raw(m_dialog.get(), &MagnetoCalibrationDialog::newRawSample);
     click(u"push_start_calib"_s);
-    ticks.clear();
-    QTRY_COMPARE(ticks.size(), 3);
+    int ticks = 0;
+    const auto comesInTwice = [this] {
+        feed({1, 2, 3});
+        feed({3, 2, 1});
+    };
+    connect(timer(), &QTimer::timeout, m_dialog.get(), [&] {
+        if (++ticks == 3)
+            timer()->stop();
+        comesInTwice();
+    });
+    comesInTwice();
+    timer()->start();
+    QTRY_COMPARE(ticks, 3);
     click(u"push_stop_calib"_s);
     QCOMPARE(log().size(), 3);
     QVERIFY2(log()[2].contains(u"N=3, "_s), qPrintable(log()[2]));
@@ -521,7 +532,7 @@ void TestMagnetoCalibrationDialog::calibratesADevice()
     setMask(kMaskWhileOpen);
     timer()->setInterval(15); // 200 ms would take a minute for this many
     click(u"push_start_calib"_s);
-    QTRY_VERIFY_WITH_TIMEOUT(view()->correctedSamples().size() >= 300, 30000);
+    QTRY_VERIFY_WITH_TIMEOUT(view()->correctedSamples().size() >= 300, 5 * kPatienceMs);
     click(u"push_stop_calib"_s);
     QCOMPARE(find<QLineEdit>(u"qualityLineEdit"_s)->text(), u"Good"_s);
     const auto truth =

@@ -93,7 +93,7 @@ private:
     bool paintsAgain()
     {
         const int before = m_view->paints;
-        return QTest::qWaitFor([&] { return m_view->paints > before; }, 2000);
+        return QTest::qWaitFor([&] { return m_view->paints > before; }, kPatienceMs);
     }
 
     bool isLit(const QImage &image, QVector3D point, QRgb color) const
@@ -107,9 +107,8 @@ private slots:
         m_view = std::make_unique<BareView>();
         m_view->resize(kSize);
         m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        QVERIFY(QTest::qWaitFor([&] { return m_view->paints > 0; }));
-        QTest::qWait(20);
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get(), kPatienceMs));
+        QVERIFY(QTest::qWaitFor([&] { return m_view->paints > 0; }, kPatienceMs));
     }
 
     void cleanup() { m_view.reset(); }
@@ -246,13 +245,18 @@ private slots:
     {
         m_view->setMouseTracking(true); // or moves without a button would not come at all
         m_view->press({100, 100});
-        const int before = m_view->paints;
-        m_view->move({150, 150}, Qt::NoButton, false);
-        m_view->move({160, 160}, Qt::MiddleButton, false);
-        QCOMPARE(m_view->camera().yawDeg(), 0.0F);
-        QCOMPARE(m_view->camera().pitchDeg(), 20.0F);
-        QTest::qWait(50);
-        QCOMPARE(m_view->paints, before);
+        // The window system may ask for a paint at any time, but not each time.
+        bool paints = true;
+        for (int attempt = 0; attempt < 20 && paints; ++attempt) {
+            const int before = m_view->paints;
+            m_view->move({150, 150}, Qt::NoButton, false);
+            m_view->move({160, 160}, Qt::MiddleButton, false);
+            QCOMPARE(m_view->camera().yawDeg(), 0.0F);
+            QCOMPARE(m_view->camera().pitchDeg(), 20.0F);
+            QTest::qWait(50);
+            paints = m_view->paints > before;
+        }
+        QVERIFY(!paints);
         m_view->move({170, 160}, Qt::LeftButton);
         QCOMPARE(m_view->camera().yawDeg(), -3.5F);
         QCOMPARE(m_view->camera().pitchDeg(), 20.0F);

@@ -150,9 +150,8 @@ private slots:
         m_pose = std::make_unique<Pose>();
         m_pose->resize(kSize);
         m_pose->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_pose.get()));
-        QVERIFY(QTest::qWaitFor([&] { return m_pose->paints > 0; }));
-        QTest::qWait(20);
+        QVERIFY(QTest::qWaitForWindowExposed(m_pose.get(), kPatienceMs));
+        QVERIFY(QTest::qWaitFor([&] { return m_pose->paints > 0; }, kPatienceMs));
     }
 
     void cleanup() { m_pose.reset(); }
@@ -190,13 +189,15 @@ private slots:
     void nullQuaternionChangesNothing()
     {
         m_pose->setPose(0, 0, 0, 11, 12, 13);
-        const int painted = m_pose->paints;
-        QTRY_VERIFY(m_pose->paints > painted);
-        QTest::qWait(50);
-        const int before = m_pose->paints;
-        m_pose->setQuaternion(0, 0, -0.0F, 0);
-        QTest::qWait(50);
-        QCOMPARE(m_pose->paints, before);
+        // The window system may ask for a paint at any time, but not each time.
+        bool paints = true;
+        for (int attempt = 0; attempt < 20 && paints; ++attempt) {
+            const int before = m_pose->paints;
+            m_pose->setQuaternion(0, 0, -0.0F, 0);
+            QTest::qWait(50);
+            paints = m_pose->paints > before;
+        }
+        QVERIFY(!paints);
         QCOMPARE(m_pose->attitude().rollDeg, 11.0F);
         QCOMPARE(m_pose->attitude().yawDeg, 13.0F);
     }

@@ -69,9 +69,10 @@ class TestSwitching : public QObject
         watcher.start(20);
         QTimer::singleShot(0, m_fixture.window(), [&] {
             m_fixture.action(action)->trigger();
+            m_fixture.noteStatus();
             over = true;
         });
-        if (!QTest::qWaitFor([&] { return over; }, 30'000))
+        if (!QTest::qWaitFor([&] { return over; }, kPatienceMs))
             qFatal("the window does not close");
         return seen;
     }
