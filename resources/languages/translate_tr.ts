@@ -237,6 +237,22 @@ Teknopark ofisi: %3</translation>
         <translation>Kötü</translation>
     </message>
     <message>
+        <source>Do not apply: fewer than 9 samples do not determine an ellipsoid.</source>
+        <translation>Uygulamayın: 9 örnekten azı bir elipsoit belirlemez.</translation>
+    </message>
+    <message>
+        <source>Do not apply: the fit is not finite. Turn the device through all directions.</source>
+        <translation>Uygulamayın: hesaplanan elipsoit sonlu değil. Cihazı bütün yönlere döndürün.</translation>
+    </message>
+    <message>
+        <source>Do not apply: the surface through the samples is not an ellipsoid. Turn the device through all directions.</source>
+        <translation>Uygulamayın: örneklerden geçen yüzey bir elipsoit değil. Cihazı bütün yönlere döndürün.</translation>
+    </message>
+    <message>
+        <source>Do not apply: samples from so few directions do not determine an ellipsoid. Turn the device through all directions.</source>
+        <translation>Uygulamayın: bu kadar az yönden alınan örnekler bir elipsoit belirlemez. Cihazı bütün yönlere döndürün.</translation>
+    </message>
+    <message>
         <source>Reading %1 bytes ...</source>
         <translation>%1 bayt okunuyor ...</translation>
     </message>

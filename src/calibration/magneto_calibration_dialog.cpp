@@ -2,15 +2,20 @@
 
 #include <chrono>
 #include <cstdint>
+#include <utility>
 
 #include <boost/system/system_error.hpp>
 
 #include <QCoreApplication>
 #include <QDebug>
 #include <QEvent>
+#include <QScopeGuard>
 #include <QVector3D>
 
+#include "calibration/disabled_widgets.h"
+#include "calibration/fit_judgement.h"
 #include "calibration/quality_metrics.h"
+#include "dialogs/busy_cursor.h"
 #include "driver/ImuDriver.h"
 
 #include "ui_magneto_calibration_dialog.h"
@@ -130,6 +135,7 @@ void MagnetoCalibrationDialog::stopCalibration()
         log(tr("No samples collected!"));
         return;
     }
+    const BusyCursor busy;
     fitCorrection();
     m_scale = m_correction.scale();
     showParameters();
@@ -140,6 +146,7 @@ void MagnetoCalibrationDialog::stopCalibration()
     log(tr("Final Quality: avg|p|=%1, std|p|=%2, N=%3, %4")
             .arg(general(mean), general(deviation), QString::number(m_samples.size()),
                  qualityLabel(deviation)));
+    warnOfUndeterminedFit();
 }
 
 // --- The fit -----------------------------------------------------------------------------------
@@ -219,34 +226,72 @@ QString MagnetoCalibrationDialog::qualityLabel(float stdNorm)
     return tr("Bad");
 }
 
+// The word above it judges the deviation, which is as small where many ellipsoids fit.
+void MagnetoCalibrationDialog::warnOfUndeterminedFit()
+{
+    switch (ellipsoid::judge(m_samples, m_ellipsoid, m_correction)) {
+    case ellipsoid::Judgement::Determined:
+        return;
+    case ellipsoid::Judgement::TooFewSamples:
+        log(tr("Do not apply: fewer than 9 samples do not determine an ellipsoid."));
+        return;
+    case ellipsoid::Judgement::NotFinite:
+        log(tr("Do not apply: the fit is not finite. Turn the device through all directions."));
+        return;
+    case ellipsoid::Judgement::NotAnEllipsoid:
+        log(tr("Do not apply: the surface through the samples is not an ellipsoid. "
+               "Turn the device through all directions."));
+        return;
+    case ellipsoid::Judgement::TooFewDirections:
+        log(tr("Do not apply: samples from so few directions do not determine an ellipsoid. "
+               "Turn the device through all directions."));
+        return;
+    }
+}
+
 // --- The device --------------------------------------------------------------------------------
 
 void MagnetoCalibrationDialog::on_pushButton_clicked()
 {
-    if (!m_device || m_collecting)
+    // While a download lets the window handle events, a click could come here again.
+    if (!m_device || m_collecting || m_keepLoading)
         return;
+    const BusyCursor busy;
+    const auto ended = qScopeGuard([this] { m_keepLoading = false; });
+    m_keepLoading = true;
     valueOrNone([this] { return m_device->loadSettings(); });
-    const unsigned short mask = m_device->getOutputs();
+    m_maskAfterLoad = m_device->getOutputs();
     // Silence on the line while the blocks come in.
     valueOrNone([this] { return m_device->setOutputs(0); });
+    loadStoredPoints();
+    if (const auto mask = std::exchange(m_maskAfterLoad, std::nullopt))
+        valueOrNone([this, mask] { return m_device->setOutputs(*mask); });
+}
 
+void MagnetoCalibrationDialog::loadStoredPoints()
+{
     const unsigned int total = valueOrNone([this] { return m_device->getCalibrationDataSize(); });
     log(tr("Reading %1 bytes ...").arg(total));
-    if (total != 0) {
-        const std::vector<float> floats = readStoredFloats(total);
-        log(tr("Data load successful from device: %1 points").arg(floats.size() / 3));
-        m_samples = inThrees(floats);
-        showCorrectedSamples();
-        stopCalibration();
-    }
-    valueOrNone([this, mask] { return m_device->setOutputs(mask); });
+    if (total == 0)
+        return;
+    const std::vector<float> floats = readStoredFloats(total);
+    if (!m_keepLoading)
+        return;
+    log(tr("Data load successful from device: %1 points").arg(floats.size() / 3));
+    m_samples = inThrees(floats);
+    showCorrectedSamples();
+    stopCalibration();
 }
 
 // A block that cannot be read is left out: the points of the others still make an ellipsoid.
 std::vector<float> MagnetoCalibrationDialog::readStoredFloats(unsigned int total)
 {
+    // A second load, or a command, would run in the middle of this one. Close remains.
+    const DisabledWidgets disabled({m_ui->push_start_calib, m_ui->push_stop_calib, m_ui->pushButton,
+                                    m_ui->push_apply_calib, m_ui->push_save_device},
+                                   m_ui->plainTextEdit);
     std::vector<float> floats;
-    for (std::uint64_t at = 0; at < total; at += kBlockSize) {
+    for (std::uint64_t at = 0; at < total && m_keepLoading; at += kBlockSize) {
         const auto offset = static_cast<unsigned int>(at);
         const std::vector<float> block = valueOrNone([this, offset, total] {
             return m_device->getCalibrationData(offset, secondNumber(offset, total));
@@ -255,9 +300,9 @@ std::vector<float> MagnetoCalibrationDialog::readStoredFloats(unsigned int total
         log(tr("Reading block %1").arg(offset));
         if (block.empty())
             log(tr(" Read failed"));
-        // Repaints the log. Clicks have to wait: a second load, or a Close that restores the mask,
-        // would run in the middle of this one.
-        QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+        // Repaints the log, and lets the dialog be closed: the size is the device's word, and can
+        // be hours of blocks.
+        QCoreApplication::processEvents();
     }
     return floats;
 }
@@ -266,8 +311,10 @@ void MagnetoCalibrationDialog::applyCalibration()
 {
     Eigen::Vector3f bias = -m_correction.bias;
     Eigen::Matrix3f matrix = m_correction.matrix;
+    // The driver repeats itself until the echo equals what it sent, and NaN equals nothing.
     const bool applied =
-        m_device && valueOrNone([&] {
+        m_device && bias.allFinite() && matrix.allFinite() && valueOrNone([&] {
+            const BusyCursor busy;
             return m_device->setMagneticFieldCalibrationData(bias.data(), matrix.data());
         });
     log(applied ? appliedText(bias) : tr("Failed to apply calibration to device."));
@@ -289,7 +336,10 @@ QString MagnetoCalibrationDialog::appliedText(const Eigen::Vector3f &bias) const
 
 void MagnetoCalibrationDialog::saveDevice()
 {
-    const bool saved = m_device && valueOrNone([this] { return m_device->saveSettings(); });
+    const bool saved = m_device && valueOrNone([this] {
+                           const BusyCursor busy;
+                           return m_device->saveSettings();
+                       });
     log(saved ? tr("Calibration saved to device flash.")
               : tr("Failed to save calibration to device."));
 }
@@ -297,7 +347,17 @@ void MagnetoCalibrationDialog::saveDevice()
 void MagnetoCalibrationDialog::onCloseClicked()
 {
     qDebug() << "Close button clicked. Restoring outputs with prevMask =" << m_prevMask;
-    if (m_device)
+    if (m_device) {
+        const BusyCursor busy;
         valueOrNone([this] { return m_device->setOutputs(m_prevMask); });
+    }
+    m_maskAfterLoad.reset();
     close();
+}
+
+// Close, Escape and the title bar all come here.
+void MagnetoCalibrationDialog::done(int result)
+{
+    m_keepLoading = false;
+    QDialog::done(result);
 }

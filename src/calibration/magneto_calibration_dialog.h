@@ -18,8 +18,9 @@ class imu;
 // Collects raw magnetometer readings while the user turns the device, or loads the points stored in
 // it, fits an ellipsoid, shows how good the fit is, and writes the correction to the device.
 //
-// Whoever opens the dialog has switched the device's raw output on and passes the outputs mask as
-// it was before. Only the Close button restores it; Escape and the title bar leave it.
+// The caller has switched the device's raw output on and passes the outputs mask as it was before.
+// Only the Close button restores it; Escape and the title bar leave it. Each of the three also ends
+// a download between two blocks.
 //
 // GUI thread only. Device commands block the window until the device has answered; one that fails,
 // also by an error of the port, is told in the log and nowhere else.
@@ -58,12 +59,15 @@ public slots:
 
 protected:
     void changeEvent(QEvent *event) override;
+    void done(int result) override;
 
 private:
     void fitCorrection();
     void showCorrectedSamples();
     void showParameters();
     void showQuality();
+    void warnOfUndeterminedFit();
+    void loadStoredPoints();
     std::vector<float> readStoredFloats(unsigned int total);
     QString appliedText(const Eigen::Vector3f &bias) const;
     void log(const QString &line);
@@ -73,6 +77,9 @@ private:
     QTimer m_sampleTimer;
     unsigned short m_prevMask;
     bool m_collecting = false;
+    bool m_keepLoading = false; // false as soon as the dialog closes
+    // What the outputs are set to when a load ends; none if something else was chosen meanwhile.
+    std::optional<unsigned short> m_maskAfterLoad;
     std::vector<std::array<float, 3>> m_samples;
 
     // The last fit.

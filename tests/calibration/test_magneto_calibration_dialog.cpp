@@ -4,6 +4,7 @@
 #include "calibration/magnetoglwidget.h"
 
 #include <cmath>
+#include <limits>
 #include <memory>
 
 #include <boost/make_shared.hpp>
@@ -30,6 +31,13 @@ constexpr unsigned short kMaskBefore = 0x0044; // quaternion and calibrated fiel
 constexpr unsigned short kMaskWhileOpen = 0x0144;
 
 constexpr int kAttempts = 102; // for each block of stored points
+
+const QString kTooFew = u"Do not apply: fewer than 9 samples do not determine an ellipsoid."_s;
+const QString kNotFinite =
+    u"Do not apply: the fit is not finite. Turn the device through all directions."_s;
+const QString kTooFewDirections =
+    u"Do not apply: samples from so few directions do not determine an ellipsoid. "
+    "Turn the device through all directions."_s;
 
 using Packet = std::vector<unsigned char>;
 
@@ -66,6 +74,7 @@ private slots:
     void showsACloudFromTheTwentyFirstSample();
     void stopShowsTheFit();
     void startForgetsTheSamplesBefore();
+    void warnsOnceOfAFitThatMeansNothing();
 
     void asksForStoredBlocks_data();
     void asksForStoredBlocks();
@@ -76,6 +85,8 @@ private slots:
     void loadIsRefusedWhileCollecting();
 
     void appliesTheIdentityAtFirst();
+    void applySendsNothingThatIsNotFinite_data();
+    void applySendsNothingThatIsNotFinite();
     void applyFailsWithoutConnection();
     void applyFailsOnABrokenPort();
     void closeRestoresTheMask();
@@ -232,8 +243,9 @@ void TestMagnetoCalibrationDialog::takesOneReadingATick()
     timer()->start();
     QTRY_COMPARE(ticks, 3);
     click(u"push_stop_calib"_s);
-    QCOMPARE(log().size(), 3);
+    QCOMPARE(log().size(), 4);
     QVERIFY2(log()[2].contains(u"N=3, "_s), qPrintable(log()[2]));
+    QCOMPARE(log()[3], kTooFew);
     QVERIFY(raw.isEmpty());
     QVERIFY(m_device->receivedCommands().empty());
 }
@@ -277,13 +289,25 @@ void TestMagnetoCalibrationDialog::stopShowsTheFit()
 {
     timer()->stop();
     click(u"push_start_calib"_s);
-    // Corners of an ellipsoid around (1, 2.5, -30) with half axes 2, 3.25 and 40.
+    // On an ellipsoid around (1, 2.5, -30) with half axes 2, 3.25 and 40.
     for (const ellipsoid::Sample &reading : ellipsoid::Samples{{3, 2.5F, -30},
                                                                {-1, 2.5F, -30},
                                                                {1, 5.75F, -30},
                                                                {1, -0.75F, -30},
                                                                {1, 2.5F, 10},
-                                                               {1, 2.5F, -70}}) {
+                                                               {1, 2.5F, -70},
+                                                               {2.2F, 5.1F, -30},
+                                                               {2.2F, -0.1F, -30},
+                                                               {-0.2F, 5.1F, -30},
+                                                               {-0.2F, -0.1F, -30},
+                                                               {2.2F, 2.5F, 2},
+                                                               {2.2F, 2.5F, -62},
+                                                               {-0.2F, 2.5F, 2},
+                                                               {-0.2F, 2.5F, -62},
+                                                               {1, 4.45F, 2},
+                                                               {1, 4.45F, -62},
+                                                               {1, 0.55F, 2},
+                                                               {1, 0.55F, -62}}) {
         feed(reading);
         m_dialog->updateMagData();
     }
@@ -296,17 +320,17 @@ void TestMagnetoCalibrationDialog::stopShowsTheFit()
     QCOMPARE(find<QLineEdit>(u"scaleZLineEdit"_s)->text(), u"40"_s);
     QCOMPARE(find<QLineEdit>(u"avgNormLineEdit"_s)->text(), u"1.0000"_s);
     QCOMPARE(find<QLineEdit>(u"stdDevLineEdit"_s)->text(), u"0.0000"_s);
-    QCOMPARE(find<QLineEdit>(u"samplesLineEdit"_s)->text(), u"6"_s);
+    QCOMPARE(find<QLineEdit>(u"samplesLineEdit"_s)->text(), u"18"_s);
     QCOMPARE(find<QLineEdit>(u"qualityLineEdit"_s)->text(), u"Good"_s);
     QCOMPARE(log().size(), 3);
     QCOMPARE(log()[1], u"Calibration stopped."_s);
     QVERIFY2(log()[2].startsWith(u"Final Quality: avg|p|=1, std|p|="_s), qPrintable(log()[2]));
-    QVERIFY2(log()[2].endsWith(u", N=6, Good"_s), qPrintable(log()[2]));
+    QVERIFY2(log()[2].endsWith(u", N=18, Good"_s), qPrintable(log()[2]));
     QVERIFY(view()->correctedSamples().empty());
     feed({1, 1, 1});
     m_dialog->updateMagData();
     click(u"push_stop_calib"_s);
-    QVERIFY2(log().last().contains(u"N=6"_s), "stopped, so nothing is added");
+    QVERIFY2(log().last().contains(u"N=18, "_s), "stopped, so nothing is added");
 }
 
 void TestMagnetoCalibrationDialog::startForgetsTheSamplesBefore()
@@ -322,6 +346,23 @@ void TestMagnetoCalibrationDialog::startForgetsTheSamplesBefore()
     QVERIFY(view()->correctedSamples().empty());
     click(u"push_stop_calib"_s);
     QCOMPARE(log().last(), u"No samples collected!"_s);
+}
+
+// A device at rest: the word stays what it is, and a line below it says what it is worth.
+void TestMagnetoCalibrationDialog::warnsOnceOfAFitThatMeansNothing()
+{
+    timer()->stop();
+    click(u"push_start_calib"_s);
+    for (int i = 0; i < 36; ++i) {
+        feed({12, -7, 40});
+        m_dialog->updateMagData();
+    }
+    QCOMPARE(log(), QStringList{u"Calibration started..."_s});
+    click(u"push_stop_calib"_s);
+    QCOMPARE(find<QLineEdit>(u"qualityLineEdit"_s)->text(), u"Good"_s);
+    QCOMPARE(log().size(), 4);
+    QVERIFY2(log()[2].endsWith(u", N=36, Good"_s), qPrintable(log()[2]));
+    QCOMPARE(log()[3], kTooFewDirections);
 }
 
 void TestMagnetoCalibrationDialog::asksForStoredBlocks_data()
@@ -434,7 +475,8 @@ void TestMagnetoCalibrationDialog::loadDropsWhatIsNotAPoint()
     click(u"pushButton"_s);
     QCOMPARE(log().mid(0, 3), (QStringList{u"Reading 80 bytes ..."_s, u"Reading block 0"_s,
                                            u"Data load successful from device: 3 points"_s}));
-    QVERIFY2(log().last().contains(u"N=3, "_s), qPrintable(log().last()));
+    QVERIFY2(log()[log().size() - 2].contains(u"N=3, "_s), qPrintable(log().join(u'\n')));
+    QCOMPARE(log().last(), kTooFew);
 
     store(Packet(64));
     click(u"pushButton"_s);
@@ -471,6 +513,38 @@ void TestMagnetoCalibrationDialog::appliesTheIdentityAtFirst()
                                 "L = [1.0000E+00, 0.0000E+00, 0.0000E+00, 0.0000E+00, 1.0000E+00, "
                                 "0.0000E+00, 0.0000E+00, 0.0000E+00, 1.0000E+00]"_s});
     QVERIFY(save()->isEnabled());
+}
+
+void TestMagnetoCalibrationDialog::applySendsNothingThatIsNotFinite_data()
+{
+    constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
+    QTest::addColumn<float>("reading");
+    QTest::newRow("not a number") << kNan;
+    QTest::newRow("too large to be squared") << 1e25F;
+}
+
+// The echo of such a figure never equals it, so that the driver would repeat itself for ever.
+void TestMagnetoCalibrationDialog::applySendsNothingThatIsNotFinite()
+{
+    QFETCH(float, reading);
+    click(u"push_apply_calib"_s);
+    QVERIFY(save()->isEnabled());
+    timer()->stop();
+    click(u"push_start_calib"_s);
+    for (const auto &sample : Maker(1).samples(someEllipsoid(), 30)) {
+        feed(sample);
+        m_dialog->updateMagData();
+    }
+    feed({1, reading, 3});
+    m_dialog->updateMagData();
+    click(u"push_stop_calib"_s);
+    QCOMPARE(log().last(), kNotFinite);
+    QCOMPARE(log().count(kNotFinite), 1);
+    m_device->clearReceivedCommands();
+    click(u"push_apply_calib"_s);
+    QCOMPARE(log().last(), u"Failed to apply calibration to device."_s);
+    QVERIFY(!save()->isEnabled());
+    QVERIFY(m_device->receivedCommands().empty());
 }
 
 void TestMagnetoCalibrationDialog::applyFailsWithoutConnection()
