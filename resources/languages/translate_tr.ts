@@ -75,7 +75,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Firmware Version</source>
-        <translation>Yazılım Sürümü</translation>
+        <translation>Cihaz Yazılımı Sürümü</translation>
     </message>
     <message>
         <source>Received from device</source>
@@ -117,9 +117,9 @@ Teknopark ofisi: %3</translation>
         <translation>Kestrova - Kullanım Kılavuzu</translation>
     </message>
     <message>
-        <source>&lt;h3&gt;Getting Started&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Scanning for Devices&lt;/b&gt;&lt;br&gt;Plug the device in and choose &lt;i&gt;Connection → Scan for Devices&lt;/i&gt;. The status line lists the ports found; if there are none, check the cable.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Connecting to a Device&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Connection → Connect&lt;/i&gt; and pick your device. The baud rate is detected automatically, which takes a few seconds.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Viewing Device Data&lt;/b&gt;&lt;br&gt;The data panel shows the latest values:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Quaternion (unitless):&lt;/b&gt; orientation in x, y, z, w order&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Angles (°):&lt;/b&gt; roll, pitch and yaw in degrees&lt;/li&gt;&lt;li&gt;&lt;b&gt;Covariance (rad²):&lt;/b&gt; uncertainty of the orientation&lt;/li&gt;&lt;li&gt;&lt;b&gt;Magnetic Field (unitless):&lt;/b&gt; calibrated magnetometer readings&lt;/li&gt;&lt;li&gt;&lt;b&gt;Linear Acceleration (m/s²):&lt;/b&gt; acceleration without gravity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Angular Rate (rad/s):&lt;/b&gt; rotational velocity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Pressure (hPa):&lt;/b&gt; barometric pressure&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Configuration&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Settings&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Open Settings&lt;/i&gt;. &lt;b&gt;Save to Device&lt;/b&gt; writes what you chose:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Serial Port Settings:&lt;/b&gt; the baud rate of the device&lt;/li&gt;&lt;li&gt;&lt;b&gt;Output Selection:&lt;/b&gt; which data the device sends. Keep the quaternion checked: connecting finds a device by it.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Data Rate:&lt;/b&gt; how often it sends them, 50 Hz to 1000 Hz&lt;/li&gt;&lt;li&gt;&lt;b&gt;Presets:&lt;/b&gt; common selections in one step&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Magnetometer Calibration&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Magnetometer Calibration&lt;/i&gt;, away from iron and electric motors:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Press &lt;b&gt;Start Calibration&lt;/b&gt;.&lt;/li&gt;&lt;li&gt;Turn the device slowly until it has pointed in every direction.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Stop Calibration&lt;/b&gt; and check the quality.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Apply Calibration&lt;/b&gt; to send the correction to the device.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Save to Device&lt;/b&gt; to keep it when the power is off.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Visualization&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3D Orientation Display:&lt;/b&gt; the attitude of the device. Drag with the left mouse button to orbit and with the right one to pan; turn the wheel to zoom.&lt;/li&gt;&lt;li&gt;&lt;b&gt;RPY Graph:&lt;/b&gt; roll, pitch and yaw over the latest samples.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Additional Features&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Info&lt;/b&gt;&lt;br&gt;&lt;i&gt;Connection → Device Info&lt;/i&gt; shows the serial number and the firmware version. Have both at hand when you &lt;a href=&quot;%1&quot;&gt;contact us&lt;/a&gt;.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Language Selection&lt;/b&gt;&lt;br&gt;Choose English or Turkish from the &lt;i&gt;Language&lt;/i&gt; menu; it applies at once.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Factory Reset&lt;/b&gt;&lt;br&gt;Press &lt;b&gt;Revert to Factory Settings&lt;/b&gt; in &lt;i&gt;Settings → Open Settings&lt;/i&gt;, then restart the device.&lt;/p&gt;</source>
+        <source>&lt;h3&gt;Getting Started&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Scanning for Devices&lt;/b&gt;&lt;br&gt;Plug the device in and choose &lt;i&gt;Connection → Scan for Devices&lt;/i&gt;. The status line lists the ports found.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Connecting to a Device&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Connection → Connect&lt;/i&gt; and pick the port of your device; ports show only after a scan, so if it is missing, check the cable and scan again. If the port cannot be opened, join the group &lt;i&gt;dialout&lt;/i&gt; and log in again, or close the program that uses it. The baud rate is detected automatically, which takes a few seconds.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Viewing Device Data&lt;/b&gt;&lt;br&gt;The data panel shows the latest values:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Quaternion (unitless):&lt;/b&gt; orientation in x, y, z, w order&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Angles (°):&lt;/b&gt; roll, pitch and yaw in degrees&lt;/li&gt;&lt;li&gt;&lt;b&gt;Covariance (rad²):&lt;/b&gt; uncertainty of the orientation&lt;/li&gt;&lt;li&gt;&lt;b&gt;Magnetic Field (unitless):&lt;/b&gt; calibrated magnetometer readings&lt;/li&gt;&lt;li&gt;&lt;b&gt;Linear Acceleration (m/s²):&lt;/b&gt; acceleration without gravity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Angular Rate (rad/s):&lt;/b&gt; rotational velocity&lt;/li&gt;&lt;li&gt;&lt;b&gt;Pressure (hPa):&lt;/b&gt; barometric pressure&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Configuration&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Settings&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Open Settings&lt;/i&gt;. &lt;b&gt;Save to Device&lt;/b&gt; writes what you chose:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Serial Port Settings:&lt;/b&gt; the baud rate of the device&lt;/li&gt;&lt;li&gt;&lt;b&gt;Output Selection:&lt;/b&gt; which data the device sends. Keep the quaternion checked: connecting finds a device by it.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Data Rate:&lt;/b&gt; how often it sends them, 50 Hz to 1000 Hz. Connecting never tries 1000000 baud and cannot find a device that is set to it: choose 921600 and fewer outputs.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Presets:&lt;/b&gt; common selections in one step&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Magnetometer Calibration&lt;/b&gt;&lt;br&gt;Choose &lt;i&gt;Settings → Magnetometer Calibration&lt;/i&gt;, away from iron and electric motors:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;Press &lt;b&gt;Start Calibration&lt;/b&gt;.&lt;/li&gt;&lt;li&gt;Turn the device slowly until it has pointed in every direction.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Stop Calibration&lt;/b&gt; and check the quality.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Apply Calibration&lt;/b&gt; to send the correction to the device.&lt;/li&gt;&lt;li&gt;Press &lt;b&gt;Save to Device&lt;/b&gt; to keep it when the power is off.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Visualization&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3D Orientation Display:&lt;/b&gt; the attitude of the device. Drag with the left mouse button to orbit and with the right one to pan; turn the wheel to zoom.&lt;/li&gt;&lt;li&gt;&lt;b&gt;RPY Graph:&lt;/b&gt; roll, pitch and yaw over the latest samples.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Additional Features&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Device Info&lt;/b&gt;&lt;br&gt;&lt;i&gt;Connection → Device Info&lt;/i&gt; shows the serial number and the firmware version. Have both at hand when you &lt;a href=&quot;%1&quot;&gt;contact us&lt;/a&gt;.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Language Selection&lt;/b&gt;&lt;br&gt;Choose English or Turkish from the &lt;i&gt;Language&lt;/i&gt; menu; it applies at once.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Factory Reset&lt;/b&gt;&lt;br&gt;Press &lt;b&gt;Revert to Factory Settings&lt;/b&gt; in &lt;i&gt;Settings → Open Settings&lt;/i&gt;, then restart the device.&lt;/p&gt;</source>
         <extracomment>The user guide. Names in bold are those of the windows; %1 is the address of a website.</extracomment>
-        <translation>&lt;h3&gt;Başlarken&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Cihazları Tarama&lt;/b&gt;&lt;br&gt;Cihazı takın ve &lt;i&gt;Bağlantı → Cihazları Tara&lt;/i&gt; komutunu seçin. Bulunan portlar durum satırında listelenir; hiç port yoksa kabloyu kontrol edin.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Cihaza Bağlanma&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Bağlan&lt;/i&gt; komutuyla cihazınızın portunu seçin. Baud hızı otomatik olarak belirlenir; bu birkaç saniye sürer.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Cihaz Verilerini İzleme&lt;/b&gt;&lt;br&gt;Veri panelinde en son değerler gösterilir:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Kuaterniyon (birimsiz):&lt;/b&gt; x, y, z, w sırasıyla yönelim&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Açıları (°):&lt;/b&gt; derece olarak yalpa, yunuslama ve sapma&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kovaryans (rad²):&lt;/b&gt; yönelimin belirsizliği&lt;/li&gt;&lt;li&gt;&lt;b&gt;Manyetik Alan (birimsiz):&lt;/b&gt; kalibre edilmiş manyetometre ölçümleri&lt;/li&gt;&lt;li&gt;&lt;b&gt;Doğrusal İvme (m/s²):&lt;/b&gt; yerçekiminden arındırılmış ivme&lt;/li&gt;&lt;li&gt;&lt;b&gt;Açısal Hız (rad/s):&lt;/b&gt; dönme hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Basınç (hPa):&lt;/b&gt; barometrik basınç&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Yapılandırma&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Ayarları&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; komutunu seçin. &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesi seçtiklerinizi cihaza yazar:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Seri Port Ayarları:&lt;/b&gt; cihazın baud hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Çıkış Seçimi:&lt;/b&gt; cihazın göndereceği veriler. Kuaterniyonu işaretli bırakın: bağlanırken cihaz onunla bulunur.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Veri Hızı:&lt;/b&gt; verilerin gönderilme sıklığı, 50 Hz ile 1000 Hz arası&lt;/li&gt;&lt;li&gt;&lt;b&gt;Ön ayarlar:&lt;/b&gt; sık kullanılan seçimler tek adımda&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Manyetometre Kalibrasyonu&lt;/b&gt;&lt;br&gt;Demir cisimlerden ve elektrik motorlarından uzak bir yerde &lt;i&gt;Ayarlar → Manyetometre Kalibrasyonu&lt;/i&gt; komutunu seçin:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Başlat&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Cihazı her yöne bakana dek yavaşça döndürün.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Durdur&lt;/b&gt; düğmesine basın ve kaliteyi kontrol edin.&lt;/li&gt;&lt;li&gt;Düzeltmeyi cihaza göndermek için &lt;b&gt;Kalibrasyonu Uygula&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Düzeltmenin güç kesildiğinde de korunması için &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Görselleştirme&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3B Yönelim Görünümü:&lt;/b&gt; cihazın yönelimi. Sol fare düğmesiyle sürükleyerek görünümü döndürün, sağ düğmeyle kaydırın; tekerlekle yakınlaşın.&lt;/li&gt;&lt;li&gt;&lt;b&gt;YYS Grafiği:&lt;/b&gt; son örneklerde yalpa, yunuslama ve sapma.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Ek Özellikler&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Bilgileri&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Cihaz Bilgileri&lt;/i&gt; komutu seri numarasını ve yazılım sürümünü gösterir. &lt;a href=&quot;%1&quot;&gt;Bize ulaşırken&lt;/a&gt; ikisini de hazır bulundurun.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Dil Seçimi&lt;/b&gt;&lt;br&gt;&lt;i&gt;Dil&lt;/i&gt; menüsünden İngilizceyi ya da Türkçeyi seçin; seçim hemen geçerli olur.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Fabrika Ayarlarına Dönüş&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; penceresinde &lt;b&gt;Fabrika Ayarlarına Dön&lt;/b&gt; düğmesine basın, ardından cihazı yeniden başlatın.&lt;/p&gt;</translation>
+        <translation>&lt;h3&gt;Başlarken&lt;/h3&gt;&lt;p&gt;&lt;b&gt;1. Cihazları Tarama&lt;/b&gt;&lt;br&gt;Cihazı takın ve &lt;i&gt;Bağlantı → Cihazları Tara&lt;/i&gt; komutunu seçin. Bulunan portlar durum satırında listelenir.&lt;/p&gt;&lt;p&gt;&lt;b&gt;2. Cihaza Bağlanma&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Bağlan&lt;/i&gt; komutuyla cihazınızın portunu seçin; portlar ancak taramadan sonra görünür, bu yüzden aradığınız port yoksa kabloyu kontrol edip yeniden tarayın. Port açılamıyorsa &lt;i&gt;dialout&lt;/i&gt; grubuna katılıp oturumu yeniden açın ya da portu kullanan programı kapatın. Baud hızı otomatik olarak belirlenir; bu birkaç saniye sürer.&lt;/p&gt;&lt;p&gt;&lt;b&gt;3. Cihaz Verilerini İzleme&lt;/b&gt;&lt;br&gt;Veri panelinde en son değerler gösterilir:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Kuaterniyon (birimsiz):&lt;/b&gt; x, y, z, w sırasıyla yönelim&lt;/li&gt;&lt;li&gt;&lt;b&gt;Euler Açıları (°):&lt;/b&gt; derece olarak yalpa, yunuslama ve sapma&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kovaryans (rad²):&lt;/b&gt; yönelimin belirsizliği&lt;/li&gt;&lt;li&gt;&lt;b&gt;Manyetik Alan (birimsiz):&lt;/b&gt; kalibre edilmiş manyetometre ölçümleri&lt;/li&gt;&lt;li&gt;&lt;b&gt;Doğrusal İvme (m/s²):&lt;/b&gt; yer çekiminden arındırılmış ivme&lt;/li&gt;&lt;li&gt;&lt;b&gt;Açısal Hız (rad/s):&lt;/b&gt; dönme hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Basınç (hPa):&lt;/b&gt; barometrik basınç&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Yapılandırma&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Ayarları&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; komutunu seçin. &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesi seçtiklerinizi cihaza yazar:&lt;/p&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;Seri Port Ayarları:&lt;/b&gt; cihazın baud hızı&lt;/li&gt;&lt;li&gt;&lt;b&gt;Çıkış Seçimi:&lt;/b&gt; cihazın göndereceği veriler. Kuaterniyonu işaretli bırakın: bağlanırken cihaz onunla bulunur.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Veri Hızı:&lt;/b&gt; verilerin gönderilme sıklığı, 50 Hz ile 1000 Hz arası. Bağlanırken 1000000 baud hiç denenmez ve bu hıza ayarlanmış cihaz bulunamaz: 921600 baud ve daha az çıkış seçin.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Ön Ayarlar:&lt;/b&gt; sık kullanılan seçimler tek adımda&lt;/li&gt;&lt;/ul&gt;&lt;p&gt;&lt;b&gt;Manyetometre Kalibrasyonu&lt;/b&gt;&lt;br&gt;Demir cisimlerden ve elektrik motorlarından uzak bir yerde &lt;i&gt;Ayarlar → Manyetometre Kalibrasyonu&lt;/i&gt; komutunu seçin:&lt;/p&gt;&lt;ol&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Başlat&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Cihazı her yöne bakana dek yavaşça döndürün.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Kalibrasyonu Durdur&lt;/b&gt; düğmesine basın ve kaliteyi kontrol edin.&lt;/li&gt;&lt;li&gt;Düzeltmeyi cihaza göndermek için &lt;b&gt;Kalibrasyonu Uygula&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;li&gt;Düzeltmenin güç kesildiğinde de korunması için &lt;b&gt;Cihaza Kaydet&lt;/b&gt; düğmesine basın.&lt;/li&gt;&lt;/ol&gt;&lt;h3&gt;Görselleştirme&lt;/h3&gt;&lt;ul&gt;&lt;li&gt;&lt;b&gt;3B Yönelim Görünümü:&lt;/b&gt; cihazın yönelimi. Farenin sol düğmesiyle sürükleyerek görünümü döndürün, sağ düğmesiyle sürükleyerek kaydırın. Fare tekerleğiyle yakınlaştırıp uzaklaştırın.&lt;/li&gt;&lt;li&gt;&lt;b&gt;Yalpa-Yunuslama-Sapma Grafiği:&lt;/b&gt; Son örneklerin yalpa, yunuslama ve sapma açıları.&lt;/li&gt;&lt;/ul&gt;&lt;h3&gt;Ek Özellikler&lt;/h3&gt;&lt;p&gt;&lt;b&gt;Cihaz Bilgileri&lt;/b&gt;&lt;br&gt;&lt;i&gt;Bağlantı → Cihaz Bilgileri&lt;/i&gt; komutu seri numarasını ve cihaz yazılımı sürümünü gösterir. &lt;a href=&quot;%1&quot;&gt;Bize ulaşırken&lt;/a&gt; ikisini de hazır bulundurun.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Dil Seçimi&lt;/b&gt;&lt;br&gt;&lt;i&gt;Dil&lt;/i&gt; menüsünden English ya da Türkçe seçeneğini seçin; seçim hemen geçerli olur.&lt;/p&gt;&lt;p&gt;&lt;b&gt;Fabrika Ayarlarına Dönüş&lt;/b&gt;&lt;br&gt;&lt;i&gt;Ayarlar → Ayarları Aç&lt;/i&gt; komutuyla açılan pencerede &lt;b&gt;Fabrika Ayarlarına Dön&lt;/b&gt; düğmesine basın, ardından cihazı yeniden başlatın.&lt;/p&gt;</translation>
     </message>
 </context>
 <context>
@@ -222,7 +222,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Final Quality: avg|p|=%1, std|p|=%2, N=%3, %4</source>
-        <translation>Son kalite: ort|p|=%1, std|p|=%2, N=%3, %4</translation>
+        <translation>Nihai kalite: ort|p|=%1, std|p|=%2, N=%3, %4</translation>
     </message>
     <message>
         <source>Good</source>
@@ -262,7 +262,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Reading block %1</source>
-        <translation>%1 bloğu okunuyor</translation>
+        <translation>Blok okunuyor: %1</translation>
     </message>
     <message>
         <source> Read failed</source>
@@ -424,7 +424,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>No USB serial ports found!</source>
-        <translation>USB seri port bulunamadı!</translation>
+        <translation>USB seri portu bulunamadı!</translation>
     </message>
     <message>
         <source>Scan complete: %1...</source>
@@ -460,7 +460,7 @@ Teknopark ofisi: %3</translation>
     </message>
     <message>
         <source>Receiving %1 Hz</source>
-        <translation>Alınıyor: %1 Hz</translation>
+        <translation>Veri alınıyor: %1 Hz</translation>
     </message>
     <message>
         <source>English</source>
@@ -618,7 +618,7 @@ Yakınlaştırma: fare tekerleği ya da + ve − tuşları
     </message>
     <message>
         <source>Preset:</source>
-        <translation>Ön ayar:</translation>
+        <translation>Ön Ayar:</translation>
     </message>
     <message>
         <source>Custom</source>
@@ -735,7 +735,7 @@ Yakınlaştırma: fare tekerleği ya da + ve − tuşları
     <message>
         <source>Serial set_option failed:
 %1</source>
-        <translation>Seri port ayarı (set_option) başarısız:
+        <translation>Seri port ayarlanamadı (set_option):
 %1</translation>
     </message>
     <message>
@@ -768,13 +768,13 @@ Yakınlaştırma: fare tekerleği ya da + ve − tuşları
     </message>
     <message>
         <source>Device Factory Settings</source>
-        <translation>Fabrika Ayarları</translation>
+        <translation>Cihazın Fabrika Ayarları</translation>
     </message>
     <message>
         <source>Reverting to factory settings is successful.
 Please restart the device in order for the settings to take effect.</source>
         <translation>Fabrika ayarlarına dönüldü.
-Ayarların etkili olması için lütfen cihazı yeniden başlatın.</translation>
+Ayarların geçerli olması için lütfen cihazı yeniden başlatın.</translation>
     </message>
 </context>
 </TS>

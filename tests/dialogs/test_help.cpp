@@ -129,10 +129,16 @@ void TestHelp::guideHasItsSections()
 void TestHelp::guideStatesItsFacts_data()
 {
     QTest::addColumn<QStringList>("inThisOrder");
-    QTest::newRow("getting started") << QStringList{
-        u"<b>1. Scanning for Devices</b>"_s, u"<i>Connection → Scan for Devices</i>"_s,
-        u"<b>2. Connecting to a Device</b>"_s, u"detected automatically"_s,
-        u"<b>3. Viewing Device Data</b>"_s};
+    QTest::newRow("getting started") << QStringList{u"<b>1. Scanning for Devices</b>"_s,
+                                                    u"<i>Connection → Scan for Devices</i>"_s,
+                                                    u"<b>2. Connecting to a Device</b>"_s,
+                                                    u"only after a scan"_s,
+                                                    u"check the cable"_s,
+                                                    u"cannot be opened"_s,
+                                                    u"<i>dialout</i>"_s,
+                                                    u"log in again"_s,
+                                                    u"detected automatically"_s,
+                                                    u"<b>3. Viewing Device Data</b>"_s};
     QTest::newRow("captions of the data panel")
         << QStringList{u"<ul>"_s,
                        u"<b>Quaternion (unitless):</b>"_s,
@@ -155,6 +161,8 @@ void TestHelp::guideStatesItsFacts_data()
                                                   u"<b>Output Selection:</b>"_s,
                                                   u"<b>Data Rate:</b>"_s,
                                                   u"50 Hz to 1000 Hz"_s,
+                                                  u"never tries 1000000 baud"_s,
+                                                  u"choose 921600 and fewer outputs"_s,
                                                   u"<b>Presets:</b>"_s,
                                                   u"<b>Magnetometer Calibration</b>"_s,
                                                   u"<ol>"_s,

@@ -29,7 +29,7 @@ class Language(support.ProgramCase):
         self.wait_for_status("Bağlı: /dev/ttyUSB0 @ 115200 baud")
         for english, turkish in CAPTIONS.items():
             self.assertEqual(labels[english].name, turkish)
-        support.wait_until(lambda: re.fullmatch(r"Alınıyor: [1-9]\d* Hz", self.rate.name),
+        support.wait_until(lambda: re.fullmatch(r"Veri alınıyor: [1-9]\d* Hz", self.rate.name),
                            "a rate in Turkish")
         self.assertRegex(self.wait_for_change(quaternion), QUATERNION)
         self.shoot("live-turkish")

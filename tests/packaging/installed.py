@@ -115,7 +115,7 @@ class Installed(support.ProgramCase):
         self.window.find("menu item", "Bağlantı")
         self.window.find("label", "Kuaterniyon (birimsiz)")
         if self.has_device:
-            support.wait_until(lambda: re.fullmatch(r"Alınıyor: [1-9]\d* Hz", self.rate.name),
+            support.wait_until(lambda: re.fullmatch(r"Veri alınıyor: [1-9]\d* Hz", self.rate.name),
                                "a rate in Turkish")
         self.assert_moving("Yönelim Görünümü")
         self.shoot("installed-turkish")

@@ -167,7 +167,7 @@ private slots:
         QTest::newRow("to Turkish")
             << u"en"_s << u"tr"_s
             << QStringList{u"Durum: Bağlı değil"_s, u"Veri Hızı: 0 Hz"_s, u"Yok"_s}
-            << u"Bağlı: /dev/ttyUSB0 @ 921600 baud"_s << u"^Alınıyor: [1-9]\\d* Hz$"_s;
+            << u"Bağlı: /dev/ttyUSB0 @ 921600 baud"_s << u"^Veri alınıyor: [1-9]\\d* Hz$"_s;
         QTest::newRow("back to English")
             << u"tr"_s << u"en"_s
             << QStringList{u"Status: Not connected"_s, u"Data Rate: 0 Hz"_s, u"None"_s} << english
