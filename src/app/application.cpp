@@ -3,6 +3,7 @@
 #include <QDebug>
 #include <QIcon>
 
+#include "app/backlog_trimmer.h"
 #include "app/exception_report.h"
 
 using namespace Qt::StringLiterals;
@@ -13,6 +14,7 @@ Application::Application(int &argc, char **argv)
     setWindowIcon(QIcon(u":/icons/vornix.png"_s));
     // By this name docks find the menu entry, and with it name and icon.
     setDesktopFileName(QStringLiteral(VORNIX_APP_ID));
+    new BacklogTrimmer(this);
 }
 
 bool Application::notify(QObject *receiver, QEvent *event)
