@@ -12,7 +12,6 @@ namespace sim {
 
 namespace {
 
-constexpr double kGravity = 9.81;           // m/s^2
 constexpr double kRateSigma = 0.002;        // rad/s
 constexpr double kAccelerationSigma = 0.02; // m/s^2
 constexpr double kRawFieldSigma = 0.15;     // uT
@@ -98,14 +97,14 @@ Sample Sensors::sample(Time at, const Settings &settings) const
     const Eigen::Quaterniond q = m_body.orientation(at);
     const Eigen::Vector3d raw = rawField(at);
     const Eigen::Vector3d turning = rates(at, settings.zeroThreshold);
-    const Eigen::Vector3d upward = q.conjugate() * Eigen::Vector3d(0, 0, kGravity);
 
     Sample sample;
     sample.quaternion = floats<4>(q.coeffs());
     sample.eulerDeg = floats<3>(rollPitchYawDeg(q));
     sample.rates = floats<3>(turning);
-    sample.accelerations =
-        floats<3>(Eigen::Vector3d(upward + noise(AccelerationNoise, kAccelerationSigma, at)));
+    // The body turns about the place of its sensor, so gravity is all an accelerometer would feel
+    // besides its noise, and the block is without it.
+    sample.accelerations = floats<3>(noise(AccelerationNoise, kAccelerationSigma, at));
     sample.magneticField = floats<3>(corrected(raw, settings.magnetic));
     sample.magneticFieldRaw = floats<3>(raw);
     sample.covariances = floats<3>(covariances(seconds(at), turning.norm()));

@@ -18,7 +18,7 @@ struct Sample
     std::array<float, 4> quaternion;       // x, y, z, w: body to world
     std::array<float, 3> eulerDeg;         // roll, pitch, yaw
     std::array<float, 3> rates;            // rad/s, body frame
-    std::array<float, 3> accelerations;    // m/s^2, body frame; at rest 9.81 upwards
+    std::array<float, 3> accelerations;    // m/s^2, body frame, without gravity
     std::array<float, 3> magneticField;    // unitless, corrected by the calibration
     std::array<float, 3> magneticFieldRaw; // uT, as the iron distorts it
     std::array<float, 3> covariances;      // rad^2, roll pitch yaw
