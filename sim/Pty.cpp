@@ -140,6 +140,13 @@ void Pty::watch()
     }
 }
 
+// A host that was killed leaves its terminal exclusive, and would have to be root to open it again.
+// A real port is free once its last user is gone.
+void Pty::endExclusiveness() const
+{
+    ::ioctl(m_slave.get(), TIOCNXCL);
+}
+
 void Pty::take(std::uint32_t event)
 {
     if (event & (IN_OPEN | IN_CLOSE))
@@ -150,6 +157,7 @@ void Pty::take(std::uint32_t event)
         m_sessions.wrote();
     if ((event & IN_CLOSE) && m_sessions.closed()) {
         ++m_endedSessions;
+        endExclusiveness();
         dropUnread();
     }
 }

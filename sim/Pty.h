@@ -93,6 +93,7 @@ private:
     void take(std::uint32_t event);
     std::uint32_t watchedBaud();
     void dropUnread();
+    void endExclusiveness() const;
     bool write(protocol::Bytes bytes);
     void settle() const;
     std::size_t takeWaiting() const;

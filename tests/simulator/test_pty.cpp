@@ -88,6 +88,7 @@ private slots:
     void doesNotHearAnEndedSessionAtAnotherSpeed();
     void sendsNothingWhileClosed();
     void keepsNothingForTheNextSession();
+    void isFreeAfterAKilledHost();
     void countsTheSamplesLeftUnread_data();
     void countsTheSamplesLeftUnread();
     void countsTwoHosts();
@@ -216,6 +217,27 @@ void TestPty::keepsNothingForTheNextSession()
     ::ioctl(fd, FIONREAD, &count);
     ::close(fd);
     QCOMPARE(count, 0);
+}
+
+// The port is asked, because root may open an exclusive one.
+void TestPty::isFreeAfterAKilledHost()
+{
+    sim::RunningDevice device(quiet());
+    const auto isExclusive = [](const Host &host) {
+        int exclusive = -1;
+        ::ioctl(host.fd(), TIOCGEXCL, &exclusive);
+        return exclusive != 0;
+    };
+    Host killed(device.path(), B115200);
+    QCOMPARE(::ioctl(killed.fd(), TIOCEXCL), 0);
+    QVERIFY(isExclusive(killed));
+    QVERIFY(eventually([&] { return device.isOpenedByHost(); }));
+    killed.close();
+    QVERIFY(eventually([&] { return !device.isOpenedByHost(); }));
+
+    Host next;
+    QVERIFY(eventually([&] { return next.open(device.path(), B115200); }));
+    QVERIFY(eventually([&] { return !isExclusive(next); }));
 }
 
 void TestPty::countsTheSamplesLeftUnread_data()
