@@ -15,7 +15,7 @@ QString hintFor(const boost::system::error_code &code)
         code == boost::system::errc::no_such_device)
         return u" (is the adapter still plugged in? Scan again)"_s;
     if (code == boost::system::errc::device_or_resource_busy)
-        return u" (does another program hold the port?)"_s;
+        return u" (in use by another program)"_s;
     return {};
 }
 

@@ -2,12 +2,15 @@
 
 #include <array>
 #include <cerrno>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <boost/system/system_error.hpp>
+
+using boost::system::error_code;
 
 namespace {
 
@@ -16,7 +19,7 @@ namespace {
 class PortError : public boost::system::system_error
 {
 public:
-    PortError(const boost::system::error_code &code, const std::string &where)
+    PortError(const error_code &code, const std::string &where)
         : system_error(code)
         , m_text(where + ": " + code.message())
     {
@@ -33,15 +36,15 @@ constexpr int kPollSliceMs = 100;
 // More than any port holds: a line that never pauses does not keep it from being opened.
 constexpr std::size_t kLongestQueue = 1 << 20;
 
-void throwIf(const boost::system::error_code &error, const char *where)
+// All errors of the port are thrown here.
+[[noreturn]] void fail(const error_code &error, const char *where)
 {
-    if (error)
-        throw PortError(error, where);
+    throw PortError(error, where);
 }
 
-[[noreturn]] void fail(int error, const char *where)
+error_code systemError(int number)
 {
-    throw PortError({error, boost::system::system_category()}, where);
+    return {number, boost::system::system_category()};
 }
 
 bool wouldBlock(int error)
@@ -53,6 +56,39 @@ std::size_t inputQueueSize(int fd)
 {
     int count = 0;
     return ::ioctl(fd, FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+}
+
+bool makeRaw(int fd)
+{
+    termios line{};
+    if (::tcgetattr(fd, &line) != 0)
+        return false;
+    ::cfmakeraw(&line);
+    line.c_iflag |= IGNPAR;
+    line.c_cflag |= CREAD | CLOCAL;
+    return ::tcsetattr(fd, TCSANOW, &line) == 0;
+}
+
+// A pseudo-terminal stays exclusive after it was closed; only root could open it again.
+void closeExclusive(int fd)
+{
+    ::ioctl(fd, TIOCNXCL);
+    ::close(fd);
+}
+
+// Not by Asio's open(): its descriptor would be inherited by every program started from here, which
+// would then hold the port.
+int openExclusive(const std::string &path)
+{
+    const int fd = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0)
+        fail(systemError(errno), "open");
+    if (::ioctl(fd, TIOCEXCL) != 0 || !makeRaw(fd)) {
+        const error_code error = systemError(errno);
+        closeExclusive(fd);
+        fail(error, "open");
+    }
+    return fd;
 }
 
 // Reads instead of flushing, so that what is dropped is counted to the last byte. Polling brings
@@ -87,27 +123,39 @@ SerialLink::SerialLink(boost::asio::io_context &context)
 void SerialLink::open(const std::string &path, unsigned int baud)
 {
     const boost::mutex::scoped_lock lock(m_mutex);
-    boost::system::error_code error;
-    m_port.open(path, error);
-    throwIf(error, "open");
+    const int fd = openExclusive(path);
+    error_code error;
+    m_port.assign(fd, error);
+    if (error) {
+        closeExclusive(fd);
+        fail(error, "open");
+    }
     ++m_session;
     m_port.set_option(boost::asio::serial_port_base::baud_rate(baud), error);
     if (error) {
-        boost::system::error_code ignored;
-        m_port.close(ignored);
+        error_code ignored;
+        release(ignored);
+        fail(error, "set_option");
     }
-    throwIf(error, "set_option");
     // Until the speed was set the line ran at that of its last user; nothing read then is meant
     // for this one.
-    m_discarded.add(drain(m_port.native_handle()));
+    m_discarded.add(drain(fd));
 }
 
 void SerialLink::close()
 {
     const boost::mutex::scoped_lock lock(m_mutex);
-    boost::system::error_code error;
+    error_code error;
+    release(error);
+    if (error)
+        fail(error, "close");
+}
+
+void SerialLink::release(error_code &error)
+{
+    if (m_port.is_open())
+        ::ioctl(m_port.native_handle(), TIOCNXCL);
     m_port.close(error);
-    throwIf(error, "close");
 }
 
 bool SerialLink::isOpen() const
@@ -116,7 +164,7 @@ bool SerialLink::isOpen() const
     return m_port.is_open();
 }
 
-// Both loops below take the descriptor anew in every turn: while they wait without the mutex,
+// The loops below take the descriptor anew in every turn: while they wait without the mutex,
 // another thread may have closed the port, or closed and opened it.
 
 std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
@@ -130,9 +178,9 @@ std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
             if (count > 0)
                 return static_cast<std::size_t>(count);
             if (count == 0)
-                throw PortError(boost::asio::error::eof, "read_some");
+                fail(boost::asio::error::eof, "read_some");
             if (!wouldBlock(errno))
-                fail(errno, "read_some");
+                fail(systemError(errno), "read_some");
         }
         awaitReady(fd, POLLIN);
     }
@@ -155,7 +203,7 @@ std::size_t SerialLink::writeSome(protocol::Bytes bytes)
             if (count >= 0)
                 return static_cast<std::size_t>(count);
             if (!wouldBlock(errno))
-                fail(errno, "write_some");
+                fail(systemError(errno), "write_some");
         }
         awaitReady(fd, POLLOUT);
     }

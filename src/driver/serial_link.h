@@ -23,8 +23,11 @@ public:
     explicit SerialLink(boost::asio::io_context &context);
 
     // Opens `path` raw and 8 bits wide at `baud` and drops what was received before the line had
-    // that speed. On failure the port is closed again.
+    // that speed. Stop bits and hardware flow control stay as the node had them. While it is open
+    // the port is exclusive (a second opener that is not root gets EBUSY) and is not inherited by
+    // programs started meanwhile. On failure the port is closed again.
     void open(const std::string &path, unsigned int baud);
+    // The port is closed even if this throws.
     void close();
     bool isOpen() const;
     // How often the port was opened.
@@ -53,6 +56,9 @@ public:
     std::size_t writeAll(protocol::Bytes bytes);
 
 private:
+    // Under m_mutex.
+    void release(boost::system::error_code &error);
+
     mutable boost::mutex m_mutex;
     // On the context itself, not on any executor: a read then asks no one how to run its handler.
     boost::asio::basic_serial_port<boost::asio::io_context::executor_type> m_port; // under m_mutex

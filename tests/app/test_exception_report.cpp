@@ -38,7 +38,7 @@ private slots:
         QTest::addColumn<QString>("hint");
         QTest::newRow("node is gone") << ENOENT << u"plugged in"_s;
         QTest::newRow("device is gone") << ENODEV << u"plugged in"_s;
-        QTest::newRow("port is taken") << EBUSY << u"another program"_s;
+        QTest::newRow("port is taken") << EBUSY << u"in use by another program"_s;
     }
 
     void hintsFollowTheCause()
