@@ -30,6 +30,8 @@ void imu::setSleeper(Sleeper sleeper)
 
 void imu::start()
 {
+    if (m_loopThread)
+        return;
     m_loopThread = boost::make_shared<boost::thread>(&imu::loop, this);
 }
 

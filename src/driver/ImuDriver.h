@@ -49,7 +49,8 @@ public:
 
     // --- Link ---------------------------------------------------------------------------------
 
-    // Starts the loop and reader threads. Once, before the first connect().
+    // Starts the loop and reader threads, before the first connect(). Later calls change nothing,
+    // also after stop().
     void start();
     // Asks the loop thread to end; does not wait. The reader goes on.
     void stop();
@@ -66,7 +67,7 @@ public:
     // Spins until n bytes wait in the input queue or the port is closed.
     void waitForNBytes(int n);
 
-    // Any thread, without a lock.
+    // Any thread, without a lock: cheap enough to be asked in every turn of a loop.
     LinkStatistics statistics() const;
 
     // Changes the speed on both ends and waits, without limit, for the device to stream again.

@@ -99,6 +99,8 @@ private slots:
     void readNBytes();
     void readNBytesOfALostDeviceThrowsReadSome();
     void waitForNBytes();
+    void everyQuaternionIsCounted();
+    void startingAgainChangesNothing();
     void stopEndsOnlyTheLoopThread();
     void spinFromTheLoopThreadThrows();
 
@@ -381,6 +383,44 @@ void TestLink::waitForNBytes()
     });
     driver.waitForNBytes(4);
     QVERIFY(!isConnected(driver));
+}
+
+// Where they are decoded: also those that the next one replaces before a getter is called.
+void TestLink::everyQuaternionIsCounted()
+{
+    PtyPort port;
+    QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
+    const std::uint64_t before = m_driver->statistics().samples;
+    QVERIFY(port.write(kQuaternion.repeated(100)));
+    QTRY_COMPARE(m_driver->statistics().samples - before, std::uint64_t(100));
+    QVERIFY(!m_driver->getQuaternion().empty());
+    QVERIFY(m_driver->getQuaternion().empty());
+}
+
+void TestLink::startingAgainChangesNothing()
+{
+    const auto driver = boost::make_shared<imu>(nullptr);
+    const auto before = threadIds().size();
+    driver->start();
+    driver->start();
+    // The reader is started by the loop thread, and a second pair would be started by its own.
+    PtyPort port;
+    QVERIFY(driver->connect(port.path(), 115200, 8, 0, 1));
+    QVERIFY(port.write(kQuaternion));
+    QTRY_COMPARE(driver->statistics().samples, std::uint64_t(1));
+    QTRY_COMPARE(threadIds().size(), before + 2);
+
+    driver->stop();
+    driver->spin();
+    driver->start(); // nor after stop()
+    QTRY_COMPARE(threadIds().size(), before + 1);
+    QVERIFY(port.write(kQuaternion.repeated(10)));
+    QTRY_COMPARE(driver->statistics().samples, std::uint64_t(11));
+
+    // Disconnected it would cycle for the rest of the program.
+    static PtyPort resting;
+    driver->disconnect();
+    driver->connect(resting.path(), 115200, 8, 0, 1);
 }
 
 void TestLink::stopEndsOnlyTheLoopThread()
