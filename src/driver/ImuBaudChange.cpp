@@ -57,8 +57,10 @@ bool imu::setBaudRate(unsigned int baud)
     return getBaudRate() != 0;
 }
 
+// The command goes out at the baud rate it was written at, so it leaves before the port is closed.
 void imu::reconnect(unsigned int baud)
 {
+    m_link.awaitSent();
     std::string port;
     {
         const boost::mutex::scoped_lock lock(m_lock);

@@ -139,8 +139,9 @@ bool imu::disconnect()
 {
     const boost::mutex::scoped_lock lock(m_lock);
     if (m_connected) {
-        m_link.close();
+        // First, because the port is closed even if closing throws.
         m_connected = false;
+        m_link.close();
     }
     return true;
 }

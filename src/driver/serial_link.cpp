@@ -1,5 +1,6 @@
 #include "driver/serial_link.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <fcntl.h>
@@ -11,6 +12,8 @@
 #include <boost/system/system_error.hpp>
 
 using boost::system::error_code;
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -32,7 +35,11 @@ private:
 };
 
 // Long enough to cost nothing while a port is blocked, short enough to notice that it was closed.
-constexpr int kPollSliceMs = 100;
+constexpr auto kPollSlice = 100ms;
+// How often a queue is asked whether it is empty: there is nothing to poll for.
+constexpr int kQueuePauseMs = 1;
+// Enough for the last command at the lowest baud rate of a device.
+constexpr auto kCloseLimit = 1s;
 // More than any port holds: a line that never pauses does not keep it from being opened.
 constexpr std::size_t kLongestQueue = 1 << 20;
 
@@ -52,10 +59,11 @@ bool wouldBlock(int error)
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
-std::size_t inputQueueSize(int fd)
+// Of the input (FIONREAD) or the output (TIOCOUTQ); 0 for a port that is gone.
+std::size_t queueSize(int fd, unsigned long which)
 {
     int count = 0;
-    return ::ioctl(fd, FIONREAD, &count) == 0 ? static_cast<std::size_t>(count) : 0;
+    return ::ioctl(fd, which, &count) == 0 ? static_cast<std::size_t>(count) : 0;
 }
 
 bool makeRaw(int fd)
@@ -91,6 +99,12 @@ int openExclusive(const std::string &path)
     return fd;
 }
 
+bool hasHardwareFlowControl(int fd)
+{
+    termios line{};
+    return ::tcgetattr(fd, &line) == 0 && (line.c_cflag & CRTSCTS) != 0;
+}
+
 // Reads instead of flushing, so that what is dropped is counted to the last byte. Polling brings
 // over what the kernel has not put into the queue yet.
 std::size_t drain(int fd)
@@ -107,16 +121,22 @@ std::size_t drain(int fd)
     return total;
 }
 
-void awaitReady(int fd, short events)
+void awaitReady(int fd, short events, std::chrono::milliseconds limit = kPollSlice)
 {
     pollfd request{fd, events, 0};
-    ::poll(&request, 1, kPollSliceMs);
+    ::poll(&request, 1, static_cast<int>(std::min(limit, kPollSlice).count()));
+}
+
+std::chrono::milliseconds until(Clock::time_point end)
+{
+    return std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now());
 }
 
 } // namespace
 
-SerialLink::SerialLink(boost::asio::io_context &context)
+SerialLink::SerialLink(boost::asio::io_context &context, std::chrono::milliseconds writeLimit)
     : m_port(context)
+    , m_writeLimit(writeLimit)
 {
 }
 
@@ -142,9 +162,13 @@ void SerialLink::open(const std::string &path, unsigned int baud)
     m_discarded.add(drain(fd));
 }
 
+// The kernel lets close() wait up to 30 s for a line that does not take what was written.
 void SerialLink::close()
 {
+    const bool empty = awaitEmptyOutput(kCloseLimit);
     const boost::mutex::scoped_lock lock(m_mutex);
+    if (!empty && m_port.is_open())
+        ::tcflush(m_port.native_handle(), TCOFLUSH);
     error_code error;
     release(error);
     if (error)
@@ -189,11 +213,12 @@ std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
 std::size_t SerialLink::bytesWaiting()
 {
     const boost::mutex::scoped_lock lock(m_mutex);
-    return m_port.is_open() ? inputQueueSize(m_port.native_handle()) : 0;
+    return m_port.is_open() ? queueSize(m_port.native_handle(), FIONREAD) : 0;
 }
 
 std::size_t SerialLink::writeSome(protocol::Bytes bytes)
 {
+    const auto end = Clock::now() + m_writeLimit;
     for (;;) {
         int fd = -1;
         {
@@ -205,7 +230,11 @@ std::size_t SerialLink::writeSome(protocol::Bytes bytes)
             if (!wouldBlock(errno))
                 fail(systemError(errno), "write_some");
         }
-        awaitReady(fd, POLLOUT);
+        // Looked at after the attempt, so that a thread that was kept waiting makes another one.
+        const auto left = until(end);
+        if (left <= 0ms)
+            fail(systemError(ETIMEDOUT), "write_some");
+        awaitReady(fd, POLLOUT, left);
     }
 }
 
@@ -215,4 +244,34 @@ std::size_t SerialLink::writeAll(protocol::Bytes bytes)
     while (written < bytes.size())
         written += writeSome(bytes.subspan(written));
     return written;
+}
+
+// With hardware flow control the device can stop the line at any moment, and tcdrain() would then
+// wait without limit; what the adapter itself still holds leaves while the port is closed.
+void SerialLink::awaitSent()
+{
+    if (!awaitEmptyOutput(m_writeLimit))
+        fail(systemError(ETIMEDOUT), "write_some");
+    int fd = -1;
+    {
+        const boost::mutex::scoped_lock lock(m_mutex);
+        fd = m_port.is_open() ? m_port.native_handle() : -1;
+    }
+    if (fd >= 0 && !hasHardwareFlowControl(fd))
+        ::tcdrain(fd);
+}
+
+bool SerialLink::awaitEmptyOutput(std::chrono::milliseconds limit)
+{
+    const auto end = Clock::now() + limit;
+    for (;;) {
+        {
+            const boost::mutex::scoped_lock lock(m_mutex);
+            if (!m_port.is_open() || queueSize(m_port.native_handle(), TIOCOUTQ) == 0)
+                return true;
+        }
+        if (until(end) <= 0ms)
+            return false;
+        ::poll(nullptr, 0, kQueuePauseMs);
+    }
 }
