@@ -26,8 +26,10 @@ std::optional<int> BaudSearch::run(const std::string &path,
     for (const int baud : kBaudCandidates) {
         announce(baud);
         m_runPendingEvents();
-        if (streamsAt(path, baud))
+        if (!m_cancelled && streamsAt(path, baud))
             return baud;
+        if (m_cancelled)
+            break;
     }
     return std::nullopt;
 }
@@ -45,7 +47,8 @@ bool BaudSearch::streamsAt(const std::string &path, int baud)
         return true;
 
     m_driver.disconnect();
-    m_sleep(m_pace.pauseAfterRejection);
+    if (!m_cancelled)
+        m_sleep(m_pace.pauseAfterRejection);
     return false;
 }
 
@@ -54,6 +57,8 @@ bool BaudSearch::sampleArrives()
     for (int poll = 0; poll < m_pace.polls; ++poll) {
         m_sleep(m_pace.poll);
         m_runPendingEvents();
+        if (m_cancelled)
+            return false;
         if (m_sampleArrived.isSet())
             return true;
     }

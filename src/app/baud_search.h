@@ -6,6 +6,8 @@
 #include <optional>
 #include <string>
 
+#include <QtGlobal>
+
 #include "app/trial_flag.h"
 
 class imu;
@@ -16,9 +18,11 @@ inline constexpr std::array kBaudCandidates{921600, 460800, 230400, 115200, 5760
 // Finds the rate at which a device streams orientation data, by trying the candidates in turn.
 //
 // Blocks its thread with sleeps, between which it calls `runPendingEvents`. Errors of the driver
-// leave run() as they are; the port then is as the driver left it.
+// leave run() as they are; the port then is as the driver left it. One thread.
 class BaudSearch
 {
+    Q_DISABLE_COPY_MOVE(BaudSearch)
+
 public:
     using Sleeper = std::function<void(std::chrono::milliseconds)>;
 
@@ -34,8 +38,13 @@ public:
                Pace pace);
 
     // Calls `announce` before each candidate. Leaves the port open at the rate returned, closed if
-    // there is none.
+    // there is none. Once per search.
     std::optional<int> run(const std::string &path, const std::function<void(int baud)> &announce);
+
+    // To be called by what runPendingEvents() runs: run() then opens nothing more, closes the port
+    // and returns without a rate.
+    void cancel() { m_cancelled = true; }
+    bool isCancelled() const { return m_cancelled; }
 
     // Replaces every sleep, so that a test need not take its time. Before run().
     void setSleeper(Sleeper sleeper);
@@ -49,4 +58,5 @@ private:
     std::function<void()> m_runPendingEvents;
     Pace m_pace;
     Sleeper m_sleep;
+    bool m_cancelled = false;
 };

@@ -124,28 +124,81 @@ private slots:
         QCOMPARE(eventRuns, 5 * (1 + 40));
     }
 
-    // In this order: 40 polls, the pause with the port closed, the next rate.
-    void pausesAfterEachRejectedRate()
+    // Forty polls, 50 ms apart, and 200 ms before the next rate.
+    void sleepsBetweenPollsAndAfterARejection()
     {
         sim::DeviceOptions silent = unitAt(921600);
         silent.faults.silent = true;
         const sim::RunningDevice unit(silent);
-        std::vector<std::chrono::milliseconds> sleeps;
+        std::vector<std::chrono::milliseconds> slept;
+        BaudSearch paced(*m_driver, m_sampleArrived, [] {}, {});
+        paced.setSleeper([&](std::chrono::milliseconds duration) { slept.push_back(duration); });
+        QVERIFY(!paced.run(unit.path(), [](int) {}));
         std::vector<std::chrono::milliseconds> expected;
-        int pausesWithAnOpenPort = 0;
-        const auto sleeper = [&](std::chrono::milliseconds duration) {
-            sleeps.push_back(duration);
-            // The one operation that tells nothing else but whether the driver is connected.
-            if (duration != 50ms && m_driver->setSyncEnabled(true))
-                ++pausesWithAnOpenPort;
-        };
-        QVERIFY(!search(unit.path(), {}, sleeper));
-        for (std::size_t i = 0; i < kBaudCandidates.size(); ++i) {
+        for (std::size_t rate = 0; rate < kBaudCandidates.size(); ++rate) {
             expected.insert(expected.end(), 40, 50ms);
             expected.push_back(200ms);
         }
-        QVERIFY(sleeps == expected);
-        QCOMPARE(pausesWithAnOpenPort, 0);
+        QVERIFY(slept == expected);
+    }
+
+    void cancelling_data()
+    {
+        QTest::addColumn<int>("eventRun"); // in which it is cancelled
+        QTest::addColumn<int>("sleeps");   // until then
+        QTest::addColumn<int>("opened");
+        QTest::newRow("before the port is opened") << 1 << 0 << 0;
+        QTest::newRow("in the first poll") << 2 << 1 << 1;
+        QTest::newRow("in the last poll of a rate") << 41 << 40 << 1;
+        QTest::newRow("before the second rate") << 42 << 41 << 1;
+        QTest::newRow("in a poll of the second rate") << 45 << 44 << 2;
+    }
+
+    // No sleep, no rate and no opening comes after it, and the port is closed.
+    void cancelling()
+    {
+        QFETCH(int, eventRun);
+        sim::DeviceOptions silent = unitAt(921600);
+        silent.faults.silent = true;
+        const sim::RunningDevice unit(silent);
+        const auto sessionsBefore = m_driver->statistics().sessions;
+        int runs = 0;
+        int sleeps = 0;
+        BaudSearch *running = nullptr;
+        BaudSearch cancelled(*m_driver, m_sampleArrived,
+                             [&] {
+                                 if (++runs == eventRun)
+                                     running->cancel();
+                             },
+                             {});
+        running = &cancelled;
+        cancelled.setSleeper([&](std::chrono::milliseconds) { ++sleeps; });
+        QVERIFY(!cancelled.run(unit.path(), [](int) {}));
+        QVERIFY(cancelled.isCancelled());
+        QCOMPARE(runs, eventRun);
+        QTEST(sleeps, "sleeps");
+        QTEST(static_cast<int>(m_driver->statistics().sessions - sessionsBefore), "opened");
+        QTRY_VERIFY(!unit.isOpenedByHost());
+    }
+
+    // A sample that came in the same poll is no reason to stay connected.
+    void cancellingWinsOverASample()
+    {
+        const sim::RunningDevice unit(unitAt(921600));
+        BaudSearch *running = nullptr;
+        int runs = 0;
+        BaudSearch cancelled(
+            *m_driver, m_sampleArrived,
+            [&] {
+                if (++runs < 2) // the first comes before the port is opened
+                    return;
+                QTRY_VERIFY(m_sampleArrived.isSet());
+                running->cancel();
+            },
+            kHasty);
+        running = &cancelled;
+        QVERIFY(!cancelled.run(unit.path(), [](int) {}));
+        QTRY_VERIFY(!unit.isOpenedByHost());
     }
 
     void theUsersPace()
