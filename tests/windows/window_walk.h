@@ -228,10 +228,12 @@ inline bool needsName(QWidget &widget)
 }
 
 // Its own name, or the text of the label that has it as a buddy; a button is called what it shows.
+// The name of a value is the value, which does not say what it is.
 inline QString spokenName(QWidget &widget)
 {
     QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(&widget);
-    if (!widget.accessibleName().isEmpty() || qobject_cast<QAbstractButton *>(&widget))
+    const bool isNamed = !widget.accessibleName().isEmpty() && !qobject_cast<ValueLabel *>(&widget);
+    if (isNamed || qobject_cast<QAbstractButton *>(&widget))
         return face->text(QAccessible::Name);
     const auto labels = face->relations(QAccessible::Label);
     return labels.isEmpty() ? QString() : labels.front().first->text(QAccessible::Name);
