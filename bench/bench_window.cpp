@@ -7,7 +7,8 @@
 // every 100 ms by a thread of its own: a sample for plot and pose, a text for the panel. Answer:
 // from the click of a (simulated) mouse on a menu's title until the menu is to be seen on the
 // screen, or gone from it; looked for from outside, twice a millisecond. The clicks come at random
-// times.
+// times. Rate: the numbers of the label, one a second, beside the samples that the device has sent
+// in the same time.
 
 #include <algorithm>
 #include <atomic>
@@ -19,8 +20,10 @@
 #include <thread>
 #include <vector>
 
+#include <QElapsedTimer>
 #include <QMenu>
 #include <QMenuBar>
+#include <QRegularExpression>
 #include <QTest>
 
 #include "app/application.h"
@@ -165,6 +168,42 @@ void printAnswers(const char *name, const std::vector<double> &answers)
                 quantile(answers, 0.99), quantile(answers, 1));
 }
 
+// --- Rate --------------------------------------------------------------------------------------
+
+sim::DeviceOptions quaternionsAt(std::uint16_t rateHz)
+{
+    sim::DeviceOptions options;
+    options.settings.baud = kBaud;
+    options.settings.rateHz = rateHz;
+    options.settings.outputs = protocol::OUT_QUATERNION;
+    return options;
+}
+
+// The first window shown began before the device did.
+void printRateShown(MainWindow &window, imu &driver, std::uint16_t rateHz,
+                    std::chrono::seconds duration)
+{
+    const sim::RunningDevice device(quaternionsAt(rateHz));
+    driver.connect(device.path(), kBaud, 8, 0, 1);
+    const QRegularExpression number(u"\\d+"_s);
+    std::vector<double> shown;
+    QObject context;
+    QObject::connect(&window, &MainWindow::dataRateWrite, &context, [&](const QString &text) {
+        shown.push_back(number.match(text).captured().toDouble());
+    });
+    QTest::qWait(2500);
+    shown.clear();
+    const std::uint64_t sentBefore = device.counters().samples;
+    QElapsedTimer elapsed;
+    elapsed.start();
+    QTest::qWait(static_cast<int>(std::chrono::milliseconds(duration).count()));
+    const double sentHz = static_cast<double>(device.counters().samples - sentBefore) * 1000.0 /
+                          static_cast<double>(elapsed.elapsed());
+    driver.disconnect();
+    std::printf("%-22d %9zu   %6.1f   %6.1f %6.1f %6.1f\n", rateHz, shown.size(), sentHz,
+                quantile(shown, 0), quantile(shown, 0.5), quantile(shown, 1));
+}
+
 // Runs a function beside the event loop.
 template <typename Function>
 void beside(Function function)
@@ -245,6 +284,11 @@ int main(int argc, char **argv)
                 "max");
     printAnswers("not connected", idleAnswers);
     printAnswers("at 1000 Hz", answers);
+    driver->disconnect();
+    std::printf("\n%-22s %9s   %6s   %20s\n%-22s %9s   %6s   %6s %6s %6s\n", "rate set, Hz",
+                "shown", "sent", "shown", "", "times", "", "min", "median", "max");
+    for (const std::uint16_t rateHz : {std::uint16_t{100}, std::uint16_t{1000}})
+        printRateShown(*window, *driver, rateHz, std::min(duration, 30s));
     std::fflush(stdout);
     quiet_exit::arm(0);
     delete window;

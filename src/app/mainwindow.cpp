@@ -1,8 +1,5 @@
 #include "app/mainwindow.h"
 
-#include <limits>
-#include <utility>
-
 #include <QActionGroup>
 #include <QCoreApplication>
 #include <QDebug>
@@ -14,7 +11,6 @@
 #include "app/baud_search.h"
 #include "app/exception_report.h"
 #include "app/frame_pacer.h"
-#include "app/sample_text.h"
 #include "app/statistics.h"
 #include "app/thread_priority.h"
 #include "app/usb_ports.h"
@@ -34,7 +30,6 @@ namespace {
 constexpr QSize kLogoSize(60, 35);
 // The panel is as wide as four numbers of six digits need, and the pose takes what else there is.
 const QList<int> kPaneWidths{520, 632};
-constexpr qint64 kRateWindowMs = 999;
 // Every connection sets it, whatever the device was left with.
 constexpr float kZeroThreshold = 0.02F;
 
@@ -57,6 +52,7 @@ MainWindow::MainWindow(QWidget *parent)
     loadLanguage(u"en"_s);
 
     connectWorkerSignals();
+    m_dataWorker = std::make_unique<PanelWorker>(*this, *m_imu, m_dataReceived);
     m_dataThread = std::thread(&MainWindow::updateImuData, this);
     createViews();
     connectActions();
@@ -112,8 +108,7 @@ void MainWindow::connectActions()
     connect(m_ui->actionOpenSettings, &QAction::triggered, this, &MainWindow::openSettings);
     connect(m_ui->actionCalibration, &QAction::triggered, this,
             &MainWindow::openMagnetoCalibration);
-    m_rateTimer.start();
-    m_rateTimerStarted = true;
+    m_dataWorker->startRateWindow();
     updateUiConnectionState(true);
     connect(m_ui->actionAboutDialog, &QAction::triggered, this,
             [this] { AboutDialog(this).exec(); });
@@ -242,62 +237,16 @@ QString MainWindow::connectedText(const QString &path, int baud) const
     return tr("Connected to %1 @ %2 baud").arg(path).arg(baud);
 }
 
-// --- Data panel: worker thread -----------------------------------------------------------------
+// --- Data panel --------------------------------------------------------------------------------
 
 // Polling without pause takes each sample within microseconds. It is the thread that matters least
 // at any moment, so it lets the reader and the window go first.
 void MainWindow::updateImuData()
 {
     becomeBackgroundThread("vornix-data");
-    for (;;) {
-        forwardQuaternion();
-        forward(&imu::getEuler, &MainWindow::DataEulerWrite);
-        forward(&imu::getAccelerations, &MainWindow::DataAccelerationWrite);
-        forward(&imu::getRates, &MainWindow::DataAngularRateWrite);
-        forward(&imu::getMagneticField, &MainWindow::DataMagneticFieldWrite);
-        forward(&imu::getCovariances, &MainWindow::DataCovarianceWrite);
-        forwardPressure();
-        reportRate();
-    }
+    for (;;)
+        m_dataWorker->poll();
 }
-
-// Quaternions alone count for the rate, and as the sign that a device streams.
-void MainWindow::forwardQuaternion()
-{
-    const TrialFlag::Trial trial = m_dataReceived.current();
-    const std::vector<float> xyzw = m_imu->getQuaternion();
-    if (xyzw.empty())
-        return;
-    emit DataQuaternionWrite(sampleText(xyzw));
-    ++m_sampleCounter;
-    m_dataReceived.set(trial);
-}
-
-void MainWindow::forward(VectorGetter get, TextSignal write)
-{
-    const std::vector<float> values = ((*m_imu).*get)();
-    if (!values.empty())
-        emit(this->*write)(sampleText(values));
-}
-
-// The block that the protocol calls altitude carries the pressure.
-void MainWindow::forwardPressure()
-{
-    const float pressure = m_imu->getAltitude();
-    if (!(pressure > std::numeric_limits<float>::max()))
-        emit DataPressureWrite(sampleText(pressure));
-}
-
-void MainWindow::reportRate()
-{
-    if (!m_rateTimerStarted || m_rateTimer.elapsed() <= kRateWindowMs)
-        return;
-    const std::uint32_t count = std::exchange(m_sampleCounter, 0);
-    m_rateTimer.restart();
-    emit dataRateWrite(tr("Receiving %1 Hz").arg(count));
-}
-
-// --- Data panel: GUI thread --------------------------------------------------------------------
 
 // Once a second the status row is rewritten from the connection flags, except that a running
 // search keeps its own messages on show.

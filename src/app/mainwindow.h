@@ -1,18 +1,16 @@
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <thread>
-#include <vector>
 
 #include <boost/shared_ptr.hpp>
 
-#include <QElapsedTimer>
 #include <QMainWindow>
 #include <QStringList>
 
 #include "app/interface_translator.h"
+#include "app/panel_worker.h"
 #include "app/trial_flag.h"
 
 class imu;
@@ -76,9 +74,6 @@ protected:
     void changeEvent(QEvent *event) override;
 
 private:
-    using VectorGetter = std::vector<float> (imu::*)();
-    using TextSignal = void (MainWindow::*)(QString);
-
     void startDriver();
     void connectWorkerSignals();
     void createViews();
@@ -96,24 +91,15 @@ private:
     QString connectedText(const QString &path, int baud) const;
     void warnNotConnected();
 
-    // Worker thread only.
-    void forwardQuaternion();
-    void forward(VectorGetter get, TextSignal write);
-    void forwardPressure();
-    void reportRate();
-
     // Constant after construction.
     std::unique_ptr<Ui::MainWindow> m_ui;
     boost::shared_ptr<imu> m_imu;
     RpyPlotter *m_rpyPlotter = nullptr;
     QString m_langPath;
 
-    // Shared with the worker thread, which starts before the rate window does. Declared before the
-    // thread, so that it never outlives what it touches.
-    std::atomic<bool> m_rateTimerStarted{false};
-    QElapsedTimer m_rateTimer;         // worker thread, once started
-    std::uint32_t m_sampleCounter = 0; // worker thread
+    // Shared with the worker thread. Declared before it, so that it never outlives what it touches.
     TrialFlag m_dataReceived;
+    std::unique_ptr<PanelWorker> m_dataWorker;
     std::thread m_dataThread;
 
     // GUI thread only.

@@ -79,8 +79,8 @@ class ProgramCase(unittest.TestCase):
         return self.window.value_beside(caption)
 
     def wait_for_rate(self, hertz, at_least=None):
-        """The rate display counts the samples that its low-priority worker caught in a window of
-        about a second. A busy machine lets it miss some, so the lower bound only tells a stream
+        """The rate display counts the samples decoded in a window of about a second. On a busy
+        machine the simulated device itself sends fewer, so the lower bound only tells a stream
         from a trickle; nothing but a wrong count makes it show more than was sent."""
         low = 0.1 * hertz if at_least is None else at_least
         shown = set()
