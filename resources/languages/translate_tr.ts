@@ -482,6 +482,32 @@ Teknopark ofisi: %3</translation>
         <source>3D view of the orientation</source>
         <translation>Yönelimin 3B görünümü</translation>
     </message>
+    <message>
+        <source>Serial Error</source>
+        <translation>Seri Port Hatası</translation>
+    </message>
+    <message>
+        <source>The serial port failed:
+%1</source>
+        <translation>Seri port hatası:
+%1</translation>
+    </message>
+    <message>
+        <source>This user may not open the port: join the group dialout or install the program&apos;s udev rule, then log in again.</source>
+        <translation>Bu kullanıcının portu açma izni yok: dialout grubuna katılın ya da programın udev kuralını kurun, ardından oturumu yeniden açın.</translation>
+    </message>
+    <message>
+        <source>The port is in use by another program.</source>
+        <translation>Port başka bir program tarafından kullanılıyor.</translation>
+    </message>
+    <message>
+        <source>The port is gone: plug the device in, then scan again.</source>
+        <translation>Port artık yok: cihazı takın, ardından yeniden tarayın.</translation>
+    </message>
+    <message>
+        <source>The device may be unplugged: plug it in, choose Disconnect, then connect again.</source>
+        <translation>Cihaz çıkarılmış olabilir: cihazı takın, Bağlantıyı Kes komutunu seçin, ardından yeniden bağlanın.</translation>
+    </message>
 </context>
 <context>
     <name>OrbitGLWidget</name>

@@ -1,21 +1,23 @@
 #include "app/mainwindow.h"
 
+#include <optional>
+
 #include <QActionGroup>
+#include <QCloseEvent>
 #include <QCoreApplication>
 #include <QDebug>
 #include <QEvent>
-#include <QInputDialog>
 #include <QLocale>
 #include <QMessageBox>
 
-#include "app/baud_search.h"
 #include "app/exception_report.h"
 #include "app/frame_pacer.h"
+#include "app/port_error_text.h"
 #include "app/statistics.h"
 #include "app/thread_priority.h"
-#include "app/usb_ports.h"
 #include "calibration/magneto_calibration_dialog.h"
 #include "dialogs/about.h"
+#include "dialogs/busy_cursor.h"
 #include "dialogs/device_info_dialog.h"
 #include "dialogs/help.h"
 #include "dialogs/settings_dialog.h"
@@ -30,8 +32,17 @@ namespace {
 constexpr QSize kLogoSize(60, 35);
 // The panel is as wide as four numbers of six digits need, and the pose takes what else there is.
 const QList<int> kPaneWidths{520, 632};
-// Every connection sets it, whatever the device was left with.
-constexpr float kZeroThreshold = 0.02F;
+
+template <class Dialog, class... Arguments>
+void runDialog(Arguments... arguments)
+{
+    std::optional<Dialog> dialog;
+    {
+        const BusyCursor busy; // the constructor asks the device
+        dialog.emplace(arguments...);
+    }
+    dialog->exec();
+}
 
 } // namespace
 
@@ -115,6 +126,12 @@ void MainWindow::connectActions()
     connect(m_ui->actionHelpDialog, &QAction::triggered, this, [this] { HelpDialog(this).exec(); });
 }
 
+void MainWindow::closeEvent(QCloseEvent *event)
+{
+    endSearch();
+    QMainWindow::closeEvent(event);
+}
+
 void MainWindow::updateUiConnectionState(bool enabled)
 {
     m_ui->actionShowDeviceInfo_2->setEnabled(enabled);
@@ -128,113 +145,50 @@ void MainWindow::openDeviceInfo()
 {
     if (!m_connected)
         return warnNotConnected();
-    DeviceInfoDialog(m_imu.get(), this).exec();
+    reportingPortErrors([this] { runDialog<DeviceInfoDialog>(m_imu.get(), this); });
 }
 
 void MainWindow::openSettings()
 {
     if (!m_connected)
         return warnNotConnected();
-    SettingsDialog(m_imu.get(), this).exec();
+    reportingPortErrors([this] { runDialog<SettingsDialog>(m_imu.get(), this); });
 }
 
-// The raw field is of use to nobody else, so it streams only while the dialog is open; what Close
-// puts back is the mask from before.
 void MainWindow::openMagnetoCalibration()
 {
     if (!m_connected)
         return warnNotConnected();
+    reportingPortErrors([this] {
+        raiseOutputs();
+        runDialog<MagnetoCalibrationDialog>(m_imu.get(), this, m_savedOutputs);
+    });
+}
+
+// The raw field is of use to nobody else, so it streams only while the dialog is open; what Close
+// puts back is the mask from before.
+void MainWindow::raiseOutputs()
+{
+    const BusyCursor busy;
     m_imu->loadSettings();
     m_savedOutputs = m_imu->getOutputs();
     m_imu->setOutputs(
         static_cast<unsigned short>(m_savedOutputs | protocol::OUT_MAGNETIC_FIELD_RAW));
-    MagnetoCalibrationDialog(m_imu.get(), this, m_savedOutputs).exec();
+}
+
+void MainWindow::reportingPortErrors(const std::function<void()> &command)
+{
+    try {
+        command();
+    } catch (const boost::system::system_error &error) {
+        qWarning().noquote() << exceptionReport(error);
+        QMessageBox::critical(this, tr("Serial Error"), portErrorText(error));
+    }
 }
 
 void MainWindow::warnNotConnected()
 {
     QMessageBox::warning(this, tr("Not connected"), tr("Please connect to a device first."));
-}
-
-// --- Scan and connection -----------------------------------------------------------------------
-
-void MainWindow::on_actionScan_triggered()
-{
-    scanSerialPorts();
-}
-
-QStringList MainWindow::scanSerialPorts()
-{
-    m_availablePorts = usbSerialNames(systemPortNames());
-    m_ui->label_status->setText(
-        m_availablePorts.isEmpty()
-            ? tr("No USB serial ports found!")
-            : tr("Scan complete: %1...").arg(m_availablePorts.join(", "_L1)));
-    return m_availablePorts;
-}
-
-void MainWindow::on_actionConnect_2_triggered()
-{
-    if (m_availablePorts.isEmpty()) {
-        m_ui->label_status->setText(tr("Please run Scan first, no ports available."));
-        return;
-    }
-    bool accepted = false;
-    const QString name =
-        QInputDialog::getItem(this, tr("Select Serial Port"), tr("Available Ports:"),
-                              m_availablePorts, 0, false, &accepted);
-    if (!accepted || name.isEmpty()) {
-        m_ui->label_status->setText(tr("Connection cancelled"));
-        return;
-    }
-    searchBaudRate("/dev/"_L1 + name);
-}
-
-// If the port cannot be opened the exception passes through, and m_connecting stays set: the status
-// keeps naming the port that failed instead of falling back to "Not connected" a second later.
-void MainWindow::searchBaudRate(const QString &path)
-{
-    m_connecting = true;
-    BaudSearch search(*m_imu, m_dataReceived, [] { QCoreApplication::processEvents(); }, {});
-    const std::optional<int> baud = search.run(path.toStdString(), [&](int candidate) {
-        m_ui->label_status->setText(tr("Trying %1 @ %2 baud...").arg(path).arg(candidate));
-    });
-    if (baud)
-        deviceFound(path, *baud);
-    else
-        noDeviceFound();
-}
-
-void MainWindow::deviceFound(const QString &path, int baud)
-{
-    m_ui->label_status->setText(connectedText(path, baud));
-    m_portPath = path;
-    m_baudRate = baud;
-    m_connected = true;
-    m_connecting = false;
-    updateUiConnectionState(true);
-    m_imu->setZeroThreshold(kZeroThreshold);
-}
-
-void MainWindow::noDeviceFound()
-{
-    m_connected = false;
-    m_connecting = false;
-    updateUiConnectionState(false);
-    m_ui->label_status->setText(tr("Connection failed (no valid baud found)"));
-}
-
-void MainWindow::on_actionDisconnect_4_triggered()
-{
-    m_imu->disconnect();
-    m_connected = false;
-    updateUiConnectionState(false);
-    m_ui->label_status->setText(tr("Not connected"));
-}
-
-QString MainWindow::connectedText(const QString &path, int baud) const
-{
-    return tr("Connected to %1 @ %2 baud").arg(path).arg(baud);
 }
 
 // --- Data panel --------------------------------------------------------------------------------
@@ -350,7 +304,9 @@ void MainWindow::checkLanguageAction(const QString &code)
 
 void MainWindow::changeEvent(QEvent *event)
 {
-    if (event->type() == QEvent::LanguageChange)
+    if (event->type() == QEvent::LanguageChange) {
         m_ui->retranslateUi(this);
+        showPortError();
+    }
     QMainWindow::changeEvent(event);
 }

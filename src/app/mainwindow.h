@@ -1,10 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include <boost/shared_ptr.hpp>
+#include <boost/system/system_error.hpp>
 
 #include <QMainWindow>
 #include <QStringList>
@@ -13,6 +16,7 @@
 #include "app/panel_worker.h"
 #include "app/trial_flag.h"
 
+class BaudSearch;
 class imu;
 class RpyPlotter;
 namespace Ui {
@@ -46,12 +50,16 @@ signals:
 
 public slots:
     void on_actionScan_triggered();
-    // Searches for the device's baud rate, up to eleven seconds, with pending events running in
-    // between. Errors of the port leave as boost::system::system_error.
+    // Closes the port that is open and searches for the device's baud rate on the one chosen, up to
+    // eleven seconds, with pending events running in between. During a search it returns at once,
+    // and the search goes on with the port chosen last. Errors of the port are put beside the
+    // status and leave as boost::system::system_error.
     void on_actionConnect_2_triggered();
+    // Ends a search, too.
     void on_actionDisconnect_4_triggered();
 
-    // Modal; refused with a warning while no device is connected.
+    // Modal; refused with a warning while no device is connected. Errors of the port are reported
+    // in a message box.
     void openDeviceInfo();
     void openSettings();
     void openMagnetoCalibration();
@@ -72,6 +80,8 @@ public slots:
 
 protected:
     void changeEvent(QEvent *event) override;
+    // Ends a search, so that the process can end.
+    void closeEvent(QCloseEvent *event) override;
 
 private:
     void startDriver();
@@ -85,11 +95,19 @@ private:
 
     QStringList scanSerialPorts();
     void searchBaudRate(const QString &path);
+    void searchOn(const QString &path);
+    void endSearch();
     void deviceFound(const QString &path, int baud);
     void noDeviceFound();
     void updateUiConnectionState(bool enabled);
     QString connectedText(const QString &path, int baud) const;
     void warnNotConnected();
+
+    void raiseOutputs();
+    // Runs a command; an error of the port is reported in a message box and goes no further.
+    void reportingPortErrors(const std::function<void()> &command);
+    void setPortError(const std::optional<boost::system::system_error> &error);
+    void showPortError();
 
     // Constant after construction.
     std::unique_ptr<Ui::MainWindow> m_ui;
@@ -106,7 +124,10 @@ private:
     std::uint16_t m_savedOutputs = 0;
     QStringList m_availablePorts;
     bool m_connected = false;
-    bool m_connecting = false;
+    bool m_connecting = false;      // stays set after a port that cannot be opened
+    BaudSearch *m_search = nullptr; // the one that runs
+    QString m_chosenPort;           // to be searched next
+    std::optional<boost::system::system_error> m_portError; // of the last search
     QString m_portPath;
     int m_baudRate = 0;
     InterfaceTranslator m_translator;

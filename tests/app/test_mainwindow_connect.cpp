@@ -65,13 +65,28 @@ private slots:
         QTRY_COMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
     }
 
-    // The whole search runs again, on the line that is open: the driver keeps port and rate.
+    // The whole search runs again, on the port closed and opened again.
     void connectingWhileConnected()
     {
         const auto before = thresholdsReceived();
         m_fixture.connectTo(u"ttyUSB0"_s);
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
         QTRY_VERIFY(thresholdsReceived() > before);
+    }
+
+    // The old port is closed: the driver opens no port while another is open.
+    void connectingToAnotherPort()
+    {
+        sim::RunningDevice &other = m_bed.plug("ttyACM0", streamingAt(921600));
+        m_fixture.scan();
+        m_fixture.connectTo(u"ttyACM0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
+        QVERIFY(other.isOpenedByHost());
+        QTRY_VERIFY(!m_unit->isOpenedByHost());
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+        QVERIFY(m_unit->isOpenedByHost());
+        QTRY_VERIFY(!other.isOpenedByHost());
     }
 
     void disconnecting()

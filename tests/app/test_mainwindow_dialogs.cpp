@@ -1,5 +1,7 @@
 #include "tests/app/window_fixture.h"
 
+#include <thread>
+
 #include <QPushButton>
 
 #include "calibration/magneto_calibration_dialog.h"
@@ -123,6 +125,40 @@ private slots:
         open<AboutDialog>("actionAboutDialog");
         open<HelpDialog>("actionHelpDialog");
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
+    }
+
+    void thePointerSaysThatTheWindowIsBusy_data()
+    {
+        QTest::addColumn<QString>("action");
+        QTest::newRow("device info") << u"actionShowDeviceInfo_2"_s;
+        QTest::newRow("settings") << u"actionOpenSettings"_s;
+        QTest::newRow("calibration") << u"actionCalibration"_s;
+    }
+
+    // In every wait for a device that answers nothing, and no longer than until the dialog is up.
+    void thePointerSaysThatTheWindowIsBusy()
+    {
+        QFETCH(QString, action);
+        m_unit->change([](sim::Device &unit) { unit.faults().silent = true; });
+        int waits = 0;
+        int busy = 0;
+        bool opened = false;
+        m_fixture.driver()->setSleeper([&](std::chrono::milliseconds) {
+            const QCursor *pointer = QGuiApplication::overrideCursor();
+            waits += opened ? 0 : 1;
+            busy += !opened && pointer && pointer->shape() == Qt::WaitCursor ? 1 : 0;
+        });
+        open<QDialog>(action.toLatin1().constData(), [&](QDialog &dialog) {
+            opened = true;
+            QVERIFY(!QGuiApplication::overrideCursor());
+            dialog.reject();
+        });
+        QVERIFY(waits > 100);
+        QCOMPARE(busy, waits);
+        QVERIFY(!QGuiApplication::overrideCursor());
+        m_unit->change([](sim::Device &unit) { unit.faults().silent = false; });
+        m_fixture.driver()->setSleeper(
+            [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); });
     }
 
     void disconnectTheUnit() { m_fixture.disconnect(); }

@@ -1,5 +1,7 @@
 #include "tests/app/window_fixture.h"
 
+#include <QMessageBox>
+
 using namespace app_test;
 
 // Searches that do not go straight to their end.
@@ -10,40 +12,160 @@ class TestMainWindowSearch : public QObject
     sim::UsbTestbed m_bed;
     WindowFixture m_fixture;
 
+    void deviceAt(std::uint32_t baud)
+    {
+        m_bed.device("ttyUSB0").change(
+            [=](sim::Device &unit) { unit.setSettings(streamingAt(baud).settings); });
+    }
+
+    // Connects to that port and acts as a user once, while it is open at the first rate. Returns
+    // when the search is over: false if there was nothing to act in.
+    bool connectAndDuringIt(const QString &port, const std::function<void()> &act)
+    {
+        bool acted = false;
+        QTimer user;
+        connect(&user, &QTimer::timeout, this, [&] {
+            if (acted || m_fixture.status() != tryingText(port, 921600) ||
+                !m_bed.device(port.toStdString()).isOpenedByHost())
+                return;
+            acted = true;
+            user.stop();
+            act();
+        });
+        user.start(20);
+        m_fixture.takeStatusHistory();
+        m_fixture.connectTo(port);
+        return acted;
+    }
+
+    void verifyNothingIsConnected()
+    {
+        QCOMPARE(m_fixture.status(), u"Not connected"_s);
+        QVERIFY(m_fixture.deviceActionsDisabled());
+        QTRY_VERIFY(!m_bed.device("ttyUSB0").isOpenedByHost());
+        QVERIFY(m_fixture.waitForTwoRates());
+        QCOMPARE(m_fixture.status(), u"Not connected"_s);
+        QVERIFY(m_fixture.deviceActionsDisabled());
+    }
+
 private slots:
     void initTestCase()
     {
         m_bed.plug("ttyUSB0");
+        m_bed.plug("ttyACM0", streamingAt(921600));
         QVERIFY(m_fixture.show());
         m_fixture.scan();
     }
 
-    // The port is closed at once, the search goes on with the next rate.
-    void disconnectDuringASearch()
+    void disconnectEndsASearch()
     {
-        m_bed.device("ttyUSB0").change(
-            [](sim::Device &unit) { unit.setSettings(streamingAt(460800).settings); });
+        deviceAt(460800);
         QString statusAfter;
-        bool disabledAfter = false;
-        bool trying = false;
-        QTimer user;
-        connect(&user, &QTimer::timeout, this, [&] {
-            if (m_fixture.status() != tryingText(u"ttyUSB0"_s, 921600) ||
-                !m_bed.device("ttyUSB0").isOpenedByHost())
-                return;
-            user.stop();
-            trying = true;
+        QVERIFY(connectAndDuringIt(u"ttyUSB0"_s, [&] {
             m_fixture.disconnect();
             statusAfter = m_fixture.status();
-            disabledAfter = m_fixture.deviceActionsDisabled();
-        });
-        user.start(20);
-        m_fixture.connectTo(u"ttyUSB0"_s);
-        QVERIFY(trying);
+        }));
         QCOMPARE(statusAfter, u"Not connected"_s);
-        QVERIFY(disabledAfter);
+        verifyNothingIsConnected();
+        QVERIFY(!m_fixture.takeStatusHistory().contains(tryingText(u"ttyUSB0"_s, 460800)));
+    }
+
+    void closingTheWindowEndsASearch_data()
+    {
+        QTest::addColumn<bool>("byShortcut");
+        QTest::newRow("close button") << false;
+    }
+
+    void closingTheWindowEndsASearch()
+    {
+        QFETCH(bool, byShortcut);
+        deviceAt(460800);
+        m_fixture.window()->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_fixture.window()));
+        QVERIFY(connectAndDuringIt(u"ttyUSB0"_s, [&] {
+            if (byShortcut)
+                QTest::keyClick(m_fixture.window(), Qt::Key_Q, Qt::ControlModifier);
+            else
+                m_fixture.window()->close();
+        }));
+        QVERIFY(!m_fixture.window()->isVisible());
+        QVERIFY(!m_fixture.takeStatusHistory().contains(tryingText(u"ttyUSB0"_s, 460800)));
+        QTRY_VERIFY(!m_bed.device("ttyUSB0").isOpenedByHost());
+        m_fixture.window()->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_fixture.window()));
+    }
+
+    // The first search never goes on: one that did would try the slower rates.
+    void theLatestChoiceWins()
+    {
+        deviceAt(57600);
+        QVERIFY(
+            connectAndDuringIt(u"ttyUSB0"_s, [&] { m_fixture.chooseAnotherPort(u"ttyACM0"_s); }));
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
+        QVERIFY(m_bed.device("ttyACM0").isOpenedByHost());
+        QTRY_VERIFY(!m_bed.device("ttyUSB0").isOpenedByHost());
+        QCOMPARE(m_fixture.takeStatusHistory().filter(u"ttyUSB0"_s),
+                 QStringList{tryingText(u"ttyUSB0"_s, 921600)});
+        QTRY_VERIFY(m_fixture.label(u"label_datarate"_s)->text() != u"Receiving 0 Hz"_s);
+        m_fixture.disconnect();
+    }
+
+    // The port is open at the rate that the status names: samples arrive.
+    void theSamePortChosenAgain()
+    {
+        deviceAt(460800);
+        QVERIFY(
+            connectAndDuringIt(u"ttyUSB0"_s, [&] { m_fixture.chooseAnotherPort(u"ttyUSB0"_s); }));
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 460800));
-        QVERIFY(m_fixture.deviceActionsEnabled());
+        QVERIFY(m_fixture.waitForTwoRates());
+        QVERIFY(m_fixture.label(u"label_datarate"_s)->text() != u"Receiving 0 Hz"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 460800));
+        m_fixture.disconnect();
+    }
+
+    void disconnectAlsoEndsTheLatestChoice()
+    {
+        deviceAt(460800);
+        QVERIFY(connectAndDuringIt(u"ttyUSB0"_s, [&] {
+            m_fixture.chooseAnotherPort(u"ttyACM0"_s);
+            m_fixture.disconnect();
+        }));
+        verifyNothingIsConnected();
+        QVERIFY(!m_bed.device("ttyACM0").isOpenedByHost());
+    }
+
+    void aScanDoesNotEndASearch()
+    {
+        deviceAt(460800);
+        QString statusAfter;
+        QVERIFY(connectAndDuringIt(u"ttyUSB0"_s, [&] {
+            m_fixture.scan();
+            statusAfter = m_fixture.status();
+        }));
+        QVERIFY2(statusAfter.startsWith(u"Scan complete: "_s), qPrintable(statusAfter));
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 460800));
+        m_fixture.disconnect();
+    }
+
+    // The old port is closed before the search begins, so a device dialog has nothing to ask.
+    void duringASearchNothingIsConnected()
+    {
+        m_fixture.connectTo(u"ttyACM0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
+        deviceAt(460800);
+        QString warning;
+        QVERIFY(connectAndDuringIt(u"ttyUSB0"_s, [&] {
+            QTimer::singleShot(0, m_fixture.window(), [&] {
+                auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+                if (box) {
+                    warning = box->text();
+                    box->accept();
+                }
+            });
+            m_fixture.action(u"actionShowDeviceInfo_2"_s)->trigger();
+        }));
+        QCOMPARE(warning, u"Please connect to a device first."_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 460800));
         m_fixture.disconnect();
     }
 

@@ -116,6 +116,30 @@ public:
         return chooser;
     }
 
+    // Chooses Connect and that port while a search runs, from the events that run during it.
+    void chooseAnotherPort(const QString &port) const
+    {
+        QTimer watcher;
+        QObject::connect(&watcher, &QTimer::timeout, m_window, [&] {
+            if (auto *dialog = qobject_cast<QInputDialog *>(QApplication::activeModalWidget())) {
+                dialog->setTextValue(port);
+                dialog->accept();
+            }
+        });
+        watcher.start(5);
+        action(u"actionConnect_2"_s)->trigger();
+    }
+
+    // Returns after the worker has reported two more rates: whatever the first one finds is settled
+    // with the second.
+    bool waitForTwoRates() const
+    {
+        int rates = 0;
+        QObject context;
+        QObject::connect(m_window, &MainWindow::dataRateWrite, &context, [&] { ++rates; });
+        return QTest::qWaitFor([&] { return rates >= 2; }, kPatienceMs);
+    }
+
     // Keeps what the status shows now. It is also looked at every two milliseconds, but the
     // once-a-second status may be quicker.
     void noteStatus()

@@ -72,5 +72,17 @@ class Refusals(support.ProgramCase):
         self.close()
 
 
+class Search(support.ProgramCase):
+    device = ("--seed", "1")
+
+    def test_closing_the_window_ends_a_search(self):
+        """At the first rate, before the device could be found at its own."""
+        self.scan()
+        self.program.menu("Connection", "Connect")
+        self.program.dialog("Select Serial Port").find("push button", "OK").activate()
+        self.wait_for_status("Trying /dev/ttyUSB0 @ 921600 baud\\.\\.\\.")
+        self.close()
+
+
 if __name__ == "__main__":
     support.main()

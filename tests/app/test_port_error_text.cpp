@@ -1,0 +1,52 @@
+#include "app/port_error_text.h"
+
+#include <cerrno>
+
+#include <QTest>
+
+using namespace Qt::StringLiterals;
+
+class TestPortErrorText : public QObject
+{
+    Q_OBJECT
+
+    static QString text(int error)
+    {
+        return portErrorText(
+            boost::system::system_error(error, boost::system::system_category(), "open"));
+    }
+
+private slots:
+    void namesTheError()
+    {
+        QVERIFY(text(EACCES).startsWith(u"The serial port failed:\nopen: Permission denied"_s));
+    }
+
+    void hintsFollowTheCause_data()
+    {
+        QTest::addColumn<int>("error");
+        QTest::addColumn<QStringList>("words");
+        QTest::newRow("not permitted") << EACCES << QStringList{u"dialout"_s, u"udev"_s};
+        QTest::newRow("taken") << EBUSY << QStringList{u"in use by another program"_s};
+        QTest::newRow("node is gone") << ENOENT << QStringList{u"scan again"_s};
+        QTest::newRow("pulled, pty") << EIO << QStringList{u"choose Disconnect"_s};
+        QTest::newRow("pulled, adapter") << ENODEV << QStringList{u"choose Disconnect"_s};
+        QTest::newRow("pulled, no address") << ENXIO << QStringList{u"choose Disconnect"_s};
+    }
+
+    // Below the error, apart from it by an empty line.
+    void hintsFollowTheCause()
+    {
+        QFETCH(int, error);
+        QFETCH(QStringList, words);
+        const QStringList paragraphs = text(error).split(u"\n\n"_s);
+        QCOMPARE(paragraphs.size(), 2);
+        for (const QString &word : words)
+            QVERIFY2(paragraphs[1].contains(word), qPrintable(paragraphs[1]));
+    }
+
+    void noHintWithoutAKnownCause() { QVERIFY(!text(EINVAL).contains(u"\n\n"_s)); }
+};
+
+QTEST_APPLESS_MAIN(TestPortErrorText)
+#include "test_port_error_text.moc"
