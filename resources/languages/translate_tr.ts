@@ -483,6 +483,34 @@ Teknopark ofisi: %3</translation>
         <translation>Yönelimin 3B görünümü</translation>
     </message>
     <message>
+        <source>Orientation as a quaternion in x, y, z, w order, without a unit</source>
+        <translation>x, y, z, w sırasıyla kuaterniyon olarak yönelim, birimsiz</translation>
+    </message>
+    <message>
+        <source>Roll, pitch and yaw in degrees</source>
+        <translation>Derece cinsinden yalpa, yunuslama ve sapma</translation>
+    </message>
+    <message>
+        <source>Uncertainty of the orientation in square radians</source>
+        <translation>Radyan kare cinsinden yönelim belirsizliği</translation>
+    </message>
+    <message>
+        <source>Calibrated magnetometer readings along x, y and z, without a unit</source>
+        <translation>x, y ve z eksenlerinde kalibre edilmiş manyetometre ölçümleri, birimsiz</translation>
+    </message>
+    <message>
+        <source>Acceleration without gravity along x, y and z in metres per second squared</source>
+        <translation>x, y ve z eksenlerinde yer çekiminden arındırılmış ivme, metre bölü saniye kare</translation>
+    </message>
+    <message>
+        <source>Rotational velocity about x, y and z in radians per second</source>
+        <translation>x, y ve z eksenleri etrafında dönme hızı, radyan bölü saniye</translation>
+    </message>
+    <message>
+        <source>Barometric pressure in hectopascals</source>
+        <translation>Hektopaskal cinsinden barometrik basınç</translation>
+    </message>
+    <message>
         <source>Serial Error</source>
         <translation>Seri Port Hatası</translation>
     </message>

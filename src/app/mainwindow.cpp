@@ -9,6 +9,7 @@
 #include <QEvent>
 #include <QLocale>
 #include <QMessageBox>
+#include <QShortcut>
 
 #include "app/exception_report.h"
 #include "app/frame_pacer.h"
@@ -124,6 +125,9 @@ void MainWindow::connectActions()
     connect(m_ui->actionAboutDialog, &QAction::triggered, this,
             [this] { AboutDialog(this).exec(); });
     connect(m_ui->actionHelpDialog, &QAction::triggered, this, [this] { HelpDialog(this).exec(); });
+    // No menu has an entry for it.
+    connect(new QShortcut(Qt::CTRL | Qt::Key_Q, this), &QShortcut::activated, this,
+            &MainWindow::close);
 }
 
 void MainWindow::closeEvent(QCloseEvent *event)
@@ -215,37 +219,37 @@ void MainWindow::rateWrite(QString text)
 
 void MainWindow::QuaternionWrite(QString text)
 {
-    m_ui->label_quat->setText(text);
+    m_ui->label_quat->showValue(text);
 }
 
 void MainWindow::EulerWrite(QString text)
 {
-    m_ui->label_euler->setText(text);
+    m_ui->label_euler->showValue(text);
 }
 
 void MainWindow::AccelerationWrite(QString text)
 {
-    m_ui->label_linAcceleration->setText(text);
+    m_ui->label_linAcceleration->showValue(text);
 }
 
 void MainWindow::AngularRateWrite(QString text)
 {
-    m_ui->label_angularRate->setText(text);
+    m_ui->label_angularRate->showValue(text);
 }
 
 void MainWindow::MagneticFieldWrite(QString text)
 {
-    m_ui->label_magfield->setText(text);
+    m_ui->label_magfield->showValue(text);
 }
 
 void MainWindow::CovarianceWrite(QString text)
 {
-    m_ui->label_covariance->setText(text);
+    m_ui->label_covariance->showValue(text);
 }
 
 void MainWindow::PressureWrite(QString text)
 {
-    m_ui->label_pressure->setText(text);
+    m_ui->label_pressure->showValue(text);
 }
 
 // --- Language ----------------------------------------------------------------------------------

@@ -14,8 +14,10 @@
 #include <QStatusBar>
 #include <QTest>
 #include <QTimer>
+#include <QWindow>
 
 #include "app/application.h"
+#include "app/value_label.h"
 #include "driver/ImuDriver.h"
 #include "tests/support/test_main.h"
 #include "views/poseglwidget.h"
@@ -294,26 +296,65 @@ private slots:
         QVERIFY(child<PoseGLWidget>(u"PoseWidget"_s));
     }
 
-    // Smallest window, longest usual texts: nothing is cut off.
-    void theSmallestWindowShowsWholeTexts()
+    // Half of a screen 1600 pixels wide is enough, and captions stay whole.
+    void theWindowCanBeHalfAScreen()
     {
-        const QString usual = u"-0.278731, -0.167198, -0.294698, -0.898614"_s;
-        label(u"label_quat"_s)->setText(usual);
+        label(u"label_quat"_s)->setText(u"-0.278731, -0.167198, -0.294698, -0.898614"_s);
         label(u"label_status"_s)->setText(u"Connected to /dev/ttyUSB0 @ 921600 baud"_s);
         m_window->resize(1, 1);
-        QTRY_COMPARE(m_window->size(), m_window->minimumSize());
+        QTRY_COMPARE(m_window->size(), m_window->minimumSizeHint());
+        QVERIFY2(m_window->width() <= 800, qPrintable(QString::number(m_window->width())));
+        QVERIFY2(m_window->height() <= 600, qPrintable(QString::number(m_window->height())));
         QCoreApplication::processEvents();
         const QList<QLabel *> labels = m_window->centralWidget()->findChildren<QLabel *>();
         for (const QLabel *shown : labels) {
-            if (shown->text().isEmpty())
+            if (shown->text().isEmpty() || qobject_cast<const ValueLabel *>(shown))
                 continue;
             QVERIFY2(shown->width() >= shown->sizeHint().width(), qPrintable(shown->objectName()));
             QVERIFY2(shown->visibleRegion().boundingRect() == shown->rect(),
                      qPrintable(shown->objectName()));
         }
-        QVERIFY(child<QGraphicsView>(u"graphicsView_rpy"_s)->height() > 150);
         label(u"label_quat"_s)->setText(u"None"_s);
         m_window->resize(1172, 769);
+    }
+
+    // In its first size the longest usual values are whole, too.
+    void theFirstSizeShowsWholeValues()
+    {
+        const QString usual = u"-0.278731, -0.167198, -0.294698, -0.898614"_s;
+        label(u"label_quat"_s)->setText(usual);
+        QCOMPARE(child<ValueLabel>(u"label_quat"_s)->shownText(), usual);
+        QVERIFY(child<QGraphicsView>(u"graphicsView_rpy"_s)->height() > 150);
+        label(u"label_quat"_s)->setText(u"None"_s);
+    }
+
+    void captionsExplainThemselves()
+    {
+        const QList<QLabel *> labels = child<QWidget>(u"Datas"_s)->findChildren<QLabel *>();
+        QSet<QString> explanations;
+        for (const QLabel *caption : labels) {
+            if (!caption->buddy())
+                continue;
+            QVERIFY2(!caption->toolTip().isEmpty(), qPrintable(caption->objectName()));
+            explanations.insert(caption->toolTip());
+        }
+        QCOMPARE(explanations.size(), 7);
+    }
+
+    // A click beside the values ends a selection there: something else takes the focus.
+    void aClickBesideTheValuesTakesTheFocus()
+    {
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        auto *value = child<ValueLabel>(u"label_quat"_s);
+        value->setFocus();
+        QTest::keySequence(value, QKeySequence::SelectAll);
+        QVERIFY(value->hasSelectedText());
+        auto *header = label(u"label_header_title"_s);
+        QTest::mouseClick(m_window->windowHandle(), Qt::LeftButton, {},
+                          header->mapTo(m_window, QPoint(2, 2)));
+        QVERIFY(!value->hasFocus());
+        QVERIFY(!value->hasSelectedText());
     }
 
     // --- What the constructor put together -----------------------------------------------------

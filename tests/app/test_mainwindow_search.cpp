@@ -74,6 +74,7 @@ private slots:
     {
         QTest::addColumn<bool>("byShortcut");
         QTest::newRow("close button") << false;
+        QTest::newRow("Ctrl+Q") << true;
     }
 
     void closingTheWindowEndsASearch()
