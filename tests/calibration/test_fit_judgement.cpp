@@ -166,8 +166,8 @@ void TestFitJudgement::judgesSamples_data()
     row("a line", line(), Judgement::NotAnEllipsoid);
 
     row("36 equal samples", Samples(36, Sample{12, -7, 40}), Judgement::TooFewDirections);
-    row("at rest, with noise below the floor",
-        Maker(1).samples({{1e-4, 1e-4, 1e-4}, tilted().rotation, {12, -7, 40}}, 36),
+    row("below the floor of the fit",
+        Maker(1).samples({{9e-4, 9e-4, 9e-4}, tilted().rotation, {0, 0, 0}}, 36),
         Judgement::TooFewDirections);
     row("a level ring", ring(0), Judgement::TooFewDirections);
     row("six corners, repeated",

@@ -35,6 +35,9 @@ constexpr int kAttempts = 102; // for each block of stored points
 const QString kTooFew = u"Do not apply: fewer than 9 samples do not determine an ellipsoid."_s;
 const QString kNotFinite =
     u"Do not apply: the fit is not finite. Turn the device through all directions."_s;
+const QString kNotAnEllipsoid =
+    u"Do not apply: the surface through the samples is not an ellipsoid. "
+    "Turn the device through all directions."_s;
 const QString kTooFewDirections =
     u"Do not apply: samples from so few directions do not determine an ellipsoid. "
     "Turn the device through all directions."_s;
@@ -74,6 +77,7 @@ private slots:
     void showsACloudFromTheTwentyFirstSample();
     void stopShowsTheFit();
     void startForgetsTheSamplesBefore();
+    void warnsOnceOfAFitThatMeansNothing_data();
     void warnsOnceOfAFitThatMeansNothing();
 
     void asksForStoredBlocks_data();
@@ -348,21 +352,43 @@ void TestMagnetoCalibrationDialog::startForgetsTheSamplesBefore()
     QCOMPARE(log().last(), u"No samples collected!"_s);
 }
 
-// A device at rest: the word stays what it is, and a line below it says what it is worth.
+void TestMagnetoCalibrationDialog::warnsOnceOfAFitThatMeansNothing_data()
+{
+    QTest::addColumn<ellipsoid::Samples>("samples");
+    QTest::addColumn<QString>("word");
+    QTest::addColumn<QString>("warning");
+    QTest::newRow("a device at rest")
+        << ellipsoid::Samples(36, ellipsoid::Sample{12, -7, 40}) << u"Good"_s << kTooFewDirections;
+    ellipsoid::Samples waist;
+    for (int i = 0; i < 48; ++i) {
+        const float around = static_cast<float>(i) * 0.7F;
+        const float height = static_cast<float>(i % 7 - 3) / 3;
+        const float radius = std::sqrt(1 + height * height);
+        waist.push_back(
+            {40 * radius * std::cos(around), 40 * radius * std::sin(around), 40 * height});
+    }
+    QTest::newRow("a hyperboloid") << waist << u"Bad"_s << kNotAnEllipsoid;
+}
+
+// The word stays what it is, and a line below it says what it is worth.
 void TestMagnetoCalibrationDialog::warnsOnceOfAFitThatMeansNothing()
 {
+    QFETCH(ellipsoid::Samples, samples);
+    QFETCH(QString, word);
+    QFETCH(QString, warning);
     timer()->stop();
     click(u"push_start_calib"_s);
-    for (int i = 0; i < 36; ++i) {
-        feed({12, -7, 40});
+    for (const ellipsoid::Sample &sample : samples) {
+        feed(sample);
         m_dialog->updateMagData();
     }
     QCOMPARE(log(), QStringList{u"Calibration started..."_s});
     click(u"push_stop_calib"_s);
-    QCOMPARE(find<QLineEdit>(u"qualityLineEdit"_s)->text(), u"Good"_s);
+    QCOMPARE(find<QLineEdit>(u"qualityLineEdit"_s)->text(), word);
     QCOMPARE(log().size(), 4);
-    QVERIFY2(log()[2].endsWith(u", N=36, Good"_s), qPrintable(log()[2]));
-    QCOMPARE(log()[3], kTooFewDirections);
+    QVERIFY2(log()[2].endsWith(u", N=%1, %2"_s.arg(samples.size()).arg(word)),
+             qPrintable(log()[2]));
+    QCOMPARE(log()[3], warning);
 }
 
 void TestMagnetoCalibrationDialog::asksForStoredBlocks_data()

@@ -45,6 +45,7 @@ struct ShownBox
     QMessageBox::Icon icon;
     QMessageBox::StandardButtons buttons;
     QWidget *parent;
+    bool underWaitCursor;
 };
 
 // Notes every message box that opens during its life and presses its OK.
@@ -68,8 +69,9 @@ private:
         auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
         if (!box || !box->button(QMessageBox::Ok))
             return;
-        shown << ShownBox{box->windowTitle(), box->text(), box->icon(), box->standardButtons(),
-                          box->parentWidget()};
+        shown << ShownBox{box->windowTitle(),  box->text(),
+                          box->icon(),         box->standardButtons(),
+                          box->parentWidget(), QGuiApplication::overrideCursor() != nullptr};
         box->button(QMessageBox::Ok)->click();
     }
 

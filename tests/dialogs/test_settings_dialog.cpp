@@ -122,6 +122,7 @@ void TestSettingsDialog::compareBox(const BoxWatcher &boxes, const SettingsDialo
     QCOMPARE(boxes.shown[0].icon, icon);
     QCOMPARE(boxes.shown[0].buttons, QMessageBox::Ok);
     QCOMPARE(boxes.shown[0].parent, &dialog);
+    QVERIFY(!boxes.shown[0].underWaitCursor);
 }
 
 // --- Opening -----------------------------------------------------------------------------------
