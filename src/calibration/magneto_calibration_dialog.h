@@ -23,7 +23,7 @@ class imu;
 // a download between two blocks.
 //
 // GUI thread only. Device commands block the window until the device has answered; one that fails,
-// also by an error of the port, is told in the log and nowhere else.
+// also by an error of the port, is reported in the log and nowhere else.
 class MagnetoCalibrationDialog : public QDialog
 {
     Q_OBJECT
