@@ -169,7 +169,7 @@ void MainWindow::openMagnetoCalibration()
     });
 }
 
-// The raw field is of use to nobody else, so it streams only while the dialog is open; what Close
+// Nothing else uses the raw field, so it streams only while the dialog is open; what Close
 // puts back is the mask from before.
 void MainWindow::raiseOutputs()
 {

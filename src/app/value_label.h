@@ -13,7 +13,7 @@ class QPainter;
 // way to its caption.
 //
 // The line can be selected and copied, with the mouse, with the keyboard and from a context menu.
-// While any of it is selected the line stands still. Its accessible name is the text, at most a
+// While any of it is selected the text does not change. Its accessible name is the text, at most a
 // tenth of a second old.
 class ValueLabel : public QLabel
 {
@@ -53,7 +53,7 @@ private:
     void paintSelection(QPainter &painter, const QString &text) const;
 
     bool m_pressed = false;
-    std::optional<QString> m_pending; // the newest text that came while the line stood still
+    std::optional<QString> m_pending; // the newest text that came while it was held
     QTimer m_renameTimer;
     QElapsedTimer m_sinceRenamed;
 };

@@ -127,7 +127,7 @@ private slots:
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
     }
 
-    void thePointerSaysThatTheWindowIsBusy_data()
+    void thePointerIsBusyMeanwhile_data()
     {
         QTest::addColumn<QString>("action");
         QTest::newRow("device info") << u"actionShowDeviceInfo_2"_s;
@@ -136,7 +136,7 @@ private slots:
     }
 
     // In every wait for a device that answers nothing, and no longer than until the dialog is up.
-    void thePointerSaysThatTheWindowIsBusy()
+    void thePointerIsBusyMeanwhile()
     {
         QFETCH(QString, action);
         m_unit->change([](sim::Device &unit) { unit.faults().silent = true; });

@@ -328,7 +328,7 @@ private slots:
         label(u"label_quat"_s)->setText(u"None"_s);
     }
 
-    void captionsExplainThemselves()
+    void captionsHaveExplanations()
     {
         const QList<QLabel *> labels = child<QWidget>(u"Datas"_s)->findChildren<QLabel *>();
         QSet<QString> explanations;

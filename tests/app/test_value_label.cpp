@@ -17,7 +17,7 @@ const QString kWide = u"-0.707107, -0.707107, -0.707107, -0.707107"_s;
 
 } // namespace
 
-// A label in a window of its own, with something else to click at.
+// A label in a window, with something else to click at.
 class TestValueLabel : public QObject
 {
     Q_OBJECT
@@ -83,10 +83,10 @@ private slots:
 
     // --- Selecting -----------------------------------------------------------------------------
 
-    void aSelectedValueStandsStill()
+    void aSelectedValueDoesNotChange()
     {
         drag(4);
-        m_label->showValue(u"4, 5, 6"_s); // in the middle of it
+        m_label->showValue(u"4, 5, 6"_s); // before the button is released
         QCOMPARE(m_label->text(), u"1, 2, 3"_s);
         drop();
         QCOMPARE(m_label->selectedText(), u"1, 2"_s);
@@ -153,7 +153,7 @@ private slots:
         QVERIFY(m_label->hasFocus());
         QTest::keySequence(m_label, QKeySequence::Copy);
         QCOMPARE(copied(), u"1, 2, 3"_s);
-        m_label->showValue(u"4, 5, 6"_s); // it did not stand still for that
+        m_label->showValue(u"4, 5, 6"_s); // nothing is selected by that
         QCOMPARE(m_label->text(), u"4, 5, 6"_s);
     }
 
@@ -169,7 +169,7 @@ private slots:
         QCOMPARE(copied(), u"1, 2, 3"_s);
         QTRY_VERIFY(!menu);
         QVERIFY(!m_label->hasSelectedText());
-        QCOMPARE(m_label->text(), u"4, 5, 6"_s); // it did not stand still for the menu
+        QCOMPARE(m_label->text(), u"4, 5, 6"_s); // nothing was selected for the menu
     }
 
     void theMenuSelectsAll()

@@ -4,6 +4,7 @@
 #include <QMenu>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QRegularExpression>
 
 #include "tests/app/window_fixture.h"
 #include "tests/windows/window_walk.h"
@@ -208,6 +209,21 @@ private slots:
         choose(u"tr"_s);
         m_fixture.disconnect();
         QCOMPARE(m_fixture.status(), u"Bağlı değil"_s);
+    }
+
+    // Beside the status, whose own text a switch resets.
+    void theReportOfAFailedSearchFollows()
+    {
+        m_fixture.scan();
+        m_bed.unplug("ttyUSB0");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Unhandled error: open: "_s));
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        const QLabel *status = m_fixture.label(u"label_status"_s);
+        QVERIFY(status->toolTip().startsWith(u"The serial port failed:\nopen: "_s));
+        choose(u"tr"_s);
+        QVERIFY(status->toolTip().startsWith(u"Seri port hatası:\nopen: "_s));
+        QVERIFY(status->toolTip().contains(u"cihazı takın"_s));
+        QCOMPARE(status->accessibleDescription(), status->toolTip());
     }
 };
 
