@@ -2,6 +2,8 @@
 
 #include <optional>
 
+#include <boost/system/system_error.hpp>
+
 #include <QActionGroup>
 #include <QCloseEvent>
 #include <QCoreApplication>
@@ -13,7 +15,6 @@
 
 #include "app/exception_report.h"
 #include "app/frame_pacer.h"
-#include "app/port_error_text.h"
 #include "app/statistics.h"
 #include "app/thread_priority.h"
 #include "calibration/magneto_calibration_dialog.h"
@@ -186,7 +187,8 @@ void MainWindow::reportingPortErrors(const std::function<void()> &command)
         command();
     } catch (const boost::system::system_error &error) {
         qWarning().noquote() << exceptionReport(error);
-        QMessageBox::critical(this, tr("Serial Error"), portErrorText(error));
+        const PortError kept{error.code(), QString::fromLocal8Bit(error.what())};
+        QMessageBox::critical(this, tr("Serial Error"), portErrorText(kept));
     }
 }
 

@@ -7,13 +7,13 @@
 #include <thread>
 
 #include <boost/shared_ptr.hpp>
-#include <boost/system/system_error.hpp>
 
 #include <QMainWindow>
 #include <QStringList>
 
 #include "app/interface_translator.h"
 #include "app/panel_worker.h"
+#include "app/port_error_text.h"
 #include "app/trial_flag.h"
 
 class BaudSearch;
@@ -106,7 +106,7 @@ private:
     void raiseOutputs();
     // Runs a command; an error of the port is reported in a message box and goes no further.
     void reportingPortErrors(const std::function<void()> &command);
-    void setPortError(const std::optional<boost::system::system_error> &error);
+    void setPortError(const std::optional<PortError> &error);
     void showPortError();
 
     // Constant after construction.
@@ -124,10 +124,10 @@ private:
     std::uint16_t m_savedOutputs = 0;
     QStringList m_availablePorts;
     bool m_connected = false;
-    bool m_connecting = false;      // stays set after a port that cannot be opened
-    BaudSearch *m_search = nullptr; // the one that runs
-    QString m_chosenPort;           // to be searched next
-    std::optional<boost::system::system_error> m_portError; // of the last search
+    bool m_connecting = false;            // stays set after a port that cannot be opened
+    BaudSearch *m_search = nullptr;       // the one that runs
+    QString m_chosenPort;                 // to be searched next
+    std::optional<PortError> m_portError; // of the last search
     QString m_portPath;
     int m_baudRate = 0;
     InterfaceTranslator m_translator;

@@ -5,6 +5,8 @@
 #include <optional>
 #include <utility>
 
+#include <boost/system/system_error.hpp>
+
 #include <QCoreApplication>
 #include <QInputDialog>
 #include <QScopedValueRollback>
@@ -70,7 +72,7 @@ void MainWindow::searchBaudRate(const QString &path)
         while (!m_chosenPort.isEmpty())
             searchOn(std::exchange(m_chosenPort, {}));
     } catch (const boost::system::system_error &error) {
-        setPortError(error);
+        setPortError(PortError{error.code(), QString::fromLocal8Bit(error.what())});
         throw;
     }
 }
@@ -135,7 +137,7 @@ void MainWindow::on_actionDisconnect_4_triggered()
     m_ui->label_status->setText(tr("Not connected"));
 }
 
-void MainWindow::setPortError(const std::optional<boost::system::system_error> &error)
+void MainWindow::setPortError(const std::optional<PortError> &error)
 {
     m_portError = error;
     showPortError();

@@ -28,10 +28,10 @@ QString hintFor(const boost::system::error_code &code)
 
 } // namespace
 
-QString portErrorText(const boost::system::system_error &error)
+QString portErrorText(const PortError &error)
 {
-    const QString failed = QCoreApplication::translate("MainWindow", "The serial port failed:\n%1")
-                               .arg(QString::fromLocal8Bit(error.what()));
-    const QString hint = hintFor(error.code());
+    const QString failed =
+        QCoreApplication::translate("MainWindow", "The serial port failed:\n%1").arg(error.what);
+    const QString hint = hintFor(error.code);
     return hint.isEmpty() ? failed : failed + u"\n\n"_s + hint;
 }

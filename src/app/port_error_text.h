@@ -1,9 +1,17 @@
 #pragma once
 
-#include <boost/system/system_error.hpp>
+#include <boost/system/error_code.hpp>
 
 #include <QString>
 
+// What an exception of the port says, in a form that can be kept: a copied system_error loses the
+// driver's text.
+struct PortError
+{
+    boost::system::error_code code;
+    QString what; // the operation, a colon and the system's message
+};
+
 // An error of the port in words for the user, in the language in force: what failed and why, and
 // below that what to do about it where that is known. Plain text. GUI thread.
-QString portErrorText(const boost::system::system_error &error);
+QString portErrorText(const PortError &error);

@@ -12,8 +12,8 @@ class TestPortErrorText : public QObject
 
     static QString text(int error)
     {
-        return portErrorText(
-            boost::system::system_error(error, boost::system::system_category(), "open"));
+        const boost::system::error_code code(error, boost::system::system_category());
+        return portErrorText({code, u"open: "_s + QString::fromStdString(code.message())});
     }
 
 private slots:
