@@ -1,5 +1,5 @@
-// Changing the speed of a line while it is in use: the device answers the command, if at all, at a
-// speed the host does not listen to yet, so the only proof is that it streams at the new one.
+// Changes the baud rate of a line in use. The device answers the command, if at all, at a baud rate
+// that the host does not use yet, so the only proof of success is that it streams at the new one.
 
 #include "driver/ImuDriver.h"
 
@@ -13,12 +13,12 @@ constexpr auto kStep = 100ms;
 constexpr int kFirstWaitSteps = 21;
 constexpr int kRetryWaitSteps = 3 + 19;
 
-// A device that just changed speed may take its time to answer: twelve tries a second apart (the
-// last pause is short), 499 times over.
+// A device may answer late after a change of the baud rate. Settings are therefore loaded in up to
+// 499 cycles of 12 attempts, 1 s apart; the pause after the last attempt of a cycle is 0.1 s.
 constexpr int kLoadCycles = 499;
 constexpr int kLoadsPerCycle = 12;
 
-// Flushed at once: whoever watches standard output sees how far a slow change has come.
+// Flushes, so that standard output shows the progress of a slow change.
 void say(const char *text)
 {
     std::cout << text << std::endl;
@@ -57,7 +57,8 @@ bool imu::setBaudRate(unsigned int baud)
     return getBaudRate() != 0;
 }
 
-// The command goes out at the baud rate it was written at, so it leaves before the port is closed.
+// Waits until the command is sent, because it must leave at the old baud rate, before the port is
+// closed.
 void imu::reconnect(unsigned int baud)
 {
     m_link.awaitSent();

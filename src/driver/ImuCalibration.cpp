@@ -1,4 +1,4 @@
-// Magnetometer calibration: the device's own collection, its download, and writing a result back.
+// Magnetometer calibration: collection in the device, download, and writing the result.
 
 #include "driver/ImuDriver.h"
 
@@ -11,8 +11,8 @@ namespace {
 
 constexpr auto kPause = 10ms;
 
-// The floats of a downloaded block that are points: whole groups of twelve, without the last two
-// of every eight.
+// Returns the points in the floats of a downloaded block: uses whole groups of 12 floats and skips
+// the last 2 of every 8.
 std::vector<float> selectPoints(const std::array<float, SampleStore::kCalibrationCapacity> &buffer,
                                 int count)
 {
@@ -82,7 +82,7 @@ bool imu::setMagneticFieldCalibrationData_(float *bias, float *matrix)
     if (!send([&] { return m_commands.setMagneticCalibration(bias, matrix); }) ||
         !waitForResponse(MAG_CALIBRATION))
         return false;
-    // Equality of floats is meant: the device echoes the very bits, or it has not understood.
+    // Compares floats exactly: a device that accepted the values echoes the same bits.
     const boost::mutex::scoped_lock lock(m_lock);
     return std::equal(m_store.magneticBias.begin(), m_store.magneticBias.end(), bias) &&
            std::equal(m_store.magneticMatrix.begin(), m_store.magneticMatrix.end(), matrix);

@@ -50,14 +50,15 @@ void imu::spin()
 void imu::loop()
 {
     armRead();
-    // Detached when the interruption unwinds this frame: the reader outlives stop().
+    // The interruption destroys this object and so detaches the thread: the reader thread continues
+    // after stop().
     const boost::thread reader([context = &m_context] { context->run(); });
     for (;;)
         boost::this_thread::sleep_for(boost::chrono::milliseconds(100));
 }
 
-// The chain of reads never breaks. While the port is closed each read fails at once and its
-// handler arms the next one, so that opening the port needs no thread to be started or woken.
+// Each read handler starts the next read, even while the port is closed and every read fails at
+// once. Opening the port therefore does not need to start or wake a thread.
 void imu::armRead()
 {
     const unsigned int session = m_link.asyncReadByte(
@@ -65,15 +66,16 @@ void imu::armRead()
         [self = shared_from_this()](const boost::system::error_code &error, std::size_t count) {
             self->readHandler(error, count);
         });
-    // Closed and opened again while no read was under way to fail: what the old line began, the new
-    // one does not go on with.
+    // The port was closed and reopened between two reads, so no read failed. A packet begun in the
+    // old session must not be completed in the new one.
     if (session != m_readSession)
         m_framer.reset();
     m_readSession = session;
 }
 
-// A byte that was read before the port was opened anew is as good as a failed read: completing a
-// packet with it would pass off the old line's sample as a sign of life on the new one.
+// A byte read before the port was reopened is treated as a failed read. Otherwise it could complete
+// a packet of the old session, and that sample would count as proof that the device streams in the
+// new one.
 void imu::readHandler(const boost::system::error_code & /*error*/, unsigned long count)
 {
     if (count != 1 || m_readSession != m_link.session())
@@ -139,7 +141,7 @@ bool imu::disconnect()
 {
     const boost::mutex::scoped_lock lock(m_lock);
     if (m_connected) {
-        // First, because the port is closed even if closing throws.
+        // Cleared first, because the port is closed even if close() throws.
         m_connected = false;
         m_link.close();
     }

@@ -21,11 +21,11 @@
 #include <string>
 #include <vector>
 
-// The device at the other end of a serial line: link, telemetry and commands.
+// Driver of the device on a serial line: link, samples and commands.
 //
-// Owned by a boost::shared_ptr, because the reader thread keeps the object alive. Construct,
-// start(), then any number of connect()/disconnect() pairs; stop() and disconnect() at shutdown.
-// The reader thread is never stopped: it lives, and holds the object, until the process ends.
+// A boost::shared_ptr must own it, because the reader thread holds a reference. Order of calls:
+// construct, start(), any number of connect()/disconnect() pairs, then stop() and disconnect() at
+// shutdown. The reader thread never stops: it runs and holds its reference until the process ends.
 //
 // Threads: public operations may be called from any thread but the reader's. Commands block their
 // caller with sleeps until the device answers. Signals are emitted on the reader thread with the
@@ -35,7 +35,7 @@
 // thrown as boost::system::system_error ("open", "set_option", "close", "read_some",
 // "write_some"). No message is shown.
 //
-// Units are the device's own; values are handed out exactly as received.
+// Values are in the device's units and are returned exactly as received.
 class imu : public QObject, public boost::enable_shared_from_this<imu>, private SampleListener
 {
     Q_OBJECT
@@ -49,16 +49,17 @@ public:
 
     // --- Link ---------------------------------------------------------------------------------
 
-    // Starts the loop and reader threads, before the first connect(). Later calls change nothing,
-    // also after stop().
+    // Starts the loop thread and the reader thread. Call it before the first connect(). Further
+    // calls have no effect, even after stop().
     void start();
-    // Asks the loop thread to end; does not wait. The reader goes on.
+    // Requests the loop thread to end and does not wait. The reader thread keeps running.
     void stop();
     // Joins the loop thread. Throws boost::thread_resource_error from the loop thread itself.
     void spin();
 
-    // Opens the device path at `baud`; true at once if already connected, whatever the arguments.
-    // Data bits, parity and stop bits are accepted and ignored: the line is always 8N1.
+    // Opens the device path at `baud`. If already connected, returns true at once and ignores the
+    // arguments. The last three arguments are always ignored: the line has 8 data bits and no
+    // parity, and keeps its stop bits.
     bool connect(std::string port, int baud, int dataBits, int parity, int stopBits);
     bool disconnect();
 
@@ -67,13 +68,13 @@ public:
     // Spins until n bytes wait in the input queue or the port is closed.
     void waitForNBytes(int n);
 
-    // Any thread, without a lock: cheap enough to be asked in every turn of a loop.
+    // Any thread, no lock: cheap enough to call in every iteration of a loop.
     LinkStatistics statistics() const;
 
-    // Changes the speed on both ends and waits, without limit, for the device to stream again.
+    // Changes the baud rate of device and port, then waits without limit for the device to stream.
     bool setBaudRate(unsigned int baud);
 
-    // --- Samples: each is handed out once ------------------------------------------------------
+    // --- Samples: each is returned once --------------------------------------------------------
 
     std::vector<float> getQuaternion(); // x, y, z, w; empty if nothing new
     std::vector<float> getEuler();      // roll, pitch, yaw
@@ -93,7 +94,8 @@ public:
     int getHardwareVersion() const;
     unsigned int getSerialNumber() const;
 
-    // The host does not implement the sync feature: never enabled, and setting it sends nothing.
+    // The sync feature is not implemented: isSyncEnabled() is always false, and setSyncEnabled()
+    // sends nothing.
     bool isSyncEnabled();
     bool setSyncEnabled(bool enabled);
 
@@ -106,7 +108,7 @@ public:
     bool revertToFactorySettings();         // retries without limit
     bool loadSettings();                    // up to 101 attempts, about 20 s
     void resetSettingsFlags();
-    // Waits about 90 ms for the fresh flag of a block code; leaves it set.
+    // Waits up to about 90 ms for the fresh flag of a block code. Does not clear the flag.
     bool waitForResponse(int code);
 
     // --- Magnetometer calibration --------------------------------------------------------------
@@ -118,7 +120,7 @@ public:
     // bias: 3 floats; matrix: 9 floats, sent in the order given. Retries without limit.
     bool setMagneticFieldCalibrationData(float *bias, float *matrix);
 
-    // --- One attempt each, as the operations above repeat them --------------------------------
+    // --- One attempt each; the operations above repeat them -----------------------------------
 
     bool setBaudRate_(unsigned int baud);
     bool setDataRate_(int rateHz);
@@ -129,7 +131,7 @@ public:
     bool loadSettings_();
     bool setMagneticFieldCalibrationData_(float *bias, float *matrix);
 
-    // Copy the value out if it is new and say whether it was.
+    // Copy the value if it is new, and return whether it was.
     bool getQuaternion_(float *xyzw);
     bool getEuler_(float *rpy);
     bool getAccelerations_(float *xyz);
@@ -144,18 +146,19 @@ public:
 
     // --- Receiving -----------------------------------------------------------------------------
 
-    // One byte from the line; the reader thread calls it. Public so that recorded or hostile bytes
-    // can be fed to a driver that was never started.
+    // Processes one byte as if received from the line. Public so that tests can pass recorded or
+    // malformed bytes to a driver that was not started.
     void receiveByte(unsigned char byte)
     {
         if (m_framer.feed(byte))
             processPacket(m_framer.packet(), m_framer.length());
     }
-    // Decodes one packet under the lock; readable for kDecoderSlack bytes past `length`.
+    // Decodes one packet under the lock. The memory must be readable for kDecoderSlack bytes past
+    // `length`.
     bool processPacket(const unsigned char *packet, int length);
 
-    // Replaces the sleep of every waiting command, so that a test of 1002 attempts need not take
-    // their time. Before the first command; called on the command's thread.
+    // Replaces the sleep of every waiting command, so that a test of 1002 attempts is fast. Call it
+    // before the first command. Commands call `sleeper` on their own thread.
     void setSleeper(Sleeper sleeper);
 
 signals:
@@ -180,22 +183,23 @@ private:
     bool takeFresh(int code, const std::array<float, N> &from, float *to);
     void clearFresh(protocol::BlockCode code);
 
-    // Builds a packet under the lock and writes it after releasing it. False if not connected or
-    // written short.
+    // Builds a packet under the lock and writes it after releasing the lock. False if not connected
+    // or if the write was short.
     template <typename Build>
     bool send(Build build);
     bool writeWhole(const CommandBuilder::Packet &packet);
 
-    // For a command that is repeated as it stands: clears the reply's flag and builds the packet
-    // under the lock; empty if not connected.
+    // For a command that is repeated unchanged: under the lock, clears the fresh flag of the reply
+    // and builds the packet. Empty if not connected.
     template <typename Build>
     CommandBuilder::Packet clearAndBuild(protocol::BlockCode code, Build build);
-    // Writes the packet and polls the reply's flag, until it is set or all attempts have failed.
+    // Writes the packet and polls the fresh flag of the reply until it is set or all attempts have
+    // failed.
     using WriteFunction = std::size_t (SerialLink::*)(protocol::Bytes);
     bool request(protocol::BlockCode code, const CommandBuilder::Packet &packet, int attempts,
                  int polls, WriteFunction write);
 
-    // Sleeps after each refusal until `attempt` succeeds.
+    // Repeats `attempt` until it succeeds. Sleeps for `pause` after each failure.
     template <typename Attempt>
     void retryForever(std::chrono::milliseconds pause, Attempt attempt);
 
@@ -208,11 +212,12 @@ private:
     Sleeper m_sleeper;
     boost::shared_ptr<boost::thread> m_loopThread;
 
-    // Single flags, read from every thread.
+    // Any thread reads these flags.
     std::atomic<bool> m_connected{false};
     std::atomic<bool> m_streaming{false}; // a quaternion arrived since connect()
 
-    // The driver's lock guards the store's blocks, the command buffers and opening and closing.
+    // The driver's lock guards the blocks in the store, the command buffer, and opening and closing
+    // the port.
     boost::mutex m_lock;
     SampleStore m_store;
     CommandBuilder m_commands;
@@ -229,14 +234,14 @@ private:
 
     // Reader thread only.
     unsigned char m_receiveByte = 0;
-    unsigned int m_readSession = 0; // of the link, when the read was armed
+    unsigned int m_readSession = 0; // session of the link when the read began
     Framer m_framer;
 };
 
 // --- Shared by the source files of the driver
 
-// A flag that is not set answers without the lock: the panel's worker asks millions of times a
-// second, and must not keep the reader from storing the next packet.
+// Returns without the lock if the flag is not set: the worker thread of the data panel calls this
+// millions of times a second and must not delay the reader thread.
 template <typename From, typename To>
 bool imu::takeFresh(int code, const From &from, To *to)
 {

@@ -1,5 +1,5 @@
-// The settings stored in the device: one request and its confirmation (name_), and the patience
-// around it (name).
+// Settings stored in the device. name_() sends one request and waits for its confirmation; name()
+// retries it.
 
 #include "driver/ImuDriver.h"
 
@@ -138,10 +138,11 @@ bool imu::loadSettings_()
     return false;
 }
 
-// --- The patience around it --------------------------------------------------------------------
+// --- Retries ------------------------------------------------------------------------------------
 
-// Endless where the design is: a setting the device has not confirmed must not pass for one that
-// it has, and the user can see that the device is silent.
+// setOutputs() and loadSettings() have a limit; the others retry without limit. They must not
+// report a setting that the device has not confirmed, and the user can see that the device does not
+// answer.
 
 bool imu::setDataRate(int rateHz)
 {

@@ -5,7 +5,7 @@
 using namespace protocol;
 
 namespace {
-// SET, parameter and value: four bytes of value, whether the device reads all of them or not.
+// SET, parameter and a value of always four bytes; the device may read fewer of them.
 constexpr std::size_t kSetSize = 6;
 } // namespace
 

@@ -23,7 +23,7 @@ public:
     Packet getSettings();
     Packet saveSettings(std::uint16_t currentOutputs);
     Packet revertToFactorySettings(std::uint16_t currentOutputs);
-    // A command that is its code alone, such as START_CALIBRATION.
+    // A command without parameters, such as START_CALIBRATION.
     Packet single(protocol::BlockCode code);
     Packet getCalibrationData(std::uint32_t first, std::uint32_t second);
 

@@ -14,10 +14,11 @@ void copyFloats(std::array<float, N> &to, const unsigned char *from)
 
 constexpr int kTripleStep = 1 + 3 * sizeof(float);
 
-// A calibration reply longer than this does not belong to the buffer it would fill.
+// Largest packet offset, in bytes, at which the payload of a calibration reply may end. The block
+// is skipped in longer packets, so it cannot overflow the buffer.
 constexpr int kCalibrationEndLimit = static_cast<int>(SampleStore::kCalibrationCapacity);
 
-// Both decoders look at the block at `p` and return how far the next one is.
+// Both decoders process the block at `p` and return the offset from there to the next block.
 
 int decodeDataBlock(const unsigned char *p, SampleStore &store, SampleListener &listener)
 {
@@ -61,7 +62,7 @@ int decodeDataBlock(const unsigned char *p, SampleStore &store, SampleListener &
     }
 }
 
-// Returns the number of bytes the records take, code included.
+// Returns the size of the block in bytes, including its code.
 int storeCalibrationRecords(const unsigned char *p, int available, SampleStore &store)
 {
     constexpr int kRecordSize = 3 * sizeof(float);
@@ -115,8 +116,8 @@ int decodeReplyBlock(const unsigned char *p, int index, int end, SampleStore &st
     case CALIBRATION_DATA_SIZE:
         store.calibrationDataSize = readField<std::uint32_t>(p + 1);
         store.fresh.set(CALIBRATION_DATA_SIZE);
-        // Devices in the field were only ever read this way: the four value bytes are looked at
-        // again as codes.
+        // Returns 1, so the four value bytes are decoded again as codes. Existing devices have
+        // always been read this way.
         return 1;
     case ZERO_THRESHOLD:
         store.zeroThreshold = readField<float>(p + 1);

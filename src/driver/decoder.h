@@ -2,8 +2,8 @@
 
 #include "driver/sample_store.h"
 
-// Told about the blocks that others want to hear of as they arrive, after the value is stored and
-// its flag set. Called on the decoding thread, inside the driver's lock.
+// Receives quaternions and both magnetic fields as they arrive, after the value is stored and its
+// flag is set. Called on the decoding thread with the driver's lock held.
 class SampleListener
 {
 public:
@@ -15,11 +15,12 @@ protected:
     ~SampleListener() = default;
 };
 
-// A block code near the end of a packet takes its data from whatever follows the packet, so the
-// memory handed to decodePacket() must be readable this far past `length`.
+// A block code near the end of a packet makes the decoder read past the end. The memory passed to
+// decodePacket() must therefore be readable this far past `length`.
 inline constexpr std::size_t kDecoderSlack = 64;
 
-// Decodes one packet of `length` bytes into the store. False, with nothing touched, if its length
-// field or checksum is wrong. Unknown codes are skipped byte by byte. No allocation, no lock.
+// Decodes one packet of `length` bytes into the store. Returns false and leaves the store unchanged
+// if the length field or the checksum is wrong. Skips unknown codes byte by byte. No allocation, no
+// lock.
 bool decodePacket(const unsigned char *packet, int length, SampleStore &store,
                   SampleListener &listener);

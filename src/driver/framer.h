@@ -5,13 +5,13 @@
 
 #include <array>
 
-// Cuts a byte stream into packets. Only the hunting state resynchronises: a sync byte inside a
-// packet is data. One thread feeds it; it knows neither ports nor locks.
+// Splits a byte stream into packets. It searches for a sync byte only between packets: a sync byte
+// inside a packet is data. Not thread-safe; uses no port and no lock.
 class Framer
 {
 public:
-    // Takes the next byte. True if it completed a packet, which then stands in packet() and
-    // length() until the next byte. The checksum is for the decoder to judge.
+    // Takes the next byte. Returns true if it completes a packet; packet() and length() then
+    // describe that packet until the next call. The decoder verifies the checksum.
     bool feed(unsigned char byte)
     {
         // Nearly every byte is a body byte and not the last one.
@@ -22,7 +22,7 @@ public:
         return feedTurn(byte);
     }
 
-    // Forgets a half-received packet, as after a failed read.
+    // Discards a partly received packet, for example after a failed read.
     void reset()
     {
         m_state = Hunting;
@@ -75,9 +75,9 @@ private:
         return false;
     }
 
-    // The index whose byte ends the body. An impossible length ends it with the byte after the
-    // header; a length of 1 to 4 lies behind the index already and would never be reached, so a
-    // full buffer ends it. Either way the line heals.
+    // Index of the byte that ends the body. If the length field is 0 or above kCapacity, the byte
+    // after the header ends it. A length of 1 to 4 is below the index, which would never reach it,
+    // so a full buffer ends it. In both cases the framer then searches for the next sync byte.
     std::size_t lastIndex() const
     {
         if (m_expected == 0 || m_expected > kCapacity)
@@ -95,10 +95,10 @@ private:
     }
 
     State m_state = Hunting;
-    // As wide as an address: each byte waits for the index the one before it left, and widening
-    // that would be half of its cost.
+    // std::size_t, the width of an address: each byte depends on the index left by the previous
+    // byte, and widening a narrower index would take half of the time per byte.
     std::size_t m_index = 0;
-    std::size_t m_last = 0; // of a body's bytes; 0 outside a body
+    std::size_t m_last = 0; // index of the last body byte; 0 outside a body
     std::size_t m_expected = 0;
     std::array<unsigned char, protocol::kMaxPacketSize + kDecoderSlack> m_buffer{};
 };

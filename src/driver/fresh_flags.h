@@ -6,9 +6,9 @@
 
 // One flag per block code: "arrived since it was last taken". All flags start false.
 //
-// Flags change only under the driver's lock, so a change needs no locked instruction; they may be
-// looked at without it, as commands that wait for a reply and the panel's polling worker do. Who
-// sees a flag set also sees the value that was stored before it.
+// Flags change only under the driver's lock, so a change needs no locked instruction. Any thread
+// may test them without the lock; commands that wait for a reply and the worker thread of the data
+// panel do. A thread that finds a flag set also reads the value that was stored before it.
 class FreshFlags
 {
 public:
@@ -16,7 +16,7 @@ public:
     void clear(int code) { change(bits() & ~bit(code)); }
     bool test(int code) const { return (m_bits.load(std::memory_order_acquire) & bit(code)) != 0; }
 
-    // Clears the flag and says whether it was set.
+    // Clears the flag and returns whether it was set.
     bool take(int code)
     {
         const bool wasSet = test(code);

@@ -3,13 +3,13 @@
 #include <atomic>
 #include <cstdint>
 
-// What a driver has met on its lines since it was constructed.
+// Counts of a driver over all its connections.
 struct LinkStatistics
 {
     std::uint64_t sessions = 0;       // times a port was opened
-    std::uint64_t discardedBytes = 0; // received before the line had the speed of its session
+    std::uint64_t discardedBytes = 0; // received before the port had its baud rate
     std::uint64_t packets = 0;        // intact
-    std::uint64_t damaged = 0;        // refused for their length or checksum
+    std::uint64_t damaged = 0;        // rejected: wrong length or checksum
     std::uint64_t samples = 0;        // quaternions decoded
 };
 

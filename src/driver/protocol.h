@@ -2,7 +2,7 @@
 
 // The wire format shared by host and device: framing constants, block codes, outputs bits.
 //
-// Packet: "S", type, u16 length of the whole packet, payload, u16 sum of the payload bytes.
+// Packet: "S", type, u16 length of the whole packet, payload, u16 checksum.
 // All multi-byte fields are little-endian; floats are IEEE-754 single precision.
 // Pure: any thread, no lock.
 
@@ -54,7 +54,7 @@ enum BlockCode : unsigned char {
     SERIAL_NUMBER = 17,         // reply: u32; parameter of GET
     START_CALIBRATION = 18,     // command; reply: status byte, 1 = done
     STOP_CALIBRATION = 19,      // command; reply: status byte, 1 = done
-    CALIBRATION_DATA = 20,      // command: two u32; reply: records of 3 floats to the end
+    CALIBRATION_DATA = 20,      // command: two u32; reply: groups of 3 floats to the end
     CALIBRATION_DATA_SIZE = 21, // command; reply: u32
     RESERVED_22 = 22,           // data: 36 bytes that the host skips
     ZERO_THRESHOLD = 23,        // reply: 1 float; parameter of SET
@@ -73,7 +73,7 @@ inline constexpr std::uint16_t OUT_SYNC = 0x0080;
 inline constexpr std::uint16_t OUT_MAGNETIC_FIELD_RAW = 0x0100;
 inline constexpr std::uint16_t OUT_RESERVED_9 = 0x0200;
 
-// Reads one field at p. memcpy, because fields stand at any offset.
+// Reads one field at p. Uses memcpy because fields are not aligned.
 template <typename T>
 T readField(const unsigned char *p)
 {
@@ -88,10 +88,10 @@ void writeField(unsigned char *p, T value)
     std::memcpy(p, &value, sizeof value);
 }
 
-// Sum of the payload bytes, cut to 16 bits.
+// Checksum: the sum of the payload bytes modulo 2^16.
 inline std::uint16_t checksum(Bytes payload)
 {
-    // Narrow throughout: twice as many fit into a vector register.
+    // 16 bits throughout, because twice as many values fit into a vector register.
     std::uint16_t sum = 0;
     for (const unsigned char byte : payload)
         sum = static_cast<std::uint16_t>(sum + byte);

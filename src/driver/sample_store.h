@@ -6,8 +6,9 @@
 #include <atomic>
 #include <cstdint>
 
-// The latest value of every data block and device setting, exactly as received, and which of them
-// are new. Values outlive a connection; nothing but the device changes them.
+// The latest value of every data block and device setting, exactly as received, and flags for the
+// new ones. Values stay after a disconnect. Only received packets change them, except that
+// connect() sets the baud rate.
 struct SampleStore
 {
     static constexpr std::size_t kCalibrationCapacity = 1024;
@@ -28,7 +29,8 @@ struct SampleStore
     std::array<float, kCalibrationCapacity> calibration{};
     int calibrationFloatCount = 0;
 
-    // Settings replies: atomic, because a command that waits for its echo reads them unlocked.
+    // Settings replies: atomic, because a command that waits for its echo reads them without the
+    // lock.
     std::atomic<std::uint32_t> baudRate{0};
     std::atomic<std::uint16_t> dataRate{0};
     std::atomic<std::uint16_t> outputs{0};

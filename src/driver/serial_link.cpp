@@ -17,8 +17,8 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Newer Boost adds the code and the place in its source to what(). Users read this text, so it is
-// the same with every Boost: where it happened and the system's message.
+// Users read what(). Newer Boost versions add the error code and a source location to it, so this
+// class builds the same text with every version: the failed operation and the system's message.
 class PortError : public boost::system::system_error
 {
 public:
@@ -34,13 +34,15 @@ private:
     std::string m_text;
 };
 
-// Long enough to cost nothing while a port is blocked, short enough to notice that it was closed.
+// Long enough to use little CPU time while a port is blocked, short enough to detect soon that
+// another thread closed the port.
 constexpr auto kPollSlice = 100ms;
-// How often a queue is asked whether it is empty: there is nothing to poll for.
+// Interval between checks for an empty output queue; poll() cannot report that condition.
 constexpr int kQueuePauseMs = 1;
-// Enough for the last command at the lowest baud rate of a device.
+// Enough to send the last command at the lowest baud rate of a device.
 constexpr auto kCloseLimit = 1s;
-// More than any port holds: a line that never pauses does not keep it from being opened.
+// Limit of drain(), larger than the queue of any port. It lets open() return on a line that
+// receives without pause.
 constexpr std::size_t kLongestQueue = 1 << 20;
 
 // All errors of the port are thrown here.
@@ -59,7 +61,8 @@ bool wouldBlock(int error)
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
-// Of the input (FIONREAD) or the output (TIOCOUTQ); 0 for a port that is gone.
+// Bytes in the input queue (FIONREAD) or the output queue (TIOCOUTQ); 0 if the port no longer
+// exists.
 std::size_t queueSize(int fd, unsigned long which)
 {
     int count = 0;
@@ -77,15 +80,15 @@ bool makeRaw(int fd)
     return ::tcsetattr(fd, TCSANOW, &line) == 0;
 }
 
-// A pseudo-terminal stays exclusive after it was closed; only root could open it again.
+// Without TIOCNXCL a pseudo-terminal stays exclusive after close(), and only root could reopen it.
 void closeExclusive(int fd)
 {
     ::ioctl(fd, TIOCNXCL);
     ::close(fd);
 }
 
-// Not by Asio's open(): its descriptor would be inherited by every program started from here, which
-// would then hold the port.
+// Does not use Asio's open(): every child process would inherit that descriptor and keep the port
+// open.
 int openExclusive(const std::string &path)
 {
     const int fd = ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
@@ -105,8 +108,8 @@ bool hasHardwareFlowControl(int fd)
     return ::tcgetattr(fd, &line) == 0 && (line.c_cflag & CRTSCTS) != 0;
 }
 
-// Reads instead of flushing, so that what is dropped is counted to the last byte. Polling brings
-// over what the kernel has not put into the queue yet.
+// Reads instead of flushing, so that every dropped byte is counted. poll() makes the kernel move
+// pending bytes into the queue first.
 std::size_t drain(int fd)
 {
     std::array<unsigned char, 4096> dropped;
@@ -157,12 +160,13 @@ void SerialLink::open(const std::string &path, unsigned int baud)
         release(ignored);
         fail(error, "set_option");
     }
-    // Until the speed was set the line ran at that of its last user; nothing read then is meant
-    // for this one.
+    // Until set_option() the port had the baud rate of its previous user. Bytes received before
+    // that do not belong to this session.
     m_discarded.add(drain(fd));
 }
 
-// The kernel lets close() wait up to 30 s for a line that does not take what was written.
+// Flushes the output queue first, because the kernel otherwise blocks close() for up to 30 s if the
+// line does not accept the written bytes.
 void SerialLink::close()
 {
     const bool empty = awaitEmptyOutput(kCloseLimit);
@@ -188,8 +192,8 @@ bool SerialLink::isOpen() const
     return m_port.is_open();
 }
 
-// The loops below take the descriptor anew in every turn: while they wait without the mutex,
-// another thread may have closed the port, or closed and opened it.
+// The loops below read the descriptor again in every iteration: while they wait without the mutex,
+// another thread may close the port, or close and reopen it.
 
 std::size_t SerialLink::readSome(unsigned char *into, std::size_t size)
 {
@@ -230,7 +234,8 @@ std::size_t SerialLink::writeSome(protocol::Bytes bytes)
             if (!wouldBlock(errno))
                 fail(systemError(errno), "write_some");
         }
-        // Looked at after the attempt, so that a thread that was kept waiting makes another one.
+        // Checked after the attempt, so that a thread that was not scheduled for a long time makes
+        // one more attempt.
         const auto left = until(end);
         if (left <= 0ms)
             fail(systemError(ETIMEDOUT), "write_some");
@@ -246,8 +251,9 @@ std::size_t SerialLink::writeAll(protocol::Bytes bytes)
     return written;
 }
 
-// With hardware flow control the device can stop the line at any moment, and tcdrain() would then
-// wait without limit; what the adapter itself still holds leaves while the port is closed.
+// Skips tcdrain() with hardware flow control: the device can stop the line at any time, and
+// tcdrain() would then wait without limit. Bytes still in the adapter are sent while the port is
+// closed.
 void SerialLink::awaitSent()
 {
     if (!awaitEmptyOutput(m_writeLimit))

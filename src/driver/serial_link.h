@@ -15,9 +15,9 @@
 
 // A serial port that one thread reads from asynchronously while others open, close and write it.
 //
-// Asio's port is not safe for that on its own, so every touch of it happens under m_mutex. The
-// mutex is never held while waiting for the line. A caller's own lock may be: the driver writes
-// two of its commands under its lock, and so holds it for up to the write limit. Errors are
+// Asio's port is not thread-safe, so every access to it happens under m_mutex. No thread holds the
+// mutex while it waits for the line. A caller may hold its own lock: the driver writes two of its
+// commands under its lock, and so holds that lock for up to the write limit. Errors are
 // boost::system::system_error; what() is "open", "set_option", "close", "read_some" or
 // "write_some", a colon and the system's message.
 class SerialLink
@@ -27,21 +27,22 @@ public:
     explicit SerialLink(boost::asio::io_context &context,
                         std::chrono::milliseconds writeLimit = std::chrono::seconds(5));
 
-    // Opens `path` raw and 8 bits wide at `baud` and drops what was received before the line had
-    // that speed. Stop bits and hardware flow control stay as the node had them. While it is open
-    // the port is exclusive (a second opener that is not root gets EBUSY) and is not inherited by
-    // programs started meanwhile. On failure the port is closed again.
+    // Opens `path` in raw mode with 8 data bits at `baud`, and drops bytes received before the port
+    // had that baud rate. Stop bits and hardware flow control keep the settings of the device node.
+    // While open, the port is exclusive (a second opener that is not root gets EBUSY), and child
+    // processes do not inherit it. On failure the port is closed again.
     void open(const std::string &path, unsigned int baud);
-    // Drops what has not left the port within a second. The port is closed even if this throws.
+    // Waits up to one second for the output queue to empty and drops the rest. The port is closed
+    // even if this throws.
     void close();
     bool isOpen() const;
-    // How often the port was opened.
+    // Number of times the port was opened.
     unsigned int session() const { return m_session; }
-    // What open() has dropped so far, in bytes.
+    // Bytes that open() has dropped so far.
     std::uint64_t discarded() const { return m_discarded.value(); }
 
-    // Starts a read of one byte and returns the session it belongs to. While the port is closed the
-    // read fails at once, through the handler like any other.
+    // Starts a read of one byte and returns the session it belongs to. While the port is closed,
+    // the read fails at once and the handler receives the error.
     template <typename Handler>
     unsigned int asyncReadByte(unsigned char &into, Handler &&handler)
     {
@@ -55,13 +56,13 @@ public:
     // Bytes in the input queue; 0 when closed.
     std::size_t bytesWaiting();
 
-    // One write call, made when the port is writable; may be short. ETIMEDOUT if the port takes
-    // nothing within the write limit.
+    // One write call, made when the port is writable; may be short. Throws ETIMEDOUT if the port
+    // accepts no byte within the write limit.
     std::size_t writeSome(protocol::Bytes bytes);
-    // Writes until all bytes are taken; the limit applies to each write call.
+    // Repeats write calls until all bytes are written; the limit applies to each write call.
     std::size_t writeAll(protocol::Bytes bytes);
-    // Waits until all that was written has left the port; at once if closed. ETIMEDOUT
-    // ("write_some") if it has not within the write limit.
+    // Waits until all written bytes have left the port; returns at once if the port is closed.
+    // Throws ETIMEDOUT ("write_some") after the write limit.
     void awaitSent();
 
 private:
@@ -71,7 +72,8 @@ private:
     bool awaitEmptyOutput(std::chrono::milliseconds limit);
 
     mutable boost::mutex m_mutex;
-    // On the context itself, not on any executor: a read then asks no one how to run its handler.
+    // Typed with the context's executor instead of any_io_executor, which avoids a type-erased call
+    // for each read handler.
     boost::asio::basic_serial_port<boost::asio::io_context::executor_type> m_port; // under m_mutex
     std::atomic<unsigned int> m_session{0};
     LinkCount m_discarded; // counted under m_mutex
