@@ -12,7 +12,7 @@ Application::Application(int &argc, char **argv)
     : QApplication(argc, argv)
 {
     setWindowIcon(QIcon(u":/icons/vornix.png"_s));
-    // By this name docks find the menu entry, and with it name and icon.
+    // Docks use this name to find the menu entry with the name and the icon of the program.
     setDesktopFileName(QStringLiteral(VORNIX_APP_ID));
     new BacklogTrimmer(this);
 }

@@ -2,9 +2,9 @@
 
 #include <QApplication>
 
-// The application object. An exception that leaves a slot reaches the event loop, which Qt does not
-// survive: here it ends as a line on the debug stream, and the program lives on in whatever state
-// the slot left behind.
+// The application object. It catches exceptions that leave a slot, because Qt does not support
+// exceptions in the event loop. It writes one line to the debug stream, and the program continues
+// in the state that the slot left.
 class Application : public QApplication
 {
     Q_OBJECT

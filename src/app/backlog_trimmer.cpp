@@ -9,7 +9,7 @@
 namespace {
 
 constexpr int kLookIntervalMs = 1000;
-// A shorter block leaves a few MiB, less than the trim is worth.
+// A shorter time leaves only a few MiB, too little to justify a trim.
 constexpr qint64 kBlockedMs = 5000;
 
 } // namespace
@@ -34,7 +34,7 @@ BacklogTrimmer::BacklogTrimmer(QObject *parent, Clock clock, Trim trim)
     m_timer.start(kLookIntervalMs);
 }
 
-// The event loop makes all queued calls before it looks at its timers: by now they are dealt with.
+// The event loop runs all queued calls before its timers, so they have finished here.
 void BacklogTrimmer::look()
 {
     const qint64 nowMs = m_clock();

@@ -5,11 +5,11 @@
 #include <QObject>
 #include <QTimer>
 
-// Gives memory back to the system after the GUI thread was blocked. While it is, each sample of the
-// device waits as queued calls, 90 s of which are some 100 MiB and more; when they have been dealt
-// with, the heap keeps most of it, as single blocks that are still in use lie scattered over it.
+// Returns memory to the system after the GUI thread was blocked. While it is blocked, queued calls
+// accumulate for each sample of the device, 100 MiB and more in 90 s. After these calls have run,
+// the heap keeps most of the memory, because blocks still in use are scattered over it.
 //
-// Notices a block by a timer that is late. GUI thread only.
+// Detects a blocked GUI thread by a late timer. GUI thread only.
 class BacklogTrimmer : public QObject
 {
     Q_OBJECT

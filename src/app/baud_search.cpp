@@ -39,8 +39,8 @@ bool BaudSearch::streamsAt(const std::string &path, int baud)
     if (!m_driver.connect(path, baud, 8, 0, 1))
         return false;
 
-    // What the driver still holds may date from an earlier connection and proves nothing. Only
-    // after it is gone does the trial begin in which a sample counts.
+    // Discards the last sample in the driver, which may come from an earlier connection. The trial
+    // begins after that, so only later samples count.
     m_driver.getQuaternion();
     m_sampleArrived.clear();
     if (sampleArrives())

@@ -12,13 +12,13 @@
 
 class imu;
 
-// From the fastest down, so that the usual device is found at once.
+// Highest baud rate first: most devices use it and are found at once.
 inline constexpr std::array kBaudCandidates{921600, 460800, 230400, 115200, 57600};
 
-// Finds the rate at which a device streams orientation data, by trying the candidates in turn.
+// Finds the baud rate at which a device streams orientation data, by trying the candidates in turn.
 //
-// Blocks its thread with sleeps, between which it calls `runPendingEvents`. Errors of the driver
-// leave run() as they are; the port then is as the driver left it. One thread.
+// Blocks its thread with sleeps and calls `runPendingEvents` between them. run() does not catch
+// errors of the driver; the port then stays as the driver left it. Not thread-safe.
 class BaudSearch
 {
     Q_DISABLE_COPY_MOVE(BaudSearch)
@@ -37,16 +37,16 @@ public:
     BaudSearch(imu &driver, TrialFlag &sampleArrived, std::function<void()> runPendingEvents,
                Pace pace);
 
-    // Calls `announce` before each candidate. Leaves the port open at the rate returned, closed if
-    // there is none. Once per search.
+    // Calls `announce` before each candidate. Leaves the port open at the baud rate returned, or
+    // closed if it returns none. Call it once per search.
     std::optional<int> run(const std::string &path, const std::function<void(int baud)> &announce);
 
-    // To be called by what runPendingEvents() runs: run() then opens nothing more, closes the port
-    // and returns without a rate.
+    // Call it from an event that runPendingEvents() processes. run() then opens the port no more,
+    // closes it and returns no baud rate.
     void cancel() { m_cancelled = true; }
     bool isCancelled() const { return m_cancelled; }
 
-    // Replaces every sleep, so that a test need not take its time. Before run().
+    // Replaces every sleep, so that tests are fast. Call it before run().
     void setSleeper(Sleeper sleeper);
 
 private:

@@ -4,6 +4,5 @@
 
 #include <QString>
 
-// One line about an exception that nobody caught, with a hint where the user can do something
-// about the cause.
+// One line about an uncaught exception, with a hint if the user can remove the cause.
 QString exceptionReport(const std::exception &error);

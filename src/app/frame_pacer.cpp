@@ -31,10 +31,10 @@ FramePacer::FramePacer(QWidget *window, Clock clock)
     window->installEventFilter(this);
 }
 
-// A window has at most one such request under way, and makes no other before it is delivered; so
-// the one swallowed here stands for all that follow until paintNow() delivers it. It is swallowed
-// only if the timer then runs: a request that is never delivered ends all painting. Hence one
-// reading of the clock, which cannot change between the decision and the interval.
+// A window has at most one UpdateRequest pending and posts no other before that one is delivered.
+// The request dropped here therefore stands for all further ones until paintNow() delivers it. It
+// is dropped only if the timer then runs: if a request is never delivered, the window stops
+// painting. The clock is read once, so that it cannot change between the decision and the interval.
 bool FramePacer::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched != m_window || event->type() != QEvent::UpdateRequest)

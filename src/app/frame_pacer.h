@@ -8,12 +8,12 @@
 
 class QWidget;
 
-// Limits a window to 60 frames a second, however often its contents change: whatever asks for a
-// repaint within a frame of the last one is painted together, once, when the frame is over.
+// Limits the repaints of a window to 60 Hz, however often its contents change. All repaints
+// requested within one frame of the last repaint are painted together when the frame ends.
 //
-// A window with a GL view in it is composed anew for every repaint of any part, a single label's
-// included; a thousand label texts a second would otherwise cost a thousand full windows.
-// The contents themselves are never held back. GUI thread only.
+// Qt composes a window with a GL view completely for every repaint of any part, even of one label.
+// A thousand new label texts a second would otherwise compose the whole window a thousand times.
+// The contents themselves are not delayed. GUI thread only.
 class FramePacer : public QObject
 {
     Q_OBJECT
@@ -24,7 +24,7 @@ public:
     using Clock = std::function<qint64()>;
     static qint64 steadyMs();
 
-    // Becomes a child of the window, which has to be a top-level one.
+    // The window becomes the parent; it must be a top-level window.
     explicit FramePacer(QWidget *window, Clock clock = steadyMs);
 
     bool eventFilter(QObject *watched, QEvent *event) override;

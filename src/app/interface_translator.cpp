@@ -4,7 +4,7 @@ using namespace Qt::StringLiterals;
 
 void InterfaceTranslator::loadQtTexts(const QString &code, const QString &folder)
 {
-    // A file that is missing is no error: the system may have been installed without it.
+    // A missing file is not an error: the system may not have it installed.
     static_cast<void>(m_qtTexts.load(folder + "/qtbase_"_L1 + code + ".qm"_L1));
 }
 

@@ -3,18 +3,18 @@
 #include <QLibraryInfo>
 #include <QTranslator>
 
-// The texts of one language: the program's, loaded with load(), and those that Qt shows by itself,
-// as on the buttons of a message box. One translator for both, so that a switch of the language is
-// one installation, and one event for every window.
+// The texts of one language: those of the program, loaded with load(), and those of Qt itself, for
+// example on the buttons of a message box. With one translator for both, a change of the language
+// takes one installation and one event per window.
 //
-// Load only while it is not installed: any thread may translate.
+// Load only while it is not installed, because any thread may translate.
 class InterfaceTranslator : public QTranslator
 {
 public:
     using QTranslator::QTranslator;
 
-    // Qt's catalogue of that language (a code as "tr"), from a folder of such catalogues. Without a
-    // readable file Qt's texts stay English, and those loaded before are given up.
+    // Loads Qt's catalogue of a language (`code` such as "tr") from a folder of catalogues. Without
+    // a readable file Qt's texts are English, and those loaded before are discarded.
     void loadQtTexts(const QString &code,
                      const QString &folder = QLibraryInfo::path(QLibraryInfo::TranslationsPath));
 

@@ -32,7 +32,7 @@ using namespace Qt::StringLiterals;
 namespace {
 
 constexpr QSize kLogoSize(60, 35);
-// The panel is as wide as four numbers of six digits need, and the pose takes what else there is.
+// The panel fits four numbers of six digits; the pose view gets the remaining width.
 const QList<int> kPaneWidths{520, 632};
 
 template <class Dialog, class... Arguments>
@@ -40,7 +40,7 @@ void runDialog(Arguments... arguments)
 {
     std::optional<Dialog> dialog;
     {
-        const BusyCursor busy; // the constructor asks the device
+        const BusyCursor busy; // the constructor queries the device
         dialog.emplace(arguments...);
     }
     dialog->exec();
@@ -78,12 +78,12 @@ MainWindow::~MainWindow()
     try {
         m_imu->disconnect();
     } catch (const std::exception &error) {
-        qWarning().noquote() << exceptionReport(error); // the process lets go of the port anyway
+        qWarning().noquote() << exceptionReport(error); // the port closes with the process anyway
     }
     m_ui.reset();
 }
 
-// At once, before any port is open: from now on opening one needs no thread to be started.
+// Starts the threads before any port is open, so that opening a port does not have to start one.
 void MainWindow::startDriver()
 {
     m_imu.reset(new imu(this));
@@ -113,8 +113,8 @@ void MainWindow::createViews()
         new Statistics(*m_imu, this);
 }
 
-// The device actions start enabled although nothing is connected: the warning explains more than a
-// grey entry would. A failed search or a disconnect greys them out.
+// The device actions start enabled although no device is connected, because the warning explains
+// more than a disabled entry does. A failed search or a disconnect disables them.
 void MainWindow::connectActions()
 {
     connect(m_ui->actionShowDeviceInfo_2, &QAction::triggered, this, &MainWindow::openDeviceInfo);
@@ -126,7 +126,7 @@ void MainWindow::connectActions()
     connect(m_ui->actionAboutDialog, &QAction::triggered, this,
             [this] { AboutDialog(this).exec(); });
     connect(m_ui->actionHelpDialog, &QAction::triggered, this, [this] { HelpDialog(this).exec(); });
-    // No menu has an entry for it.
+    // Ctrl+Q has no menu entry.
     connect(new QShortcut(Qt::CTRL | Qt::Key_Q, this), &QShortcut::activated, this,
             &MainWindow::close);
 }
@@ -170,8 +170,8 @@ void MainWindow::openMagnetoCalibration()
     });
 }
 
-// Nothing else uses the raw field, so it streams only while the dialog is open; what Close
-// puts back is the mask from before.
+// Only the calibration dialog uses the raw magnetic field, so the device streams it only while that
+// dialog is open. Its Close button restores the saved mask.
 void MainWindow::raiseOutputs()
 {
     const BusyCursor busy;
@@ -199,8 +199,8 @@ void MainWindow::warnNotConnected()
 
 // --- Data panel --------------------------------------------------------------------------------
 
-// Polling without pause takes each sample within microseconds. It is the thread that matters least
-// at any moment, so it lets the reader and the window go first.
+// Polling without pause takes each sample within microseconds. The thread has a low priority,
+// because the reader thread and the window are more urgent.
 void MainWindow::updateImuData()
 {
     becomeBackgroundThread("vornix-data");
@@ -208,8 +208,8 @@ void MainWindow::updateImuData()
         m_dataWorker->poll();
 }
 
-// Once a second the status row is rewritten from the connection flags, except that a running
-// search keeps its own messages on show.
+// Called once a second. Also sets the status row from the connection flags, except during a search,
+// whose own messages stay visible.
 void MainWindow::rateWrite(QString text)
 {
     m_ui->label_datarate->setText(text);
@@ -283,8 +283,8 @@ void MainWindow::slotLanguageChanged(QAction *action)
         loadLanguage(action->data().toString());
 }
 
-// A file that is missing or cannot be read is no error: the texts are then the English ones of the
-// source, which is also why English needs no file.
+// A missing or unreadable file is not an error: the texts are then the English ones in the source.
+// English therefore needs no file.
 void MainWindow::loadLanguage(const QString &code)
 {
     if (code == m_currentLanguage)

@@ -23,8 +23,8 @@ namespace Ui {
 class MainWindow;
 }
 
-// The program's one window: it owns the driver, finds and connects a device, and shows what the
-// device streams as numbers, plot and pose.
+// The main window. It owns the driver, finds and connects a device, and shows its samples as
+// numbers, plot and pose.
 //
 // Everything runs on the GUI thread except updateImuData(), the loop of the worker thread. That
 // thread never ends, so destroying the window ends the process through std::terminate.
@@ -50,16 +50,16 @@ signals:
 
 public slots:
     void on_actionScan_triggered();
-    // Closes the port that is open and searches for the device's baud rate on the one chosen, up to
-    // eleven seconds, with pending events running in between. During a search it returns at once,
-    // and the search goes on with the port chosen last. Errors of the port are put beside the
-    // status and leave as boost::system::system_error.
+    // Closes the open port and searches for the baud rate of the device on the port that the user
+    // chooses. A search takes up to 11 s and processes pending events. If a search is running
+    // already, this returns at once, and that search continues with the port chosen last. Errors of
+    // the port are shown with the status and thrown as boost::system::system_error.
     void on_actionConnect_2_triggered();
-    // Ends a search, too.
+    // Also ends a running search.
     void on_actionDisconnect_4_triggered();
 
-    // Modal; refused with a warning while no device is connected. Errors of the port are reported
-    // in a message box.
+    // Modal dialogs. If no device is connected, a warning is shown instead. Errors of the port are
+    // reported in a message box.
     void openDeviceInfo();
     void openSettings();
     void openMagnetoCalibration();
@@ -80,7 +80,7 @@ public slots:
 
 protected:
     void changeEvent(QEvent *event) override;
-    // Ends a search, so that the process can end.
+    // Ends a running search, so that the process can end.
     void closeEvent(QCloseEvent *event) override;
 
 private:
@@ -104,7 +104,7 @@ private:
     void warnNotConnected();
 
     void raiseOutputs();
-    // Runs a command; an error of the port is reported in a message box and goes no further.
+    // Runs a command. Reports an error of the port in a message box and does not throw it further.
     void reportingPortErrors(const std::function<void()> &command);
     void setPortError(const std::optional<PortError> &error);
     void showPortError();
@@ -115,7 +115,7 @@ private:
     RpyPlotter *m_rpyPlotter = nullptr;
     QString m_langPath;
 
-    // Shared with the worker thread. Declared before it, so that it never outlives what it touches.
+    // Shared with the worker thread. Declared before it, so that they are destroyed after it.
     TrialFlag m_dataReceived;
     std::unique_ptr<PanelWorker> m_dataWorker;
     std::thread m_dataThread;
@@ -124,9 +124,9 @@ private:
     std::uint16_t m_savedOutputs = 0;
     QStringList m_availablePorts;
     bool m_connected = false;
-    bool m_connecting = false;            // stays set after a port that cannot be opened
-    BaudSearch *m_search = nullptr;       // the one that runs
-    QString m_chosenPort;                 // to be searched next
+    bool m_connecting = false;            // stays true if the port cannot be opened
+    BaudSearch *m_search = nullptr;       // null if none runs
+    QString m_chosenPort;                 // to search next; empty if none
     std::optional<PortError> m_portError; // of the last search
     QString m_portPath;
     int m_baudRate = 0;

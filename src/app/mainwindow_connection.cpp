@@ -22,7 +22,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Every connection sets it, whatever the device was left with.
+// Set on every connection, because the device may have another value stored.
 constexpr float kZeroThreshold = 0.02F;
 
 } // namespace
@@ -59,8 +59,8 @@ void MainWindow::on_actionConnect_2_triggered()
     searchBaudRate("/dev/"_L1 + name);
 }
 
-// Searches do not nest: events run during a search, and one that is chosen there makes the running
-// one end first. The last choice wins.
+// Searches do not nest. A search processes events; if the user chooses another port meanwhile, the
+// running search ends first, and then the port chosen last is searched.
 void MainWindow::searchBaudRate(const QString &path)
 {
     m_chosenPort = path;
@@ -77,8 +77,8 @@ void MainWindow::searchBaudRate(const QString &path)
     }
 }
 
-// If the port cannot be opened the exception passes through, and m_connecting stays set: the status
-// keeps naming the port that failed instead of falling back to "Not connected" a second later.
+// If the port cannot be opened, the exception propagates and m_connecting stays true. The status
+// then keeps the name of the failed port instead of changing to "Not connected" a second later.
 void MainWindow::searchOn(const QString &path)
 {
     setPortError(std::nullopt);
@@ -98,7 +98,7 @@ void MainWindow::searchOn(const QString &path)
         noDeviceFound();
 }
 
-// The search then returns without touching the status, which is up to the caller.
+// The search then returns without changing the status; the caller sets it.
 void MainWindow::endSearch()
 {
     m_chosenPort.clear();
@@ -143,7 +143,7 @@ void MainWindow::setPortError(const std::optional<PortError> &error)
     showPortError();
 }
 
-// Beside the status, whose own text is that of the search.
+// Uses the tooltip and the accessible description, because the status text is that of the search.
 void MainWindow::showPortError()
 {
     const QString report = m_portError ? portErrorText(*m_portError) : QString();

@@ -39,7 +39,7 @@ void PanelWorker::poll()
     reportRate();
 }
 
-// Quaternions alone are the sign that a device streams.
+// Only a quaternion counts as proof that a device streams.
 void PanelWorker::forwardQuaternion()
 {
     const TrialFlag::Trial trial = m_sampleArrived.current();
@@ -65,8 +65,8 @@ void PanelWorker::forwardPressure()
         emit m_window.DataPressureWrite(sampleText(pressure));
 }
 
-// Quaternions are counted where they are decoded: on a busy machine this thread gets to see only
-// some of them. The driver's count runs on through all its connections.
+// Uses the count of the driver, because on a busy machine this thread misses some quaternions. That
+// count continues over all connections.
 void PanelWorker::reportRate()
 {
     if (!m_rateTimerStarted || m_rateTimer.elapsed() <= kRateWindowMs)

@@ -11,11 +11,11 @@ class MainWindow;
 class TrialFlag;
 class imu;
 
-// What the window's worker thread does in one turn of its loop: takes the driver's new samples,
-// emits their texts as signals of the window, and once a second the rate.
+// One iteration of the window's worker thread: takes new samples from the driver and emits their
+// texts as signals of the window. Once a second it also emits the sample rate.
 //
-// Constructed on the GUI thread before the worker starts; poll() is the worker's alone. Window,
-// driver and flag are borrowed.
+// Construct it on the GUI thread before the worker thread starts; only the worker thread calls
+// poll(). Window, driver and flag are borrowed.
 class PanelWorker
 {
     Q_DISABLE_COPY_MOVE(PanelWorker)
@@ -23,7 +23,7 @@ class PanelWorker
 public:
     PanelWorker(MainWindow &window, imu &driver, TrialFlag &sampleArrived);
 
-    // Once, from the GUI thread; no rate is reported before.
+    // Call it once, from the GUI thread. No rate is reported before.
     void startRateWindow();
     void poll();
 

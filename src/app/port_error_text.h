@@ -4,8 +4,7 @@
 
 #include <QString>
 
-// What an exception of the port says, in a form that can be kept: a copied system_error loses the
-// driver's text.
+// An error of the port that can be copied: a copied system_error loses the driver's text.
 struct PortError
 {
     boost::system::error_code code;

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-// How the data panel writes a sample: each number with up to six significant digits, in fixed or
-// exponent form whichever is shorter, joined by ", ". No unit is converted.
+// Text of a sample in the data panel: each number with up to six significant digits, in fixed or
+// exponent form, whichever is shorter, joined by ", ". No unit is converted.
 QString sampleText(std::span<const float> values);
 QString sampleText(float value);

@@ -7,10 +7,10 @@
 
 class imu;
 
-// Tells once a second on the debug stream what the driver has met on its lines, and how many of its
-// samples have reached the GUI thread and how many wait for it: for finding out where samples get
-// lost. Of use to developers only, so it exists only if the logging category "vornix.statistics"
-// is switched on, as with QT_LOGGING_RULES=vornix.statistics=true. GUI thread.
+// Writes to the debug stream once a second: the counts of the driver, the number of samples that
+// have reached the GUI thread, and the number that wait for it. Developers use it to find where
+// samples get lost. It exists only if the logging category "vornix.statistics" is enabled, for
+// example with QT_LOGGING_RULES=vornix.statistics=true. GUI thread.
 class Statistics : public QObject
 {
     Q_OBJECT
@@ -19,14 +19,14 @@ class Statistics : public QObject
 public:
     static bool isWanted();
 
-    // To be constructed after everything else that receives the driver's samples: a sample that is
-    // counted here has been dealt with there.
+    // Construct it after all other receivers of the driver's samples: these have then processed
+    // every sample that is counted here.
     Statistics(imu &driver, QObject *parent);
 
 private:
     void tell() const;
 
     const imu &m_driver;
-    std::atomic<std::uint64_t> m_posted{0}; // by the driver's reader
+    std::atomic<std::uint64_t> m_posted{0}; // increased by the reader thread
     std::uint64_t m_delivered = 0;
 };

@@ -1,7 +1,6 @@
 #pragma once
 
-// Lets the other threads of the program go first: the calling thread, nice 10, gets about a tenth
-// of a processor that somebody else wants, too, and all of one that nobody wants. Names it as well,
-// for debuggers and process viewers. A refusal by the system is ignored: the thread then competes
-// like any other.
+// Lowers the priority of the calling thread to nice 10. It then gets about a tenth of a processor
+// that another thread also needs, and all of an idle one. Also names the thread, for debuggers and
+// process viewers. If the system refuses, the priority stays as it is and no error is reported.
 void becomeBackgroundThread(const char *name);

@@ -3,12 +3,12 @@
 #include <atomic>
 #include <cstdint>
 
-// "A sample arrived during this trial": a flag between the thread that takes samples and the one
-// that tries out a baud rate.
+// Flag for "a sample arrived during this trial", shared by the thread that takes samples and the
+// thread that searches for a baud rate.
 //
-// clear() begins a new trial. The sampling thread notes current() before it asks for a sample and
-// hands it to set() with the sample it got, so a sample asked for in an earlier trial, however late
-// its report, never sets the flag of a later one. Lock-free; any thread.
+// clear() begins a new trial. The sampling thread reads current() before it requests a sample, and
+// passes that value to set() with the sample. A sample requested in an earlier trial therefore
+// never sets the flag of a later one, however late it is reported. Lock-free; any thread.
 class TrialFlag
 {
 public:

@@ -19,9 +19,9 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// More often than a screen reader can speak.
+// Shorter than a screen reader needs to read one value aloud.
 constexpr int kRenameIntervalMs = 100;
-// The class whose menus have these entries in Qt's own translations.
+// Translation context of these menu entries in Qt's own catalogues.
 constexpr const char *kQtTextControl = "QWidgetTextControl";
 
 QString menuText(const char *english)
@@ -36,7 +36,7 @@ ValueLabel::ValueLabel(QWidget *parent)
 {
     setTextFormat(Qt::PlainText);
     setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
-    setFocusPolicy(Qt::StrongFocus); // after the flags, which would keep Tab from reaching it
+    setFocusPolicy(Qt::StrongFocus); // after the flags, which would exclude it from Tab
     m_renameTimer.setSingleShot(true);
     connect(&m_renameTimer, &QTimer::timeout, this, &ValueLabel::rename);
 }
@@ -55,8 +55,8 @@ void ValueLabel::showValue(const QString &text)
 
 // --- Size and painting -------------------------------------------------------------------------
 
-// All of it without the label's text document, which costs more than the rest of the panel when it
-// is laid out a thousand times a second.
+// This code avoids the label's text document: laid out a thousand times a second, it costs more
+// than the rest of the panel.
 
 QSize ValueLabel::sizeHint() const
 {
@@ -95,7 +95,7 @@ void ValueLabel::paintText(QPainter &painter, const QString &text) const
                           isEnabled(), text, foregroundRole());
 }
 
-// The ellipsis stands for everything behind it.
+// Highlights the ellipsis if any of the hidden text is selected.
 void ValueLabel::paintSelection(QPainter &painter, const QString &text) const
 {
     const int length = static_cast<int>(text.size());
@@ -120,7 +120,7 @@ void ValueLabel::paintSelection(QPainter &painter, const QString &text) const
 
 // --- Selecting and copying ---------------------------------------------------------------------
 
-// Whatever ended a selection came as an event.
+// Shows the pending text here, because every selection is ended by an event.
 bool ValueLabel::event(QEvent *event)
 {
     if (event->type() == QEvent::ToolTip && shownText() != text()) {
@@ -128,7 +128,7 @@ bool ValueLabel::event(QEvent *event)
         return true;
     }
     if (event->type() == QEvent::WindowDeactivate)
-        m_pressed = false; // the release may go to the window that opened
+        m_pressed = false; // the new window may get the release
     const bool done = QLabel::event(event);
     if (m_pending && !isHeld())
         showPending();
@@ -141,7 +141,8 @@ void ValueLabel::showPending()
     showValue(text);
 }
 
-// A text that moved away under the pointer could not be selected.
+// Holds the text while the button is pressed, because a text that changes under the pointer cannot
+// be selected.
 void ValueLabel::mousePressEvent(QMouseEvent *event)
 {
     m_pressed = m_pressed || event->button() == Qt::LeftButton;
@@ -179,14 +180,14 @@ void ValueLabel::contextMenuEvent(QContextMenuEvent *event)
 
 void ValueLabel::selectAll()
 {
-    setFocus(Qt::OtherFocusReason); // without it nothing would end the selection
+    setFocus(Qt::OtherFocusReason); // without focus no event ends the selection
     setSelection(0, static_cast<int>(text().size()));
 }
 
 // --- Screen readers ----------------------------------------------------------------------------
 
-// A label without an accessible name is called by its text, and screen readers are notified of each
-// new one. So the text is set as the name, less often.
+// Screen readers use the text of a label without an accessible name and are notified of every
+// change. The text is therefore also set as the name, less often.
 
 void ValueLabel::renameSoon()
 {
@@ -213,7 +214,7 @@ void ValueLabel::resizeEvent(QResizeEvent *event)
     renameSoon();
 }
 
-// The form has just set its own text, whatever was selected.
+// The form has just replaced the text, even if some of it was selected.
 void ValueLabel::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::LanguageChange) {

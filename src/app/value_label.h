@@ -8,13 +8,12 @@
 
 class QPainter;
 
-// A line of live numbers. Where there is no space for all of them it ends in an ellipsis and has
-// the whole line as tooltip: a number that was merely cut off would look like another number. Gives
-// way to its caption.
+// A line of live numbers. If they do not fit, the line ends in an ellipsis and the tooltip shows
+// all of it: a number that is only cut off would look like another number. The label shrinks before
+// its caption does.
 //
-// The line can be selected and copied, with the mouse, with the keyboard and from a context menu.
-// While any of it is selected the text does not change. Its accessible name is the text, at most a
-// tenth of a second old.
+// The user can select and copy the line with the mouse, the keyboard and a context menu. While any
+// of it is selected, the text does not change. Its accessible name is the text, at most 0.1 s old.
 class ValueLabel : public QLabel
 {
     Q_OBJECT
@@ -24,12 +23,12 @@ public:
     explicit ValueLabel(QWidget *parent = nullptr);
     ~ValueLabel() override;
 
-    // Sets the text; while something is selected, as soon as nothing is.
+    // Sets the text. While something is selected, the change waits until the selection ends.
     void showValue(const QString &text);
 
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override;
-    // What is to be seen: the text, or as much of it as fits.
+    // The visible text: the whole text, or the part that fits and an ellipsis.
     QString shownText() const;
 
 protected:
@@ -53,7 +52,7 @@ private:
     void paintSelection(QPainter &painter, const QString &text) const;
 
     bool m_pressed = false;
-    std::optional<QString> m_pending; // the newest text that came while it was held
+    std::optional<QString> m_pending; // newest text set while isHeld()
     QTimer m_renameTimer;
     QElapsedTimer m_sinceRenamed;
 };
