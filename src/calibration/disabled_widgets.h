@@ -5,9 +5,9 @@
 
 #include <QWidget>
 
-// Keeps widgets disabled for its lifetime; those that are disabled anyway stay so afterwards. If
-// one of them has the focus, another widget has it meanwhile: Qt's own choice can be a button,
-// which the next press of a key would click. GUI thread only.
+// Disables widgets for its lifetime. Widgets that were disabled before stay disabled afterwards. If
+// one of them has the focus, `standIn` gets it meanwhile: Qt could otherwise move the focus to a
+// button, which the next key press would click. GUI thread only.
 class DisabledWidgets
 {
     Q_DISABLE_COPY_MOVE(DisabledWidgets)

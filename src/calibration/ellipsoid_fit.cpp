@@ -18,12 +18,13 @@ constexpr Eigen::Index kParameters = 9;
 
 using Columns = Eigen::Array<float, Eigen::Dynamic, 3>;
 using Jacobian = Eigen::Matrix<float, Eigen::Dynamic, kParameters>;
-// Sized at run time for the solver's sake, but never on the heap.
+// Dynamic size, as the solver needs it; the fixed maximum avoids heap allocation.
 using NormalMatrix =
     Eigen::Matrix<float, Eigen::Dynamic, Eigen::Dynamic, 0, kParameters, kParameters>;
 using Parameters = Eigen::Matrix<float, kParameters, 1>;
 
-// An axis without extent is taken as very stiff; dividing by its square would not do.
+// An axis without extent gets a large fixed stiffness, because dividing by the square of a range
+// near 0 would overflow.
 float stiffness(float halfRange)
 {
     return halfRange < kFlatHalfRange ? kFlatStiffness : 1.0f / (halfRange * halfRange);
@@ -43,7 +44,7 @@ Fit boundingBoxGuess(const Samples &samples)
     return {halfRange.unaryExpr(&stiffness).asDiagonal(), (high + low) * 0.5f, 0};
 }
 
-// The samples and everything one iteration needs of their size, allocated once for all of them.
+// Holds the samples and the buffers of one iteration, allocated once for all iterations.
 class GaussNewton
 {
 public:
@@ -59,7 +60,7 @@ public:
                 Eigen::Array3f::Map(samples[static_cast<std::size_t>(i)].data()).transpose();
     }
 
-    // The change of the nine parameters that the linearised problem asks for.
+    // Returns the change of the nine parameters that solves the linearised problem.
     Parameters step(const Fit &fit)
     {
         m_offsets = m_samples.rowwise() - fit.centre.transpose().array();
@@ -97,8 +98,8 @@ private:
             columns.col(6 + axis) = -2.0f * (a(axis, 0) * dx + a(axis, 1) * dy + a(axis, 2) * dz);
     }
 
-    // Only the lower triangle, the half that the solver reads: a dot product per entry beats the
-    // general product, which computes both.
+    // Fills only the lower triangle, the half that the solver reads. One dot product per entry is
+    // faster than the general product, which computes both halves.
     void fillNormalMatrix()
     {
         for (Eigen::Index row = 0; row < kParameters; ++row) {
@@ -142,7 +143,7 @@ Fit fit(const Samples &samples)
     bool converged = false;
     while (!converged && result.iterations < kMaxIterations) {
         const Parameters delta = problem.step(result);
-        // Kept even when it ends the search: by now it is computed and can only help.
+        // Applies the last step too: it is already computed and can only improve the result.
         applyStep(delta, result);
         ++result.iterations;
         converged = delta.norm() < kSmallestStep;

@@ -1,7 +1,7 @@
 #pragma once
 
-// The ellipsoid behind raw magnetometer readings, and the correction that maps it onto the unit
-// sphere. Single precision throughout. Pure: any thread, no lock.
+// Fits an ellipsoid to raw magnetometer readings and derives the correction that maps it onto the
+// unit sphere. Single precision throughout. Pure: any thread, no lock.
 
 #include <array>
 #include <vector>
@@ -13,7 +13,7 @@ namespace ellipsoid {
 using Sample = std::array<float, 3>; // x, y, z of a raw reading, in the device's units
 using Samples = std::vector<Sample>;
 
-// An axis along which the readings reach less far to each side is taken as one without extent.
+// An axis along which half the range of the readings is smaller counts as one without extent.
 inline constexpr float kFlatHalfRange = 0.001f;
 
 // A reading p lies on the ellipsoid when (p - centre)^T shape (p - centre) = 1.
@@ -24,7 +24,7 @@ struct Fit
     int iterations; // 1 to 15
 };
 
-// A corrected reading is matrix (p - bias); of length 1 for a reading on the ellipsoid.
+// A corrected reading is matrix (p - bias). Its length is 1 for a reading on the ellipsoid.
 struct Correction
 {
     Eigen::Vector3f bias = Eigen::Vector3f::Zero();
@@ -34,12 +34,12 @@ struct Correction
     {
         return matrix * (Eigen::Vector3f::Map(reading.data()) - bias);
     }
-    // How far the ellipsoid reaches along each axis, were it not tilted.
+    // Half axes of the ellipsoid along x, y and z; exact only if it is not tilted.
     Eigen::Vector3f scale() const { return matrix.diagonal().cwiseInverse(); }
 };
 
-// Least squares by Gauss-Newton from the bounding box of the samples. Always gives a result: a
-// flat or empty set is kept solvable by a small ridge, and what is not finite stays not finite.
+// Least squares by Gauss-Newton from the bounding box of the samples. Always returns a result: a
+// small ridge keeps a flat or empty set solvable, and values that are not finite stay not finite.
 Fit fit(const Samples &samples);
 
 // The Cholesky factor U of the shape, shape = U^T U, with the centre as bias.

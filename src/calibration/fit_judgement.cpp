@@ -9,8 +9,8 @@ namespace ellipsoid {
 
 namespace {
 
-// Samples all over the sphere give 0.13, over half of it 0.003, over a quarter 0.0001. With less
-// than the limit, noise of 0.3 % of the radius makes half axes come out twice as long.
+// Samples over the whole sphere give 0.13, over half of it 0.003, over a quarter 0.0001. Below the
+// limit, noise of 0.3 % of the radius can double the half axes of the fit.
 constexpr double kLeastEigenvalue = 1e-5;
 
 using Parameters = Eigen::Matrix<double, 9, 1>;
@@ -28,7 +28,8 @@ bool isAnEllipsoid(const Eigen::Matrix3f &shape, const Correction &correction)
            Eigen::LLT<Eigen::Matrix3f>(shape).info() == Eigen::Success;
 }
 
-// The fit puts a fixed, very stiff axis in the place of one without extent.
+// For an axis without extent the fit uses a fixed, very stiff one, which the samples do not
+// determine.
 bool hasAxisWithoutExtent(const Samples &samples)
 {
     for (std::size_t axis = 0; axis < 3; ++axis) {
@@ -41,9 +42,9 @@ bool hasAxisWithoutExtent(const Samples &samples)
     return false;
 }
 
-// How firmly the corrected samples hold each of the nine parameters: what one sample says about
-// them, summed over all. On the unit sphere this depends on directions alone, not on the units or
-// the shape of the raw readings.
+// Smallest eigenvalue of the normal matrix of the nine parameters, averaged over the corrected
+// samples. It measures how well the samples determine all parameters. On the unit sphere it depends
+// on directions alone, not on the units or the shape of the raw readings.
 double leastEigenvalue(const Samples &samples, const Correction &correction)
 {
     NormalMatrix normal = NormalMatrix::Zero();

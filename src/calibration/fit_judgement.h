@@ -1,7 +1,7 @@
 #pragma once
 
-// Whether readings determine an ellipsoid at all. The deviation cannot tell: readings of a device
-// that lies still fit every ellipsoid through one point. Pure: any thread, no lock.
+// Decides whether readings determine an ellipsoid. The deviation does not show this: readings of a
+// device at rest fit every ellipsoid through one point. Pure: any thread, no lock.
 
 #include "calibration/ellipsoid_fit.h"
 
@@ -18,7 +18,8 @@ enum class Judgement {
     TooFewDirections, // another ellipsoid fits as well: equal readings, a line, a ring
 };
 
-// Judges the fit to these samples and the correction derived from it. The first that applies.
+// Judges the fit to these samples and the correction derived from it. Returns the first problem
+// that applies, in the order of the enum, otherwise Determined.
 Judgement judge(const Samples &samples, const Eigen::Matrix3f &shape, const Correction &correction);
 
 } // namespace ellipsoid

@@ -25,11 +25,11 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr auto kSamplePeriod = 200ms;
-// Up to here an ellipsoid says nothing, and none is shown.
+// With this number of samples or fewer, a fit is meaningless and no corrected points are shown.
 constexpr std::size_t kTooFewSamples = 20;
 constexpr unsigned int kBlockSize = 128;
 
-// A port that breaks down is one more way for a command to fail: false, 0 or nothing.
+// Returns the result of a command, or false, 0 or an empty value if the port fails.
 template <typename Command>
 auto valueOrNone(Command command) -> decltype(command())
 {
@@ -41,8 +41,9 @@ auto valueOrNone(Command command) -> decltype(command())
     }
 }
 
-// The second number of a request for the stored points. The device takes a whole block by its
-// bounds, and what is left by its size without the 32 spare bytes that end a block.
+// The second number of a request for the stored points. For a full block the device expects the end
+// offset. For the remaining bytes it expects their number without the 32 spare bytes that end a
+// block.
 unsigned int secondNumber(unsigned int offset, unsigned int total)
 {
     return total - offset >= kBlockSize ? offset + kBlockSize : total - offset - 32;
@@ -226,7 +227,8 @@ QString MagnetoCalibrationDialog::qualityLabel(float stdNorm)
     return tr("Bad");
 }
 
-// The word above it judges the deviation, which is as small where many ellipsoids fit.
+// The rating logged before this uses only the deviation, which is just as small if many ellipsoids
+// fit.
 void MagnetoCalibrationDialog::warnOfUndeterminedFit()
 {
     switch (ellipsoid::judge(m_samples, m_ellipsoid, m_correction)) {
@@ -253,7 +255,7 @@ void MagnetoCalibrationDialog::warnOfUndeterminedFit()
 
 void MagnetoCalibrationDialog::on_pushButton_clicked()
 {
-    // While a download lets the window handle events, a click could come here again.
+    // A download processes events, so another click could call this again.
     if (!m_device || m_collecting || m_keepLoading)
         return;
     const BusyCursor busy;
@@ -261,7 +263,7 @@ void MagnetoCalibrationDialog::on_pushButton_clicked()
     m_keepLoading = true;
     valueOrNone([this] { return m_device->loadSettings(); });
     m_maskAfterLoad = m_device->getOutputs();
-    // Silence on the line while the blocks come in.
+    // Stops streaming while the blocks are read.
     valueOrNone([this] { return m_device->setOutputs(0); });
     loadStoredPoints();
     if (const auto mask = std::exchange(m_maskAfterLoad, std::nullopt))
@@ -283,10 +285,10 @@ void MagnetoCalibrationDialog::loadStoredPoints()
     stopCalibration();
 }
 
-// A block that cannot be read is left out: the points of the others still make an ellipsoid.
+// Leaves out blocks that cannot be read: the points of the others still determine an ellipsoid.
 std::vector<float> MagnetoCalibrationDialog::readStoredFloats(unsigned int total)
 {
-    // A second load, or a command, would run in the middle of this one. Close remains.
+    // A second load or another command would run inside this one. The Close button stays enabled.
     const DisabledWidgets disabled({m_ui->push_start_calib, m_ui->push_stop_calib, m_ui->pushButton,
                                     m_ui->push_apply_calib, m_ui->push_save_device},
                                    m_ui->plainTextEdit);
@@ -300,8 +302,8 @@ std::vector<float> MagnetoCalibrationDialog::readStoredFloats(unsigned int total
         log(tr("Reading block %1").arg(offset));
         if (block.empty())
             log(tr(" Read failed"));
-        // Repaints the log, and lets the dialog be closed: the size is the device's word, and can
-        // be hours of blocks.
+        // Repaints the log and lets the user close the dialog: the device states the size, and
+        // reading that many blocks can take hours.
         QCoreApplication::processEvents();
     }
     return floats;
@@ -311,7 +313,8 @@ void MagnetoCalibrationDialog::applyCalibration()
 {
     Eigen::Vector3f bias = -m_correction.bias;
     Eigen::Matrix3f matrix = m_correction.matrix;
-    // The driver repeats itself until the echo equals what it sent, and NaN equals nothing.
+    // Refuses values that are not finite: the driver retries until the echo equals what it sent,
+    // and NaN never equals anything.
     const bool applied =
         m_device && bias.allFinite() && matrix.allFinite() && valueOrNone([&] {
             const BusyCursor busy;
@@ -321,7 +324,7 @@ void MagnetoCalibrationDialog::applyCalibration()
     m_ui->push_save_device->setEnabled(applied);
 }
 
-// The matrix row by row, as it is read; it is sent column by column.
+// Lists the matrix row by row; it is sent column by column.
 QString MagnetoCalibrationDialog::appliedText(const Eigen::Vector3f &bias) const
 {
     QString text = tr("Applied calibration: Bias = [%1, %2, %3], "
@@ -355,7 +358,7 @@ void MagnetoCalibrationDialog::onCloseClicked()
     close();
 }
 
-// Close, Escape and the title bar all come here.
+// Close, Escape and the title bar all call this.
 void MagnetoCalibrationDialog::done(int result)
 {
     m_keepLoading = false;

@@ -18,12 +18,12 @@ class imu;
 // Collects raw magnetometer readings while the user turns the device, or loads the points stored in
 // it, fits an ellipsoid, shows how good the fit is, and writes the correction to the device.
 //
-// The caller has switched the device's raw output on and passes the outputs mask as it was before.
-// Only the Close button restores it; Escape and the title bar leave it. Each of the three also ends
-// a download between two blocks.
+// The caller switches the device's raw output on beforehand and passes the previous outputs mask.
+// Only the Close button restores that mask; Escape and the title bar do not. Each of the three also
+// ends a download between two blocks.
 //
-// GUI thread only. Device commands block the window until the device has answered; one that fails,
-// also by an error of the port, is reported in the log and nowhere else.
+// GUI thread only. Device commands block the window until the device answers. A command that fails,
+// also by an error of the port, is reported in the dialog's log only, never in a message box.
 class MagnetoCalibrationDialog : public QDialog
 {
     Q_OBJECT
@@ -42,7 +42,7 @@ public:
     void computeQualityMetrics(const std::vector<std::array<float, 3>> &samples,
                                const Eigen::Vector3f &bias, const Eigen::Matrix3f &correction,
                                float &avgNorm, float &stdNorm);
-    // One word on a standard deviation.
+    // One-word rating of a standard deviation.
     static QString qualityLabel(float stdNorm);
 
 signals:
@@ -78,7 +78,7 @@ private:
     unsigned short m_prevMask;
     bool m_collecting = false;
     bool m_keepLoading = false; // false as soon as the dialog closes
-    // What the outputs are set to when a load ends; none if something else was chosen meanwhile.
+    // Outputs mask to set when a load ends; none if Close has set the outputs meanwhile.
     std::optional<unsigned short> m_maskAfterLoad;
     std::vector<std::array<float, 3>> m_samples;
 
@@ -86,5 +86,5 @@ private:
     Eigen::Matrix3f m_ellipsoid = Eigen::Matrix3f::Identity();
     ellipsoid::Correction m_correction;
     Eigen::Vector3f m_scale = Eigen::Vector3f::Ones();
-    std::optional<float> m_deviationShown; // what the word in the results panel judges
+    std::optional<float> m_deviationShown; // the deviation that the results panel rates
 };

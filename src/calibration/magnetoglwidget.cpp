@@ -25,7 +25,7 @@ MagnetoGLWidget::~MagnetoGLWidget() = default;
 void MagnetoGLWidget::setSamples(const std::vector<QVector3D> &raw,
                                  const std::vector<QVector3D> &corrected)
 {
-    // Copied first: what is passed may be a set that this widget already shows.
+    // Copies first, because an argument may be one of the sets of this widget.
     std::vector<QVector3D> newRaw = raw;
     m_corrected = corrected;
     m_raw = std::move(newRaw);
@@ -42,7 +42,7 @@ void MagnetoGLWidget::paintGL()
 {
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);
     applyCamera();
-    // For every frame: the window may have come to a screen of another scale.
+    // Set for every frame, because the window may have moved to a screen with another scale.
     setLineWidth(1.0F);
     setPointSize(kPointSize);
     glColor3f(1.0F, 1.0F, 1.0F);

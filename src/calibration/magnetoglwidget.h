@@ -6,9 +6,9 @@
 
 #include "views/orbitglwidget.h"
 
-// Magnetometer readings around a wire unit sphere: raw ones in red, corrected ones in blue, in the
-// units of the sphere's radius. A good correction brings the blue ones onto the sphere. GUI thread
-// only.
+// Draws magnetometer readings around a wireframe unit sphere: raw ones in red, corrected ones in
+// blue. Their unit is the radius of the sphere. After a good correction the blue points lie on the
+// sphere. GUI thread only.
 class MagnetoGLWidget : public OrbitGLWidget
 {
     Q_OBJECT
@@ -28,8 +28,8 @@ protected:
     void initializeGL() override;
     void paintGL() override;
 
-    // Bands of latitude as two rings each, of `longs` vertices: inner rings are drawn twice, the
-    // poles are rings of radius 0. No meridians.
+    // Draws bands of latitude as two rings each, of `longs` vertices: inner rings are drawn twice,
+    // and the poles are rings of radius 0. No meridians.
     void drawUnitSphere(int lats, int longs);
 
 private:

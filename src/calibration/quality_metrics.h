@@ -1,6 +1,6 @@
 #pragma once
 
-// How well a correction brings raw readings onto the unit sphere. Pure: any thread, no lock.
+// Measures how well a correction maps raw readings onto the unit sphere. Pure: any thread, no lock.
 
 #include "calibration/ellipsoid_fit.h"
 
@@ -16,7 +16,7 @@ QualityMetrics qualityMetrics(const Samples &samples, const Correction &correcti
 
 enum class Verdict { Good, Acceptable, Bad };
 
-// Judged on the deviation alone: the mean of a good fit is 1 anyway. NaN is bad.
+// Uses only the deviation, because the mean of a good fit is always 1. NaN is bad.
 Verdict verdictOn(float deviation);
 
 } // namespace ellipsoid
