@@ -17,7 +17,8 @@ float unwrapped(float angleDeg, float previousDeg)
 
 namespace {
 
-// In lanes, as a comparison that waits for the one before it would take most of the time.
+// Compares in independent lanes: a single chain, in which each comparison waits for the previous
+// one, would take most of the time.
 float largestMagnitude(std::span<const float> samples, float floor)
 {
     constexpr std::size_t kLanes = 16;

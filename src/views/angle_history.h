@@ -5,9 +5,9 @@
 
 #include <QList>
 
-// The last samples of roll, pitch and yaw in degrees, unwrapped so that a curve crossing +-180
-// runs on. Every buffer holds exactly capacity() values, of which the first count() are samples;
-// the rest are 0. Appending does not allocate.
+// The last samples of roll, pitch and yaw in degrees, unwrapped so that a curve is continuous where
+// it crosses +-180. Every buffer holds exactly capacity() values, of which the first count() are
+// samples; the rest are 0. Appending does not allocate.
 class AngleHistory
 {
 public:
@@ -36,6 +36,6 @@ private:
     std::array<QList<float>, kSeries> m_buffers;
 };
 
-// `angleDeg`, moved by one turn if that brings it at least as near to `previousDeg`. Halfway
-// counts as nearer, and so does a distance that is not a number: NaN must not stop a plot.
+// Returns `angleDeg`, moved by one turn if that brings it at least as near to `previousDeg`. An
+// equal distance counts as nearer, and so does a NaN distance, because NaN must not stop a plot.
 float unwrapped(float angleDeg, float previousDeg);

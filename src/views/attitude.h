@@ -10,6 +10,6 @@ struct RollPitchYaw
 };
 
 // The attitude of the quaternion (x, y, z, w), scalar last, normalised first. Single precision up
-// to the arc tangents. Nothing is clamped: where rounding carries sin(pitch) past 1, pitch is NaN.
-// A null quaternion has no attitude; callers keep it out. Pure: any thread.
+// to the arc tangents. Nothing is clamped: if rounding makes sin(pitch) exceed 1, pitch is NaN. A
+// null quaternion has no attitude; callers must not pass one. Pure: any thread.
 RollPitchYaw rollPitchYaw(float x, float y, float z, float w);

@@ -7,12 +7,12 @@
 
 namespace {
 
-// A key press orbits as a drag over so many pixels does: 3.5 degrees.
+// A key press orbits like a drag over this many pixels: 3.5 degrees.
 constexpr int kOrbitStep = 10;
 constexpr int kWheelNotch = 120;
 
-// The default format may have been set to a core profile, in which the fixed pipeline is absent.
-// Asked for 2.1, a driver answers with the newest version that still has it.
+// The default format may be a core profile, which lacks the fixed pipeline. If version 2.1 is
+// requested, a driver returns the newest version that still has it.
 QSurfaceFormat fixedPipelineFormat()
 {
     QSurfaceFormat format = QSurfaceFormat::defaultFormat();
@@ -90,7 +90,8 @@ void OrbitGLWidget::wheelEvent(QWheelEvent *event)
     event->accept();
 }
 
-// Ctrl, Alt and Meta make a shortcut of the window out of a key; plus may need Shift.
+// Leaves keys with Ctrl, Alt or Meta to the shortcuts of the window. Allows Shift, because plus may
+// need it.
 void OrbitGLWidget::keyPressEvent(QKeyEvent *event)
 {
     const bool isShortcut =
@@ -103,7 +104,7 @@ void OrbitGLWidget::keyPressEvent(QKeyEvent *event)
     event->accept();
 }
 
-// False for a key without a meaning here.
+// Returns false for a key that has no function here.
 bool OrbitGLWidget::moveCamera(int key)
 {
     switch (key) {

@@ -6,14 +6,15 @@
 
 #include "views/orbit_camera.h"
 
-// What the 3D views share: the orbit camera with its mouse and wheel bindings, the floor grid and
-// the axis triad. Draws with the fixed-function pipeline, for which it asks a compatibility
-// context. GUI thread only; applyCamera() and the draw functions need the widget's context
-// current, that is inside paintGL(). A subclass paints: clear, applyCamera(), its scene.
+// Base class of the 3D views: the orbit camera with its mouse and wheel bindings, the floor grid
+// and the axis triad. Draws with the fixed-function pipeline and requests a compatibility context
+// for it. GUI thread only. Call applyCamera() and the draw functions with the widget's context
+// current, that is, inside paintGL(). A subclass implements paintGL(): clear, applyCamera(), draw
+// the scene.
 //
-// Left button orbits (and wins over the right one), right button pans, the wheel zooms. With the
-// keyboard focus, which Tab and a click give, the arrow keys orbit, plus and minus zoom and Home
-// returns to the first view.
+// The left button orbits and takes precedence over the right one, the right button pans, the wheel
+// zooms. With the keyboard focus, which Tab or a click gives, the arrow keys orbit, plus and minus
+// zoom and Home returns to the first view.
 class OrbitGLWidget : public QOpenGLWidget, protected QOpenGLFunctions
 {
     Q_OBJECT
@@ -38,8 +39,7 @@ protected:
     void keyPressEvent(QKeyEvent *event) override;
     void changeEvent(QEvent *event) override;
 
-    // Widths in pixels of the widget; GL itself counts those of the screen, which are smaller on a
-    // screen that is scaled.
+    // Sizes in widget pixels. GL itself uses screen pixels, which are smaller on a scaled screen.
     void setLineWidth(float width);
     void setPointSize(float size);
 

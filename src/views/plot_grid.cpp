@@ -10,7 +10,7 @@ constexpr int kVerticalMajorStep = 100;
 constexpr int kSmallestStep = 10;
 constexpr float kHorizontalLines = 12.0F;
 constexpr int kMostHorizontalLines = 24; // as the step is rounded down, and one more each way
-constexpr float kLargestRange = 1e9F;    // below it every line is an int, doubled too
+constexpr float kLargestRange = 1e9F;    // up to it, twice a line's y fits an int
 
 void addLine(QPainterPath &path, QPointF from, QPointF to)
 {
@@ -28,7 +28,7 @@ void addVerticalLines(PlotGrid &grid, const PlotRange &range)
 
 void addHorizontalLines(PlotGrid &grid, const PlotRange &range)
 {
-    // Written so that a NaN is refused, too.
+    // Negated, so that NaN is refused, too.
     if (!(range.yMin >= -kLargestRange && range.yMax <= kLargestRange))
         return;
     const int step = horizontalStep(range.yMin, range.yMax);

@@ -57,7 +57,7 @@ void GridItem::paintTogetherWith(GridItem *upper)
 void GridItem::setLines(const QPainterPath &lines, const QRectF &bounds)
 {
     setBounds(bounds);
-    setPath(QPainterPath()); // spares a comparison, line by line, that would end in "different"
+    setPath(QPainterPath()); // avoids comparing the old and new lines one by one
     setPath(lines);
     (m_lower ? m_lower : this)->m_lastPaint.reset();
 }
@@ -92,8 +92,8 @@ bool GridItem::isInLowerPicture() const
     return m_lower && m_lower->isVisible() && m_lower->m_pictureShown;
 }
 
-// Nothing where a picture would not be the same pixels: on paper, at a ratio at which it would be
-// scaled, over a background that shows through.
+// Returns none if a picture would not give the same pixels: when printing, at a fractional pixel
+// ratio, at which it would be scaled, or over a translucent background.
 std::optional<GridItem::Conditions> GridItem::conditions(const QPainter &painter,
                                                          const QWidget *widget)
 {
@@ -126,8 +126,8 @@ QPixmap GridItem::picture() const
 void SeriesItem::setSamples(std::span<const float> samples, const QRectF &bounds)
 {
     setBounds(bounds);
-    // Let go of the old path first: ours is then the only one left, is rebuilt in its own memory,
-    // and the item does not compare two paths vertex by vertex to find that they differ.
+    // Drops the old path first: m_samples then has the only copy and rebuilds it in the same
+    // memory, and the item does not compare two different paths vertex by vertex.
     setPath(QPainterPath());
     if (!samples.empty())
         setPath(m_samples.update(samples));

@@ -14,9 +14,9 @@
 
 #include "views/scrolling_path.h"
 
-// A cosmetic pen's width counts pixels of the device, which are smaller on a screen that is scaled.
-// The items of the plot mean pixels of the widget, as everything beside the plot does: they keep
-// the pen as it was set and paint with this one.
+// Returns `pen` with its width converted from widget pixels to device pixels, which are smaller on
+// a scaled screen. A cosmetic pen counts device pixels, but the items of the plot use widget
+// pixels, like all widgets: they keep the pen as it was set and paint with this one.
 QPen widgetPen(const QPen &pen, const QPainter &painter);
 
 class PlotRectItem : public QGraphicsRectItem
@@ -35,8 +35,8 @@ public:
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 };
 
-// A path item that is told its bounds. The stock item finds them by stroking the whole path with
-// its pen, at every change: more work than everything else a sample costs.
+// A path item whose bounds the caller sets. QGraphicsPathItem computes them at every change by
+// stroking the whole path with its pen, which costs more than all other work for a sample.
 class BoundedPathItem : public QGraphicsPathItem
 {
 public:
@@ -47,15 +47,15 @@ public:
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
 protected:
-    // `bounds` encloses the path; room for the pen is added here.
+    // `bounds` encloses the path; this function adds the margin for the pen.
     void setBounds(const QRectF &bounds);
 
 private:
     QRectF m_bounds;
 };
 
-// Lines that rarely change. Two of them, the lower one told of the upper, are painted from one
-// opaque picture, with the view's background, once a view has shown them unchanged.
+// Lines that rarely change. Two items linked by paintTogetherWith() are painted from one opaque
+// picture, which includes the view's background, once a view has shown them unchanged.
 class GridItem : public BoundedPathItem
 {
 public:
@@ -87,7 +87,7 @@ private:
 
     GridItem *m_upper = nullptr;
     GridItem *m_lower = nullptr;
-    // Of the lower item; a change of either item's lines resets the first.
+    // Used in the lower item only. A change of either item's lines resets m_lastPaint.
     std::optional<Conditions> m_lastPaint;
     bool m_pictureShown = false;
     QPixmap m_picture;
@@ -105,5 +105,5 @@ public:
 
 private:
     ScrollingPath m_samples;
-    QPolygonF m_points; // scratch, kept for its memory
+    QPolygonF m_points; // scratch, kept to avoid allocation
 };

@@ -29,7 +29,8 @@ void drawPolylineInStrips(QPainter &painter, const QPolygonF &points)
     if (points.isEmpty())
         return;
     const auto before = [](const QPointF &point, qreal x) { return point.x() < x; };
-    // What the pen reaches beyond a vertex; two vertices more carry the joins at the cut.
+    // Distance that the pen extends beyond a vertex. Two more vertices provide the joins at the
+    // cut.
     const qreal reach = painter.pen().widthF() + 1.0;
     const int firstStrip = static_cast<int>(std::floor((points.first().x() - reach) / kStripWidth));
     const int lastStrip = static_cast<int>(std::floor((points.last().x() + reach) / kStripWidth));

@@ -53,8 +53,8 @@ void PoseGLWidget::setPose(float /*x*/, float /*y*/, float /*z*/, float rollDeg,
     update();
 }
 
-// The text painter leaves the depth test off, so from the second frame on the order of drawing
-// decides: axes and arcs stay whole where they lie in the plane of the grid.
+// The text painter leaves the depth test disabled, so from the second frame on the order of drawing
+// decides: axes and arcs stay visible where they lie in the plane of the grid.
 void PoseGLWidget::paintGL()
 {
     glClear(GL_COLOR_BUFFER_BIT | GL_DEPTH_BUFFER_BIT);

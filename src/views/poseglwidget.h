@@ -8,7 +8,7 @@
 class QColor;
 
 // The attitude of the device in 3D: floor grid and world axes, the body axes turned by roll, pitch
-// and yaw, an arc for each angle, and the three angles in words. GUI thread only.
+// and yaw, an arc for each angle, and the three angles as text. GUI thread only.
 class PoseGLWidget : public OrbitGLWidget
 {
     Q_OBJECT
@@ -18,10 +18,10 @@ public:
     explicit PoseGLWidget(QWidget *parent = nullptr);
     ~PoseGLWidget() override;
 
-    // Scalar last, of any length; one of length 0 changes nothing.
+    // Scalar last, of any length. A quaternion of length 0 is ignored.
     void setQuaternion(float x, float y, float z, float w);
 
-    // Angles in degrees. The position is taken and not shown: the view is about attitude.
+    // Angles in degrees. The position is ignored, because the view shows only the attitude.
     void setPose(float x, float y, float z, float rollDeg, float pitchDeg, float yawDeg);
 
     const RollPitchYaw &attitude() const { return m_attitude; }

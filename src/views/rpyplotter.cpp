@@ -38,7 +38,7 @@ constexpr QColor kLegendOutline(120, 120, 140, 200);
 constexpr QColor kLegendLabel(220, 220, 230);
 constexpr QColor kLegendValue(230, 230, 240);
 
-// Cosmetic: the view scales x and y differently, which must not show in the width of a line.
+// Cosmetic, because the view scales x and y differently, which must not change the width of a line.
 QPen hairline(const QColor &color)
 {
     QPen pen(color);
@@ -108,8 +108,8 @@ void RpyPlotter::clear()
     rebuildPaths();
 }
 
-// Only events of a living view are of interest, and only on those is it looked at: one that is
-// being destroyed sends others.
+// Checks for these events first and only then accesses the view: a view that is being destroyed
+// sends other events and must not be accessed.
 bool RpyPlotter::eventFilter(QObject *watched, QEvent *event)
 {
     switch (event->type()) {
@@ -173,7 +173,7 @@ void RpyPlotter::ensureScene()
     if (m_scene)
         return;
     m_scene = std::make_unique<QGraphicsScene>();
-    // A dozen items, all of them shown: an index would only have to be kept up to date.
+    // No index: all of the dozen items are visible, so updating an index would be wasted work.
     m_scene->setItemIndexMethod(QGraphicsScene::NoIndex);
 
     m_minorGrid = addPathItem<GridItem>(*m_scene, hairline(kMinorGrid));
@@ -218,7 +218,7 @@ std::array<QString, AngleHistory::kSeries> RpyPlotter::legendLabels()
     return {tr("Roll") + u':', tr("Pitch") + u':', tr("Yaw") + u':'};
 }
 
-// The labels of another language may reach into the values: these then make room.
+// Labels in another language may overlap the values; the values are then moved.
 void RpyPlotter::retranslateLegend()
 {
     if (!m_legend)
@@ -299,7 +299,7 @@ RpyPlotter::Fit RpyPlotter::currentFit() const
             QPoint(m_view->horizontalScrollBar()->value(), m_view->verticalScrollBar()->value())};
 }
 
-// Fitting an already fitted view changes nothing and costs as much as all the rest.
+// Skips a view that is already fitted: the fit changes nothing and costs as much as all other work.
 void RpyPlotter::fitView()
 {
     if (!m_view || m_fit == currentFit())

@@ -23,9 +23,9 @@ class QGraphicsView;
 class SeriesItem;
 
 // Draws the last samples of roll, pitch and yaw (degrees) as three curves over a grid, with a
-// legend of the latest values, on a scene of its own that it shows in a view it is handed.
-// Each sample asks for a repaint of the whole view: how many of them are painted is up to the
-// window that the view is in. GUI thread only.
+// legend of the latest values. Owns the scene and shows it in a view that the caller passes. Each
+// sample requests a repaint of the whole view; the window of the view decides how many are painted.
+// GUI thread only.
 class RpyPlotter : public QObject
 {
     Q_OBJECT
@@ -35,21 +35,21 @@ public:
     explicit RpyPlotter(QObject *parent = nullptr);
     ~RpyPlotter() override;
 
-    // The view stays the caller's, and may vanish at any time.
+    // The caller keeps ownership of the view and may destroy it at any time.
     void attach(QGraphicsView *view);
 
     // Null until the first attach() or change.
     QGraphicsScene *scene() const { return m_scene.get(); }
 
-    // Sample slots along x, at least 10; forgets all samples.
+    // Sample slots along x, at least 10. Discards all samples.
     void setHistory(int n);
     void clear();
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
 public slots:
-    // By position the arguments are x, y, z and the scalar, the order in which the driver emits
-    // them. A null quaternion is no sample.
+    // The arguments are passed by position as x, y, z, scalar, the order in which the driver emits
+    // them; the parameter names differ from that. A null quaternion is ignored.
     void addQuaternion(float w, float x, float y, float z);
     void addRPY(float roll_deg, float pitch_deg, float yaw_deg);
 
@@ -67,7 +67,7 @@ private:
     void rebuildGrid();
     void fitView();
 
-    // The view's geometry after the last fit; nothing to do while it still holds.
+    // Geometry of the view after the last fit. While it is unchanged, no fit is needed.
     struct Fit
     {
         QRectF sceneRect;

@@ -6,8 +6,9 @@
 
 namespace {
 
-// What a piece adds to the one before it. The first piece is cut anew for every sample, which keeps
-// it short; copying one costs about as much as adding ten vertices, which keeps them few.
+// Vertices that a piece adds to the previous one. Pieces must be short, because the first one is
+// rebuilt for every sample. Pieces must be few, because copying one costs about as much as adding
+// ten vertices.
 constexpr long kPieceLength = 64;
 
 bool isFinite(float value)
@@ -45,7 +46,7 @@ const QPainterPath &ScrollingPath::update(std::span<const float> samples)
     return m_path;
 }
 
-// Compared bit by bit, which takes no time beside the rest and spares everyone else to tell.
+// Compares the bits, so that callers do not have to report a scroll. The cost is negligible.
 bool ScrollingPath::hasScrolled(std::span<const float> samples) const
 {
     if (samples.size() < 2 || samples.size() != m_samples.size() || !isFinite(samples.back()))
@@ -105,6 +106,6 @@ void ScrollingPath::buildFromPieces(std::span<const float> samples)
     m_path.clear();
     m_path.addPolygon(m_points);
     for (auto piece = std::next(m_pieces.begin()); piece != m_pieces.end(); ++piece)
-        m_path.connectPath(*piece); // drops the vertex that both have
+        m_path.connectPath(*piece); // drops the shared vertex
     m_path.translate(static_cast<qreal>(-m_first), 0.0);
 }

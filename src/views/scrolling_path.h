@@ -7,17 +7,17 @@
 #include <QPainterPath>
 #include <QPolygonF>
 
-// The line through the last samples as a path, sample i at x = i. Samples mostly scroll: one more
-// at the end, the oldest gone. Such a path is put together from pieces that are copied as they
-// stand, in a fraction of the time that adding its vertices one by one takes.
+// The line through the last samples as a path, sample i at x = i. Usually samples scroll: a new one
+// is appended and the oldest is removed. The path is then assembled from pieces that are copied
+// unchanged, which takes a fraction of the time of adding every vertex.
 //
-// A value that is not finite has no vertex; in the first place it counts as 0, as in any
+// A value that is not finite has no vertex, except that the first value then counts as 0, as in any
 // QPainterPath. GUI thread only.
 class ScrollingPath
 {
 public:
-    // The path of these samples, whatever those before were. Valid until the next call, which
-    // rebuilds it in its own memory if nobody holds a copy any more.
+    // Returns the path of these samples, whatever the previous samples were. Valid until the next
+    // call, which reuses the memory of the path if no copy of it exists.
     const QPainterPath &update(std::span<const float> samples);
 
 private:
@@ -31,12 +31,13 @@ private:
 
     QPainterPath m_path;
     std::vector<float> m_samples; // of the last update
-    QPolygonF m_points;           // scratch, kept for its memory
+    QPolygonF m_points;           // scratch, kept to avoid allocation
 
-    // While samples scroll they are numbered on, and a vertex has its number for x. Every piece
-    // begins with the last vertex of the one before it; the first may begin before m_first.
+    // While samples scroll, their numbers continue, and the x of a vertex is its number. Every
+    // piece begins with the last vertex of the previous one; the first piece may begin before
+    // m_first.
     std::deque<QPainterPath> m_pieces;
     long m_piecesBegin = 0;
-    long m_first = 0; // of the samples
+    long m_first = 0; // number of the oldest sample
     long m_end = 0;
 };
