@@ -13,7 +13,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Wide enough for a contact line; what wraps at this width sets the least height.
+// Wide enough for a contact line. The text wrapped at this width sets the minimum height.
 constexpr int kLeastWidth = 420;
 
 QString link(const QString &target, const QString &shown)

@@ -6,8 +6,8 @@
 
 class Ui_AboutDialog;
 
-// The product, its version and its maker; links are handed to the desktop. Closed by the window's
-// own control or Escape.
+// Shows the product, its version and its maker. The desktop opens the links. The close control of
+// the window or Escape closes it.
 class AboutDialog : public QDialog
 {
     Q_OBJECT

@@ -38,10 +38,10 @@ void DeviceInfoDialog::updateFromDevice()
     try {
         m_imu->loadSettings();
     } catch (const boost::system::system_error &error) {
-        // A failed read like any other: the driver's values are shown as they are.
+        // Handled like any failed read: the dialog shows the present values of the driver.
         qWarning("device info not read: %s", error.what());
     }
-    // A user copies from these fields: what has not changed is not set again.
+    // Does not set unchanged text again, because users select and copy text in these fields.
     steady_text::show(*m_ui->line_baud, QString::number(m_imu->getBaudRate()));
     steady_text::show(*m_ui->line_sn, device_info::hexText(m_imu->getSerialNumber()));
     steady_text::show(*m_ui->line_fw, device_info::firmwareText(m_imu->getFirmwareVersion()));

@@ -8,8 +8,8 @@ class QTimer;
 class Ui_DeviceInfoDialog;
 class imu;
 
-// Shows what the device says about itself and asks it again twice a second. GUI thread only; each
-// refresh blocks it until the device has answered or the driver gives up.
+// Shows the settings and versions that the device reports, and requests them twice a second. GUI
+// thread only; each refresh blocks it until the device answers or the driver gives up.
 class DeviceInfoDialog : public QDialog
 {
     Q_OBJECT
@@ -34,7 +34,8 @@ private:
     imu *m_imu;
     QTimer *m_refreshTimer;
 
-    // Of the last refresh: the driver gives them out once, a change of language shows them again.
+    // Values of the last refresh, kept because the driver returns each value only once and a change
+    // of language shows them again.
     int m_dataRateHz = 0;
     unsigned short m_outputs = 0;
 };

@@ -2,7 +2,7 @@
 
 #include <QString>
 
-// How the device info dialog writes the device's numbers. Pure: any thread.
+// Formats of the device's numbers in the device info dialog. Pure: any thread.
 namespace device_info {
 
 // Lower-case hexadecimal, no prefix, no padding.

@@ -96,7 +96,8 @@ void HelpDialog::setupHelpContent()
 void HelpDialog::changeEvent(QEvent *event)
 {
     if (event->type() == QEvent::LanguageChange) {
-        // Empties the logo label's text, too; empty before, it leaves the picture in place.
+        // Also sets the logo label's empty text, which keeps the picture because the text was empty
+        // before.
         m_ui->retranslateUi(this);
         applyTitleStyle();
         setupHelpContent();

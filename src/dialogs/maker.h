@@ -2,8 +2,8 @@
 
 #include <QtGlobal>
 
-// Who makes the device, as the about box and the user guide show it. The addresses and numbers are
-// reserved for examples and reach nobody: a maker who ships this tool puts his own here.
+// The maker of the device, as shown in the about box and the user guide. All addresses and numbers
+// are reserved for examples; a maker who ships this program replaces them.
 namespace maker {
 
 inline constexpr const char *kWebsite = "https://www.example.com";

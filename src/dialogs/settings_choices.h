@@ -7,8 +7,8 @@
 
 #include <QStringList>
 
-// What the settings dialog decides without a window: which check box stands for which output, what
-// a preset checks, and what the texts of the combo boxes mean. Pure: any thread.
+// Logic of the settings dialog that needs no window: which output each check box stands for, which
+// boxes a preset checks, and how the texts of the combo boxes are read. Pure: any thread.
 namespace settings {
 
 // The check boxes in the order of the form.
@@ -51,14 +51,14 @@ std::uint16_t presetMask(Preset preset);
 
 // Read an unsigned decimal number that is not 0; on failure return false and set the value to 0.
 bool parseBaud(const QString &text, unsigned int &baud);
-// May end in the unit "Hz", in this case only.
+// The text may end in the unit "Hz", in this case only.
 bool parseRate(const QString &text, unsigned short &rateHz);
 
 // The text of a rate's entry: "200 Hz".
 QString rateText(int rateHz);
 
-// For a form that leaves its combo boxes empty. Ours fills them, and with other choices: these are
-// the ones of devices that know 1500000 baud and 400 Hz.
+// Used only if the form leaves its combo boxes empty. The present form fills them with other
+// choices; these are for devices that support 1500000 baud and 400 Hz.
 QStringList spareBaudTexts();
 QStringList spareRateTexts();
 

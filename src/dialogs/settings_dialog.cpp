@@ -124,8 +124,8 @@ void SettingsDialog::loadFromDeviceToUi()
         const BusyCursor busy;
         m_imu->loadSettings();
     } catch (const std::exception &error) {
-        // The same to the user as a device that does not answer: the form shows its own values,
-        // and a Save will say what is wrong with the port.
+        // Handled like a device that does not answer: the form keeps its own values, and Save
+        // reports the error of the port.
         qWarning("settings not read: %s", error.what());
     }
     m_deviceBaud = static_cast<unsigned int>(m_imu->getBaudRate());
@@ -165,7 +165,8 @@ void SettingsDialog::onSaveClicked()
     }
 }
 
-// In this order, and without a way back: what a failed step leaves behind is on the device.
+// Runs the steps in this order without a rollback: after a failed step the device keeps what was
+// written before.
 bool SettingsDialog::writeToDevice(unsigned short rateHz, unsigned int baud, unsigned short mask)
 {
     return succeeds([&] { return m_imu->setDataRate(rateHz); }, tr("Failed to set Data Rate.")) &&

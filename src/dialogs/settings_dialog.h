@@ -50,12 +50,12 @@ private:
     bool writeToDevice(unsigned short rateHz, unsigned int baud, unsigned short mask);
     bool changeBaud(unsigned int baud);
     unsigned int currentBaud();
-    // Runs a device command; if it fails, says so in a box.
+    // Runs a device command. If it fails, shows that in a message box.
     bool succeeds(const Command &command, const QString &failure);
 
     std::unique_ptr<Ui_SettingsDialog> m_ui;
     imu *m_imu;
-    // The speed the device last gave or took; 0 if it never answered. The driver hands a value out
-    // once, and the one that came with opening the dialog is taken by then.
+    // Baud rate that the device last reported or accepted; 0 if it never answered. Kept here
+    // because the driver returns a value only once, and opening the dialog has already taken it.
     unsigned int m_deviceBaud = 0;
 };

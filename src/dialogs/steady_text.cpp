@@ -30,7 +30,7 @@ void show(QLineEdit &edit, const QString &text)
     const QString before = edit.text();
     if (text == before)
         return;
-    // The cursor stands at one end of the selection; the other one is where it began.
+    // The cursor is at one end of the selection, the anchor at the other.
     const int cursor = edit.cursorPosition();
     const bool backwards = edit.hasSelectedText() && cursor == edit.selectionStart();
     const int anchor = !edit.hasSelectedText() ? cursor
