@@ -1,9 +1,9 @@
 # vornix_bench(NAME [FILE file.cpp...] [LINK target...] [ARGS argument...])
 #
 # One benchmark program (default source: NAME.cpp). The target `bench` builds all of them and runs
-# them one after the other, never side by side, so that no figure pays for another's load. Programs
-# are linked with Google Benchmark; one that has its own main() may ignore it. Windows open on the
-# display at hand, or on a virtual one.
+# them one after the other, because parallel runs distort the results. Programs are linked with
+# Google Benchmark; one that has its own main() may ignore it. Windows open on the current display,
+# or on a virtual one.
 
 set(VORNIX_WITH_DISPLAY ${PROJECT_SOURCE_DIR}/tools/with-display)
 add_custom_target(bench)
@@ -23,7 +23,7 @@ function(vornix_bench name)
     add_dependencies(bench run_${name})
 endfunction()
 
-# vornix_bench_script(NAME): runs NAME.py, which uses the built program from outside.
+# vornix_bench_script(NAME): runs NAME.py, which runs the built programs from outside.
 function(vornix_bench_script name)
     add_custom_target(run_${name}
         COMMAND ${CMAKE_COMMAND} -E env "VORNIX_BIN=${CMAKE_BINARY_DIR}/bin"

@@ -30,7 +30,8 @@ elseif(VORNIX_SANITIZE)
     message(FATAL_ERROR "VORNIX_SANITIZE is \"${VORNIX_SANITIZE}\": use address, thread or nothing")
 endif()
 if(VORNIX_COVERAGE)
-    # Threads count the same lines at once; a program that ends without destructors has to say so.
+    # Counters must be atomic, because threads count the same lines. Programs that end without
+    # destructors need a library that writes their counts.
     add_library(vornix_coverage STATIC ${PROJECT_SOURCE_DIR}/cmake/coverage_exit.cpp)
     target_compile_options(vornix_flags INTERFACE --coverage -fprofile-update=atomic)
     target_link_options(vornix_flags INTERFACE --coverage
@@ -38,7 +39,7 @@ if(VORNIX_COVERAGE)
     target_link_libraries(vornix_flags INTERFACE vornix_coverage)
 endif()
 if(VORNIX_FUZZ)
-    # Every finding ends the run, and so does a container of the standard library that is misused.
+    # Every finding ends the run, also the misuse of a container of the standard library.
     target_compile_options(vornix_flags INTERFACE -fsanitize=fuzzer-no-link,address,undefined
         -fno-sanitize-recover=all -fno-omit-frame-pointer)
     target_compile_definitions(vornix_flags INTERFACE _GLIBCXX_ASSERTIONS)

@@ -1,5 +1,5 @@
-# What users run is built with the flags that Debian hardens its programs with, wherever it is built,
-# and to the same bytes in whichever directory.
+# Builds release programs with the hardening flags of Debian on every system. The result is the same
+# bytes in every source and build directory.
 #
 # Release builds only: _FORTIFY_SOURCE needs an optimizer, and a sanitizer checks the same itself.
 
@@ -11,13 +11,13 @@ if(NOT CMAKE_BUILD_TYPE STREQUAL "Release" OR VORNIX_SANITIZE OR VORNIX_COVERAGE
     return()
 endif()
 
-# Without the question CMake compiles for a position independent executable, but does not link one.
+# Without this check CMake compiles for a position independent executable, but does not link one.
 check_pie_supported(OUTPUT_VARIABLE pie_problem LANGUAGES CXX)
 if(NOT CMAKE_CXX_LINK_PIE_SUPPORTED)
     message(STATUS "No position independent executables here: ${pie_problem}")
 endif()
 
-# Each as far as compiler and processor know it.
+# Each flag is used only if compiler and processor support it.
 foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
         -mbranch-protection=standard)
     string(MAKE_C_IDENTIFIER "VORNIX_HAS${flag}" known)
@@ -26,7 +26,7 @@ foreach(flag -fstack-protector-strong -fstack-clash-protection -fcf-protection
         target_compile_options(vornix_flags INTERFACE ${flag})
     endif()
 endforeach()
-# Some compilers come with a level of their own and warn of a second one, so that goes first.
+# Some compilers set a level by default and warn about a second one, so the default is removed first.
 target_compile_options(vornix_flags INTERFACE -Wformat -Werror=format-security
     -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
 
@@ -37,6 +37,6 @@ foreach(flag relro now)
     endif()
 endforeach()
 
-# The later of two that fit counts, and the build tree is often inside the source tree.
+# If both prefixes match, the later one counts; the build tree is often inside the source tree.
 target_compile_options(vornix_flags INTERFACE
     "-ffile-prefix-map=${PROJECT_SOURCE_DIR}=." "-ffile-prefix-map=${CMAKE_BINARY_DIR}=build")

@@ -1,5 +1,6 @@
-# The optional parts of the build. Each is there as a whole or not at all: it is built if it is asked
-# for and everything it needs was found. One line for each says which, and why not.
+# The optional parts of the build. A part is built completely or not at all: it is built if it is
+# requested and everything it needs was found. One status line per part states the result and the
+# reason.
 #
 # Sets VORNIX_WITH_TESTS, VORNIX_WITH_BENCH and VORNIX_WITH_COMPARISON.
 
@@ -7,7 +8,8 @@ option(VORNIX_BUILD_SIMULATOR "Build vornix-sim, the simulated device; needs umo
 option(VORNIX_BUILD_TESTS "Build the tests; needs the simulated device" OFF)
 option(VORNIX_BUILD_BENCH "Build the benchmarks; needs the simulated device" OFF)
 
-# vornix_part(NAME TITLE OBSTACLE...): the variable VORNIX_WITH_NAME is true without an obstacle.
+# vornix_part(NAME TITLE OBSTACLE...): sets the variable VORNIX_WITH_NAME to true if there is no
+# obstacle.
 function(vornix_part name title)
     set(built TRUE)
     set(state "on")
@@ -27,7 +29,8 @@ function(vornix_need list variable what)
     endif()
 endfunction()
 
-# The rest of the project takes the simulated device for granted if it is asked for.
+# If the simulated device is requested, a missing umockdev is an error, because the other parts
+# require the simulated device.
 if(VORNIX_BUILD_SIMULATOR)
     pkg_check_modules(umockdev QUIET IMPORTED_TARGET umockdev-1.0)
     if(NOT umockdev_FOUND)
@@ -39,7 +42,7 @@ else()
     vornix_part(SIMULATOR "Simulated device" "VORNIX_BUILD_SIMULATOR is OFF")
 endif()
 
-# What tests and benchmarks have in common.
+# Needed by both tests and benchmarks.
 set(obstacles "")
 vornix_need(obstacles VORNIX_BUILD_SIMULATOR "simulated device")
 if(VORNIX_BUILD_TESTS OR VORNIX_BUILD_BENCH)
@@ -69,7 +72,7 @@ else()
 endif()
 vornix_part(BENCH "Benchmarks" ${bench_obstacles})
 
-# QCustomPlot only stands beside the plot in one benchmark; nothing that is shipped links to it.
+# One benchmark compares the plot with QCustomPlot; nothing that is shipped links to it.
 set(comparison_obstacles "")
 if(VORNIX_WITH_BENCH)
     find_package(Qt6 6.4 QUIET COMPONENTS PrintSupport)

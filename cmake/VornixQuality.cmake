@@ -1,4 +1,4 @@
-# Targets for people: format, check-format, tidy. No build depends on them.
+# Targets for developers: format, check-format, tidy. No build depends on them.
 
 file(GLOB_RECURSE VORNIX_OWN_SOURCES CONFIGURE_DEPENDS
     src/*.h src/*.cpp sim/*.h sim/*.cpp tests/*.h tests/*.cpp bench/*.h bench/*.cpp fuzz/*.h fuzz/*.cpp)
@@ -12,8 +12,8 @@ if(CLANG_FORMAT)
 endif()
 
 # Build first: the sources include headers that a build generates. The fuzzers are compiled by clang
-# in a build tree of their own, whose configuration is enough. What is not built here (tests,
-# benchmarks, if they are switched off) is not looked at.
+# in a separate build tree, which needs only to be configured. Sources that are not built here
+# (tests and benchmarks, if they are switched off) are not checked.
 find_program(RUN_CLANG_TIDY NAMES run-clang-tidy run-clang-tidy-14)
 find_program(CLANGXX clang++)
 if(RUN_CLANG_TIDY)

@@ -2,11 +2,11 @@
 #             [GL])
 #
 # One program and one CTest entry per test file (default: NAME.cpp). MOCKDEV loads the umockdev
-# preload library, so that /dev and /sys inside the test are those of its testbed; the sanitizer
-# runtime, if any, has to come first in the preload list. GL leaves out the search for leaks: Mesa's
-# driver leaks a little, and is unloaded before the search, so that nothing can name and excuse it.
+# preload library, so that the test uses /dev and /sys of its testbed; the sanitizer runtime, if
+# any, has to come first in the preload list. GL switches off leak detection: the Mesa driver leaks
+# a little and is unloaded before the leak check, so that a suppression cannot match its name.
 #
-# The timeout ends tests that hang. It leaves room for a machine that is several times slower.
+# The timeout ends tests that hang. It is long enough for a machine that is several times slower.
 
 set(VORNIX_PRELOAD "${UMOCKDEV_PRELOAD}")
 if(VORNIX_SANITIZE)
@@ -17,10 +17,10 @@ if(VORNIX_SANITIZE)
     set(VORNIX_PRELOAD "${sanitizer_runtime} ${VORNIX_PRELOAD}")
 endif()
 
-# No strict_string_checks: libxkbcommon copies a keymap that is not terminated when a window system
-# is opened, and every program with a window would end there. ThreadSanitizer's thread leaks and deaths
-# after a fork are off: a driver's threads end unjoined with their process, and a test of how processes
-# end forks and starts threads there.
+# No strict_string_checks: libxkbcommon copies an unterminated keymap when a window system is
+# opened, and that check would end every program with a window. ThreadSanitizer's checks for leaked
+# threads and for threads after a fork are off: the driver's threads end unjoined with the process,
+# and one test of process exits forks and starts threads in the child.
 set(VORNIX_TEST_ENVIRONMENT
     "QTEST_FUNCTION_TIMEOUT=1800000"
     "ASAN_OPTIONS=detect_stack_use_after_return=1"

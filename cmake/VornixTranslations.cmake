@@ -1,8 +1,8 @@
-# Compiles resources/languages/translate_<code>.ts into languages/ beside the executable. What Qt
-# itself shows, as on standard buttons, comes from Qt's own catalogues at run time.
+# Compiles resources/languages/translate_<code>.ts into languages/ beside the executable. Texts of
+# Qt itself, for example on standard buttons, come from Qt's own catalogues at run time.
 #
-# The .ts files are sources: no build touches them. `cmake --build ... --target update-translations`
-# brings them up to date with the texts in src/; a test fails while a text is unfinished.
+# The .ts files are sources: no build changes them. `cmake --build ... --target update-translations`
+# updates them from the texts in src/; a test fails while a text is unfinished.
 
 set(VORNIX_TS_DIR ${PROJECT_SOURCE_DIR}/resources/languages)
 

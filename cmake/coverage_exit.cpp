@@ -1,8 +1,8 @@
-// Linked into every program of a coverage build, with --wrap for these two: what a program counted
-// is written when it ends normally, and most of ours end without: readers never stop, and the main
-// window's worker ends with the process.
+// Linked into every program of a coverage build, with --wrap for these two functions. Coverage
+// counts are written only on a normal exit, but most programs here exit otherwise: reader threads
+// never stop, and the worker thread of the main window ends with the process.
 //
-// What a signal ends (an abort, SIGKILL, a crash) still counts nothing.
+// A process ended by a signal (an abort, SIGKILL, a crash) still writes no counts.
 
 extern "C" {
 
