@@ -13,7 +13,8 @@ namespace ellipsoid {
 using Sample = std::array<float, 3>; // x, y, z of a raw reading, in the device's units
 using Samples = std::vector<Sample>;
 
-// An axis along which half the range of the readings is smaller counts as one without extent.
+// If half the range of the readings along an axis is below this, the axis counts as one without
+// extent.
 inline constexpr float kFlatHalfRange = 0.001f;
 
 // A reading p lies on the ellipsoid when (p - centre)^T shape (p - centre) = 1.

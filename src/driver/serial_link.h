@@ -23,7 +23,7 @@
 class SerialLink
 {
 public:
-    // `writeLimit`: how long a write waits for a port that takes no bytes.
+    // `writeLimit`: how long a write waits for a port that accepts no bytes.
     explicit SerialLink(boost::asio::io_context &context,
                         std::chrono::milliseconds writeLimit = std::chrono::seconds(5));
 

@@ -3,9 +3,9 @@
 #include <QMatrix4x4>
 #include <QVector3D>
 
-// The camera of the 3D views: it looks from an orbit at a target on the plane Z = 0, Z up.
-// Lengths in world units, angles in degrees, mouse distances in widget pixels (y grows downwards).
-// Numbers only: no widget, no GL.
+// The camera of the 3D views: it orbits a target on the plane Z = 0, with Z up. Lengths in world
+// units, angles in degrees, mouse distances in widget pixels (y grows downwards). Numbers only: no
+// widget, no GL.
 class OrbitCamera
 {
 public:
