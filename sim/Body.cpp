@@ -14,8 +14,8 @@ constexpr double kPi = std::numbers::pi;
 constexpr double kDegree = kPi / 180.0;
 constexpr double kSpinRate = 0.8; // rad/s
 
-// One turn takes a few seconds, and no ratio of two is simple: the field's direction wanders over
-// the whole sphere instead of running in a loop.
+// One turn takes a few seconds. No two rates have a simple ratio, so the direction of the field
+// covers the whole sphere instead of repeating a closed path.
 constexpr double kTumbleYawRate = 1.273;
 constexpr double kTumblePitchRate = 1.711;
 constexpr double kTumbleRollRate = 0.937;
@@ -26,7 +26,7 @@ struct Swing
     double periodS;
 };
 
-// A slow wander with a quicker one on top.
+// The sum of a slow oscillation and a faster, smaller one.
 constexpr Swing kHandYaw[] = {{60, 11.0}, {18, 4.3}};
 constexpr Swing kHandPitch[] = {{22, 5.3}, {6, 1.9}};
 constexpr Swing kHandRoll[] = {{32, 7.1}, {8, 2.3}};

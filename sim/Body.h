@@ -10,20 +10,20 @@
 namespace sim {
 
 enum class Motion {
-    Still,  // at rest, axes along the world's
-    Spin,   // steadily about the vertical
-    Tumble, // through all orientations, as one turns a unit to calibrate it
-    Hand,   // wandering about the level, as in somebody's hand
+    Still,  // at rest, axes parallel to the world axes
+    Spin,   // rotates about the vertical at a constant rate
+    Tumble, // passes through all orientations, like a device during calibration
+    Hand,   // small slow rotations about the level attitude, like a hand-held device
 };
 
-// The rigid body the unit is fixed to. World frame: x north, y west, z up. Body frame: the world's
-// at rest. Pure: any thread.
+// The rigid body that carries the device. World frame: x north, y west, z up. At rest the body
+// frame equals the world frame. Pure: any thread.
 class Body
 {
 public:
     Body(Motion motion, std::uint64_t seed);
 
-    // Turns body coordinates into world coordinates.
+    // Rotates body coordinates into world coordinates.
     Eigen::Quaterniond orientation(Time at) const;
     // Angular velocity in body coordinates, rad/s; the exact derivative of orientation().
     Eigen::Vector3d angularRate(Time at) const;

@@ -8,11 +8,12 @@
 
 namespace sim {
 
-// The points the unit has collected, as they lie in its flash.
+// The collected calibration points in the flash layout of the device.
 //
 // Pages of 128 bytes: three records of 32 bytes, then 32 bytes of spare area that no reply
-// contains. A record is eight floats: two points (x, y, z each), and two floats of housekeeping.
-// A host that reads whole pages and skips the last two of every eight floats gets six points each.
+// contains. A record is eight floats: two points (x, y, z each), then two housekeeping floats.
+// A host that reads whole pages and skips the last two of every eight floats gets six points per
+// page.
 class CalibrationStore
 {
 public:
@@ -21,17 +22,17 @@ public:
     static constexpr std::size_t kPointsPerPage = 6;
     static constexpr std::size_t kMaxPages = 100;
 
-    // Any content and length, for a host to be tried with.
+    // Accepts any content and length, so that tests can also serve invalid data to a host.
     void setBytes(std::vector<unsigned char> bytes) { m_bytes = std::move(bytes); }
-    // Whole pages; the last point is repeated to fill the last one.
+    // Writes whole pages, at most kMaxPages. Repeats the last point to fill the last page.
     void setPoints(const std::vector<std::array<float, 3>> &points);
 
     const std::vector<unsigned char> &bytes() const { return m_bytes; }
     std::uint32_t size() const { return static_cast<std::uint32_t>(m_bytes.size()); }
 
-    // What the answer to CALIBRATION_DATA(first, second) carries. A whole page is asked for by its
-    // bounds, second being first + 128: its 96 bytes of records. Any other second counts the bytes
-    // wanted from first on, at most those 96. Nothing beyond the end of the store.
+    // The bytes in the reply to CALIBRATION_DATA(first, second). If second is first + 128, the
+    // request is for a whole page, and the result is its 96 bytes of records. Any other second is
+    // the number of bytes from first on, at most 96. Stops at the end of the store.
     std::vector<unsigned char> block(std::uint32_t first, std::uint32_t second) const;
 
 private:

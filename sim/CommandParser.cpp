@@ -31,7 +31,7 @@ bool CommandParser::accept(unsigned char byte)
     m_packet.push_back(byte);
     if (!plausibleStart(m_packet)) {
         m_packet.clear();
-        // The byte that broke one packet may be the start of the next.
+        // The byte that invalidated one packet may be the start of the next.
         if (byte == kSync)
             m_packet.push_back(byte);
         return false;

@@ -9,8 +9,9 @@
 
 namespace sim {
 
-// Finds command packets in what the host sends. Whatever is no intact command of at most 261 bytes
-// is dropped without a word, and so is a packet whose bytes stop coming for a tenth of a second.
+// Finds command packets in the bytes of the host. Drops everything except intact commands of at
+// most 261 bytes, without an error report. Also drops an incomplete packet after a gap of more than
+// 100 ms between two of its bytes.
 class CommandParser
 {
 public:

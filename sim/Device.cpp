@@ -1,4 +1,5 @@
-// The unit in time: samples, speed changes, power. Its answers are in DeviceCommands.cpp.
+// Time-dependent part of Device: samples, changes of the baud rate, power. DeviceCommands.cpp holds
+// the command handling.
 
 #include "sim/Device.h"
 
@@ -15,7 +16,8 @@ namespace {
 
 constexpr std::array<std::uint32_t, 6> kLineSpeeds{57600, 115200, 230400, 460800, 921600, 1000000};
 constexpr Time kPointInterval = 100ms;
-// A unit at rest would fill its memory with one point: two stand this far apart, in microtesla.
+// Minimum distance of consecutive points in microtesla. Without it a device at rest would fill its
+// memory with one point.
 constexpr double kPointDistance = 2.0;
 constexpr Time kSyncInterval = 1s;
 constexpr std::uint32_t kLineNoiseSeed = 77;
@@ -115,7 +117,7 @@ void Device::advance(Time now)
     m_now = std::max(m_now, now);
 }
 
-// Does one of the things due at `at`.
+// Executes one of the actions due at `at`.
 void Device::step(Time at)
 {
     const auto late = std::find_if(m_lateReplies.begin(), m_lateReplies.end(),
@@ -147,7 +149,7 @@ void Device::takeSample(Time at)
 {
     scheduleSamples(at);
     const std::uint16_t outputs = m_memory.working.outputs;
-    // While the speed changes the port is off.
+    // The device sends no data while its baud rate changes.
     if (m_baudChange || m_options.faults.silent)
         return;
     const Time period = m_nextSample - at;
@@ -181,7 +183,7 @@ void Device::collectPoint(Time at)
         m_points.push_back({point.x(), point.y(), point.z()});
 }
 
-// The answer still goes out at the old speed.
+// The reply still goes out at the old baud rate.
 void Device::scheduleBaudChange()
 {
     Time answered = m_now;

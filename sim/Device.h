@@ -19,54 +19,56 @@ struct DeviceOptions
 {
     std::uint64_t seed = 1;
     Motion motion = Motion::Hand;
-    Settings settings; // what both memories hold at first; any value, also ones it would refuse
-    // The line's speed while the settings name one that the unit's port does not have.
+    Settings settings; // initial content of both memories; may hold values that SET rejects
+    // Baud rate of the line while the settings hold one that the device does not support.
     std::uint32_t fallbackBaud = 115200;
     std::uint16_t firmwareVersion = 0x0203;
     std::uint16_t hardwareVersion = 0x0100;
     std::uint32_t serialNumber = 0x00C0FFEE;
-    std::chrono::milliseconds startUp{100}; // deaf and mute after the power comes back
+    std::chrono::milliseconds startUp{100}; // after power-up: drops input, sends nothing
     Faults faults;
 };
 
 struct DeviceCounters
 {
-    std::uint64_t samplesSent = 0;    // data packets given to the line
-    std::uint64_t samplesSkipped = 0; // data packets for which the line had no room
+    std::uint64_t samplesSent = 0;    // data packets queued for transmission
+    std::uint64_t samplesSkipped = 0; // data packets dropped because the transmit buffer was full
     std::uint64_t repliesSent = 0;
 };
 
-// The unit itself: bytes in, bytes out, time passed in. It knows neither thread nor port.
+// The simulated device without thread and port: it takes bytes and the current time as arguments
+// and returns bytes.
 //
-// Not thread-safe; time never goes backwards. The protocol is that of "driver/protocol.h"; what
-// the unit adds to it is told in docs/simulator.md.
+// Not thread-safe; the times passed in must not decrease. The protocol is that of
+// "driver/protocol.h"; docs/simulator.md describes the additional behaviour.
 class Device : public Unit
 {
 public:
-    // Powered up long before time 0: ready at once.
+    // Ready at time 0: the start-up delay is already over.
     explicit Device(DeviceOptions options = {});
 
     // --- Line ---------------------------------------------------------------------------------
 
-    // Bytes as they arrive, sent at hostBaud. At another speed than the unit's own they are lost.
+    // Bytes that arrive at `now`, sent at hostBaud. Drops them if hostBaud differs from lineBaud().
     void receive(protocol::Bytes bytes, std::uint32_t hostBaud, Time now) override;
-    // Lets time pass: takes samples, sends late replies, changes speed.
+    // Processes everything due by `now`: samples, delayed replies, the change of the baud rate.
     void advance(Time now) override;
-    // The next bytes whose last bit is out by `now`; call until empty.
+    // The next bytes whose transmission ends by `now`. Call until the result is empty.
     std::optional<Transmission> transmit(Time now) override;
-    // When advance() or transmit() has something to do next.
+    // The next time at which advance() or transmit() has work to do.
     Time nextEvent() const override;
 
-    // The speed the line runs at now, which an unlisted setting does not change.
+    // The current baud rate of the line. Differs from the setting if the device does not support
+    // that: see DeviceOptions::fallbackBaud.
     std::uint32_t lineBaud() const override { return m_transmitter.baud(); }
 
-    // Power off and on: the stored settings are at work afterwards.
+    // Switches the power off and on. Afterwards the stored settings are the working ones.
     void powerCycle(Time now) override;
 
-    // --- For whoever holds it -----------------------------------------------------------------
+    // --- Inspection and control ---------------------------------------------------------------
 
     const Memory &memory() const { return m_memory; }
-    // Replaces both memories without a command; the line takes the working speed at once.
+    // Replaces both memories without a command. The baud rate of the line changes at once.
     void setMemory(const Memory &memory);
     void setSettings(const Settings &working);
 
@@ -77,7 +79,7 @@ public:
     bool isCollecting() const { return m_collecting; }
     Time now() const { return m_now; }
 
-    // Every intact command packet that came at the right speed, answered or not, in order.
+    // Every intact command packet received at the right baud rate, answered or not, in order.
     const std::vector<std::vector<unsigned char>> &receivedCommands() const { return m_received; }
     void clearReceivedCommands() { m_received.clear(); }
     const DeviceCounters &counters() const { return m_counters; }
@@ -95,10 +97,10 @@ private:
     {
         Time due;
         std::uint32_t baud;
-        bool answering; // until the answer has been given to the line
+        bool answering; // until the reply has been queued
     };
 
-    // Commands: each returns the payload of its answer, empty for none.
+    // Commands: each returns the payload of its reply, empty for no reply.
     void handle(protocol::Bytes packet);
     Payload perform(protocol::Bytes payload, bool refused);
     Payload set(protocol::Bytes payload, bool refused);
@@ -109,7 +111,7 @@ private:
     void appendParameter(Payload &answer, unsigned char parameter) const;
     bool store(unsigned char parameter, protocol::Bytes value);
 
-    // Answers, with the faults that befall them.
+    // Replies, with the configured faults applied.
     void answer(unsigned char code, Payload payload);
     void sendReply(const Payload &payload, Time at);
     void sendReplyPacket(const Payload &payload, Time at);
@@ -143,7 +145,7 @@ private:
     Time m_nextSample{0};
     std::optional<BaudChange> m_baudChange;
     std::vector<PendingReply> m_lateReplies;
-    std::vector<unsigned char> m_heldReplies; // wait for a data packet to join
+    std::vector<unsigned char> m_heldReplies; // sent together with the next data packet
     unsigned m_heldCount = 0;
 
     bool m_collecting = false;

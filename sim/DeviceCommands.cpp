@@ -1,4 +1,4 @@
-// The unit's answers to commands, and the faults that befall them.
+// Command handling of Device: replies, and the faults applied to them.
 
 #include "sim/Device.h"
 
@@ -30,7 +30,7 @@ bool isOneOf(T value, const std::array<T, N> &choices)
     return std::find(choices.begin(), choices.end(), value) != choices.end();
 }
 
-// The code by which faults name a command.
+// The code that identifies a command in Faults.
 unsigned char faultCode(Bytes payload)
 {
     return payload[0] == SET && payload.size() > 1 ? payload[1] : payload[0];
@@ -59,7 +59,7 @@ std::size_t parameterSize(unsigned char parameter)
 void Device::handle(Bytes packet)
 {
     const Bytes payload = packet.subspan(kHeaderSize, packet.size() - kFrameSize);
-    // While the speed changes the port is off.
+    // The device ignores commands while its baud rate changes.
     if (payload.empty() || m_baudChange)
         return;
     const unsigned char code = faultCode(payload);
@@ -97,8 +97,7 @@ Device::Payload Device::perform(Bytes payload, bool refused)
     }
 }
 
-// The echo is the value at work afterwards, so a value the unit does not take is answered by the
-// one it keeps.
+// The echo is the working value after the command. For a rejected value that is the previous one.
 Device::Payload Device::set(Bytes payload, bool refused)
 {
     const unsigned char parameter = payload.size() > 1 ? payload[1] : kBlockCodeCount;
@@ -153,7 +152,7 @@ Device::Payload Device::get(Bytes payload) const
     for (const unsigned char parameter : payload.subspan(1)) {
         const std::size_t size = answer.size();
         appendParameter(answer, parameter);
-        // A host drops a longer packet whole.
+        // A host drops a longer packet completely.
         if (answer.size() > kMaxPacketSize - kFrameSize) {
             answer.resize(size);
             break;
@@ -260,7 +259,7 @@ void Device::sendReply(const Payload &payload, Time at)
     for (std::size_t i = 0; i < payload.size();) {
         const std::size_t value =
             payload[i] == VERSIONS || payload[i] == SERIAL_NUMBER ? 4 : parameterSize(payload[i]);
-        // What is no parameter, such as a run of records, is one block to its end.
+        // Any other code, such as calibration data, takes the rest of the payload as one block.
         const std::size_t size =
             value == 0 ? payload.size() - i : std::min(1 + value, payload.size() - i);
         const auto begin = payload.begin() + static_cast<std::ptrdiff_t>(i);
@@ -288,7 +287,7 @@ void Device::sendReplyPacket(const Payload &payload, Time at)
         m_heldReplies.insert(m_heldReplies.end(), packet.begin(), packet.end());
         ++m_heldCount;
         if (m_memory.working.outputs == 0 || m_memory.working.rateHz == 0)
-            sendHeldReplies(at); // there is nothing to join
+            sendHeldReplies(at); // no data packet follows
         return;
     }
 }

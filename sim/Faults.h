@@ -8,31 +8,32 @@
 namespace sim {
 
 enum class ReplyShape {
-    Whole,  // one packet an answer
-    Split,  // the answer to GET comes as one packet a parameter
-    Broken, // a packet comes in two halves, 20 ms apart
-    Joined, // a reply waits for the next data packet and goes out in one piece with it
+    Whole,  // one packet per reply
+    Split,  // the reply to GET is one packet per parameter
+    Broken, // each reply packet arrives in two halves, 20 ms apart
+    Joined, // each reply is delayed and sent in one piece with the next data packet
 };
 
-// What the unit does wrong. All off at first; may be changed at any time.
+// Faults of the simulated device. All are off by default; they may be changed at any time.
 //
-// A "code" is that of the command; for SET it is that of the parameter (DATA_RATE, not SET).
+// The keys are command codes; for SET the key is the code of the parameter (DATA_RATE, not SET).
 struct Faults
 {
-    bool silent = false;                      // sends nothing at all, hears everything
-    std::set<unsigned char> noReply;          // done, but not answered
+    bool silent = false;                      // sends nothing, still executes commands
+    std::set<unsigned char> noReply;          // executed without a reply
     std::set<unsigned char> wrongEcho;        // the first byte of the value has its low bit flipped
-    std::set<unsigned char> refuse;           // not done: status 0, or the standing value echoed
-    std::map<unsigned char, int> ignoreFirst; // how many more commands of a code go unheard
+    std::set<unsigned char> refuse;           // not executed: status 0, or echo of the old value
+    std::map<unsigned char, int> ignoreFirst; // number of further commands of a code to ignore
     std::map<unsigned char, std::chrono::milliseconds> lateReply;
-    // Sent instead of the answer: the whole payload of the "G" packet, code included.
+    // Sent instead of the reply: the whole payload of the "G" packet, code included.
     std::map<unsigned char, std::vector<unsigned char>> replyPayload;
     ReplyShape replyShape = ReplyShape::Whole;
 
     int corruptEvery = 0; // every n-th packet has its checksum off by one; 0: none
-    int noiseBytes = 0;   // arbitrary bytes before each packet
-    double byteLoss = 0;  // the chance of each byte to vanish
-    std::chrono::milliseconds baudChangeDelay{0}; // deaf and mute before it is back at a new speed
+    int noiseBytes = 0;   // number of arbitrary bytes before each packet
+    double byteLoss = 0;  // probability that a byte is lost, 0 to 1
+    // Delay between the reply and the new baud rate: drops commands, sends no data.
+    std::chrono::milliseconds baudChangeDelay{0};
 };
 
 } // namespace sim

@@ -9,7 +9,8 @@ namespace sim {
 std::vector<unsigned char> garbage(protocol::Bytes sent, std::uint32_t deviceBaud,
                                    std::uint32_t hostBaud, std::uint64_t turn)
 {
-    // A slow receiver sees several bytes as one; a fast one sees idle line and start bits between.
+    // A slower receiver decodes several bytes as one. A faster receiver decodes more bytes than
+    // were sent, because it takes bits of one byte for start bits and stop bits.
     const double ratio = deviceBaud == 0 ? 1.0 : static_cast<double>(hostBaud) / deviceBaud;
     const auto count =
         static_cast<std::size_t>(static_cast<double>(sent.size()) * std::clamp(ratio, 0.05, 2.0)) +

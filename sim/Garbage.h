@@ -7,8 +7,8 @@
 
 namespace sim {
 
-// What a receiver at hostBaud makes of bytes sent at deviceBaud: rubbish, fewer or more of it by
-// the ratio of the speeds, different for each `turn`. Pure.
+// The corrupted bytes that a receiver at hostBaud decodes from bytes sent at deviceBaud. The number
+// of bytes changes by the ratio hostBaud / deviceBaud. The content differs for each `turn`. Pure.
 std::vector<unsigned char> garbage(protocol::Bytes sent, std::uint32_t deviceBaud,
                                    std::uint32_t hostBaud, std::uint64_t turn);
 

@@ -18,16 +18,16 @@ bool HostSessions::closed()
         --m_openCount;
     if (m_openCount > 0)
         return false;
-    // What was written until now belongs to the session that has ended.
+    // All bytes written so far belong to the session that has ended.
     m_wrote = false;
     m_shown.reset();
-    // With two sessions to choose from, neither speed can be told.
+    // If the last bytes of two sessions are unread, their baud rates cannot be assigned.
     m_ended = m_ended ? Ended{} : Ended{m_baud};
     return true;
 }
 
-// A port that was just opened still shows the speed of its last user, and nothing tells when its
-// new one has set another, or the same. Only a change is proof.
+// A newly opened port still shows the baud rate of the previous session, and no event reports when
+// the new session sets it. So only a change proves that the new session has set the baud rate.
 void HostSessions::shows(std::uint32_t baud)
 {
     if (!isOpen())

@@ -29,7 +29,7 @@ std::string readFile(const std::string &path)
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-// Reads a structure of the file, or nothing if it does not lie within it.
+// Reads a structure at `offset`. Empty if it extends past the end of the file.
 template <typename T>
 std::optional<T> readAt(const std::string &file, std::uint64_t offset)
 {

@@ -7,20 +7,22 @@
 
 namespace sim {
 
-// The shared libraries an executable asks for by itself; empty if it is no ELF file of this
-// machine's kind, such as a script. Pure but for reading the file.
+// The direct shared-library dependencies of an executable (DT_NEEDED). Empty if the file is not an
+// ELF file of the word size of this program, for example a script. No side effect except reading
+// the file.
 std::vector<std::string> neededLibraries(const std::string &executable);
 
-// The preload list for a command that shall live in a testbed: sanitizer runtimes first, because
-// they refuse to run behind anything else, whether they were in `current` (a list as LD_PRELOAD
-// holds it) already or the command needs them; then umockdev; then the rest. Pure.
+// The LD_PRELOAD list for a command that runs in a testbed. Order: the sanitizer runtimes from
+// `current` (a list in the format of LD_PRELOAD) or, if it has none, those in `needed`; then
+// umockdev; then the rest of `current`. Sanitizer runtimes come first because they abort in any
+// other place. Pure.
 std::string preloadList(const std::string &current, const std::vector<std::string> &needed);
 
-// Starts `command`, found on PATH, in the testbed of this process's environment, with no signal
-// blocked. Throws std::system_error.
+// Starts `command`, looked up on PATH, in the testbed of this process's environment, with no signal
+// blocked. Returns the process id. Throws std::system_error.
 pid_t launch(const std::vector<std::string> &command);
 
-// The exit status a shell would report for what waitpid() said.
+// The exit status that a shell reports for a status of waitpid().
 int exitStatus(int waitStatus);
 
 } // namespace sim

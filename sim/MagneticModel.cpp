@@ -24,8 +24,8 @@ MagneticModel::MagneticModel(std::uint64_t seed)
     const auto between = [&](double low, double high) {
         return low + (high - low) * noise.uniform(kIronChannel, tick++);
     };
-    // Offsets of the size of the field itself, axes that differ by a fifth: a cloud of points that
-    // plainly is no sphere about the origin.
+    // Offsets are of the magnitude of the field, and the axis scales differ by about a fifth. So
+    // the raw points are clearly not on a sphere about the origin.
     for (int i = 0; i < 3; ++i)
         m_hard[i] = between(10, 30) * (between(-1, 1) < 0 ? -1 : 1);
     m_soft = Eigen::Matrix3d::Identity();

@@ -10,8 +10,8 @@ namespace sim {
 
 inline constexpr double kEarthFieldMicrotesla = 48.0;
 
-// What the iron around the magnetometer does to the earth's field: raw = S field + h, with S near
-// the identity (soft iron) and the offset h (hard iron), both chosen by the seed. Pure: any thread.
+// Distortion of the earth's field by iron near the magnetometer: raw = S field + h. S (soft iron)
+// is near the identity, h (hard iron) is an offset; the seed determines both. Pure: any thread.
 class MagneticModel
 {
 public:
@@ -25,7 +25,7 @@ public:
         return m_soft * fieldInBody + m_hard;
     }
 
-    // The calibration that undoes the iron: with it the corrected field has length 1.
+    // The calibration that compensates the iron: the corrected field then has length 1.
     MagneticCalibration trueCalibration() const;
 
     const Eigen::Vector3d &hardIron() const { return m_hard; }
@@ -36,7 +36,7 @@ private:
     Eigen::Matrix3d m_soft;
 };
 
-// The raw field as corrected by a calibration the host has written; unitless.
+// The raw field corrected by a calibration that the host has written; unitless.
 Eigen::Vector3d corrected(const Eigen::Vector3d &raw, const MagneticCalibration &calibration);
 
 } // namespace sim

@@ -10,32 +10,33 @@ namespace sim {
 struct MagneticCalibration
 {
     std::array<float, 3> bias{};
-    // A new unit knows only the size of the earth's field (48 uT), nothing of what surrounds it.
+    // Factory calibration: scales by the magnitude of the earth's field (48 uT), without a
+    // correction for iron.
     std::array<float, 9> matrix{1 / 48.f, 0, 0, 0, 1 / 48.f, 0, 0, 0, 1 / 48.f};
 
     bool operator==(const MagneticCalibration &) const = default;
 };
 
-// Everything a host can set. The default is what the unit leaves the factory with.
+// Everything a host can set. The defaults are the factory settings.
 struct Settings
 {
     std::uint32_t baud = 115200;
     std::uint16_t rateHz = 100;
     std::uint16_t outputs = 0x00FF;
-    float zeroThreshold = 0; // rad/s: slower turning is reported as none
+    float zeroThreshold = 0; // rad/s: slower rotation is reported as zero
     MagneticCalibration magnetic;
 
     bool operator==(const Settings &) const = default;
 };
 
-// The settings at work and those that the unit wakes up with.
+// The working settings, and the stored ones that become the working ones at power-up.
 struct Memory
 {
     Settings working;
     Settings stored;
 
     void save() { stored = working; }
-    // What is at work stays so until the power is switched off.
+    // The working settings stay unchanged until the next power-up.
     void storeFactorySettings() { stored = Settings{}; }
     void powerUp() { working = stored; }
 };

@@ -7,7 +7,7 @@ namespace sim {
 
 namespace {
 
-// A well-known bit mixer (the finaliser of SplitMix64): every input bit reaches every output bit.
+// The finaliser of SplitMix64, a bit mixer: every input bit affects every output bit.
 std::uint64_t mix(std::uint64_t x)
 {
     x += 0x9E3779B97F4A7C15u;

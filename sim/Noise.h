@@ -6,8 +6,8 @@
 
 namespace sim {
 
-// Noise that is a function of seed, channel and time alone: the same moment gives the same value,
-// however often and in whatever order it is asked for. Pure: any thread.
+// Noise as a function of seed, channel and time only. The same arguments always give the same
+// value, independent of the number and order of calls. Pure: any thread.
 class Noise
 {
 public:

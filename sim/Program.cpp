@@ -21,7 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The points a unit would have collected while somebody tumbled it.
+// The points that a device collects while it is rotated through all orientations.
 std::vector<std::array<float, 3>> tumbledPoints(unsigned count, std::uint64_t seed)
 {
     constexpr Time kInterval = std::chrono::milliseconds(400);
@@ -43,7 +43,8 @@ std::unique_ptr<RunningUnit> makeDevice(const DeviceOptions &options, unsigned c
     return device;
 }
 
-// The units of a configuration, one after the other.
+// Makes the simulated devices of a configuration. Each has another serial number and another seed
+// than the one before; replays are identical.
 class UnitMaker
 {
 public:
@@ -100,7 +101,7 @@ private:
     std::optional<Recorder> m_recorder;
 };
 
-// The units, whether they hang on ptys or in a testbed.
+// The simulated devices of a run, on a pty or in a testbed.
 class Bench
 {
 public:
@@ -142,7 +143,7 @@ public:
     void tellStatistics() override { tell(m_announced, m_unit->counters()); }
 
 private:
-    // A returning pty may have another path.
+    // Prints the path if it has changed: after plugging in, the pty may have another path.
     void announce()
     {
         const std::lock_guard lock(m_mutex);
@@ -197,7 +198,7 @@ private:
     std::vector<std::string> m_ports;
 };
 
-// Waits for signals and the moments of the cable.
+// Waits for signals and for the times at which the cable moves.
 class Watch
 {
 public:
@@ -225,7 +226,7 @@ public:
             if (::waitpid(child, &status, WNOHANG) == child)
                 return exitStatus(status);
             const siginfo_t signal = await(signals);
-            // What the terminal sends reaches the command by itself.
+            // The terminal sends its signals to the command too, so only others are forwarded.
             const bool meantForUs = signal.si_signo == SIGINT || signal.si_signo == SIGTERM;
             if (meantForUs && signal.si_code != SI_KERNEL)
                 ::kill(child, signal.si_signo);
@@ -233,7 +234,7 @@ public:
     }
 
 private:
-    // The next signal; those for the units are dealt with.
+    // Returns the next signal. Handles the signals for the simulated devices itself.
     siginfo_t await(const sigset_t &signals)
     {
         for (;;) {

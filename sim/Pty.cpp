@@ -21,7 +21,7 @@ namespace sim {
 
 namespace {
 
-// More than the kernel holds.
+// In bytes; more than the kernel buffers for a pty.
 constexpr std::size_t kLongestQueue = 1 << 20;
 
 struct Speed
@@ -60,7 +60,7 @@ FileDescriptor openMaster()
     return master;
 }
 
-// Built from the number, because inside a testbed ptsname() answers with the name of a mocked port.
+// Built from the number, because inside a testbed ptsname() returns the name of a mocked port.
 std::string slavePath(int master)
 {
     unsigned int number = 0;
@@ -104,8 +104,8 @@ void Pty::prepare()
         ::inotify_add_watch(m_events.get(), m_path.c_str(), IN_OPEN | IN_MODIFY | IN_CLOSE);
     if (m_ownWatch < 0)
         throw std::system_error(errno, std::generic_category(), "inotify_add_watch");
-    // Two equal events in a row are reported as one, which would make two opens look like one.
-    // Watching the directory as well puts its own event between any two of the node's.
+    // inotify merges two equal events in a row, so two opens would be reported as one. The watch on
+    // the directory adds an event of the directory between any two events of the node.
     const std::string directory = m_path.substr(0, m_path.rfind('/'));
     ::inotify_add_watch(m_events.get(), directory.c_str(), IN_OPEN | IN_CLOSE);
 }
@@ -140,8 +140,8 @@ void Pty::watch()
     }
 }
 
-// A host that was killed leaves its terminal exclusive, and would have to be root to open it again.
-// A real port is free once its last user is gone.
+// A killed host leaves the terminal exclusive: then only root can open it again. A real port is no
+// longer exclusive after the last process has closed it.
 void Pty::endExclusiveness() const
 {
     ::ioctl(m_slave.get(), TIOCNXCL);
@@ -162,8 +162,8 @@ void Pty::take(std::uint32_t event)
     }
 }
 
-// The speed that belongs to the sessions as they are known. One that was read before an event was
-// reported may be that of an earlier session.
+// The baud rate of the terminal, consistent with the reported events. It repeats the read if an
+// event arrives meanwhile, because the value may then belong to an earlier session.
 std::uint32_t Pty::watchedBaud()
 {
     for (;;) {
@@ -177,7 +177,7 @@ std::uint32_t Pty::watchedBaud()
     }
 }
 
-// Both the bytes already at the host's end and those still on their way there.
+// Drops the bytes in the host's input queue and those that the kernel has not delivered there yet.
 void Pty::dropUnread()
 {
     const std::size_t dropped = takeWaiting();
@@ -189,12 +189,12 @@ void Pty::dropUnread()
 Pty::Received Pty::receive()
 {
     constexpr std::size_t kEnough =
-        65536; // a host that never pauses must not keep the unit from talking
+        65536; // in bytes; a host that writes without pause must not block sending
     Received received;
     const std::uint32_t before = watchedBaud();
     m_sessions.beginRead();
     std::array<unsigned char, 4096> buffer;
-    // Up to the read that finds nothing, this is all that was written.
+    // Reads until no data is left: then `received` holds everything written so far.
     for (ssize_t size = 1; size > 0 && received.bytes.size() < kEnough;) {
         size = ::read(m_master.get(), buffer.data(), buffer.size());
         if (size > 0)
@@ -213,8 +213,8 @@ bool Pty::write(protocol::Bytes bytes)
     return size == static_cast<ssize_t>(bytes.size());
 }
 
-// Written bytes reach the host's queue by a worker of the kernel, at its leisure. Polling the
-// host's end waits for that worker.
+// Waits until written bytes are in the host's input queue. A worker of the kernel moves them there
+// asynchronously; polling the slave waits for that worker.
 void Pty::settle() const
 {
     hasUnread();
@@ -226,8 +226,9 @@ bool Pty::hasUnread() const
     return ::poll(&slave, 1, 0) > 0;
 }
 
-// Read, not asked for: behind what the host's queue holds, twice as much may be on its way. A host
-// that has opened again may take some of it meanwhile, so reading must not wait.
+// Reads and drops all bytes, and returns their number. FIONREAD is not enough: the kernel may hold
+// twice the content of the host's queue in transit. A host that has reopened the port may read some
+// of it at the same time, so the reads must not block.
 std::size_t Pty::takeWaiting() const
 {
     std::array<char, 4096> dropped;
@@ -252,8 +253,8 @@ Pty::Fate Pty::send(protocol::Bytes bytes, std::uint32_t baud)
     return Fate::Garbled;
 }
 
-// Polling waits for the kernel's worker only while the queue is empty. A host that empties it right
-// after the poll leaves a count of 0 that says nothing about what is still on its way.
+// Polling waits for the kernel's worker only while the queue is empty. If the host empties the
+// queue right after the poll, the count is 0 although more bytes may be in transit; hence the loop.
 std::size_t Pty::unreadByHost() const
 {
     while (hasUnread()) {
@@ -266,10 +267,10 @@ std::size_t Pty::unreadByHost() const
     return 0;
 }
 
-// A host that changes its speed, or closes and opens again, drops what it has received and then
-// must not find an intact packet of before. So the last byte waits until the others have arrived
-// and goes out only if nothing has changed: a change before that look is seen, and one after it
-// drops the others.
+// A host that changes its baud rate, or closes and reopens the port, drops its input. It must not
+// receive an intact packet from before the change. So the last byte is written only after the
+// others have arrived and if nothing has changed. The check detects an earlier change; on a later
+// change the host drops the other bytes.
 Pty::Fate Pty::sendIntact(protocol::Bytes bytes, std::uint32_t baud)
 {
     const std::uint64_t session = m_endedSessions;

@@ -12,7 +12,7 @@
 
 namespace sim {
 
-// A file descriptor and the duty to close it.
+// Owning file descriptor (RAII).
 class FileDescriptor
 {
 public:
@@ -37,55 +37,56 @@ private:
     int m_fd;
 };
 
-// The device's end of a pseudo-terminal, made to behave like one end of a serial line.
+// The device end (master) of a pseudo-terminal that behaves like one end of a serial line.
 //
-// Unread bytes do not outlive a host's session, nothing blocks, and the speed the host has set is
-// known. Destroying it hangs the line up for whoever has it open. One thread at a time. Errors of
-// opening are std::system_error.
+// Bytes that a host session leaves unread are dropped, no operation blocks, and the baud rate set
+// by the host is available. The destructor hangs up the line for every process that has it open.
+// One thread at a time. Throws std::system_error if opening fails.
 class Pty
 {
 public:
-    // What the host sent, and at what speed; no speed: unknown, to be taken as the right one.
+    // Bytes of the host and their baud rate. No baud rate: unknown, to be treated as that of the
+    // device.
     struct Received
     {
         std::vector<unsigned char> bytes;
         std::optional<std::uint32_t> hostBaud;
-        bool mayHaveMore = false; // worth another look at once
+        bool mayHaveMore = false; // call receive() again at once
     };
     enum class Fate {
-        Arrived, // in the host's input queue, sent at the speed the host listens at
-        Unheard, // nobody has the port open
-        Garbled, // the host listens at another speed, or changed it meanwhile
+        Arrived, // in the host's input queue, sent at the baud rate of the host
+        Unheard, // no host has the port open
+        Garbled, // the host uses another baud rate, or changed it during the transmission
         Overrun, // the host does not read: some or all bytes did not fit
     };
 
-    // A new pty, raw, at 9600 baud like a port nobody has used yet.
+    // Makes a pty in raw mode at 9600 baud, like an unused serial port.
     Pty();
-    // The pty of this master, whose ownership is taken.
+    // Takes ownership of this master.
     explicit Pty(FileDescriptor master);
 
-    // Where the host opens it.
+    // The path that the host opens.
     const std::string &path() const { return m_path; }
     // Readable when there is something to receive() or to watch().
     int masterFd() const { return m_master.get(); }
     int eventsFd() const { return m_events.get(); }
 
-    // Looks who opened and closed; drops what an ended session has not read.
+    // Processes reported opens, writes and closes. Drops the unread bytes of an ended session.
     void watch();
     bool isOpenedByHost() const { return m_sessions.isOpen(); }
-    // What the terminal showed when last looked at in the current session; none before that.
+    // The baud rate at the last check in the current session; none before the first check.
     std::optional<std::uint32_t> seenBaud() const { return m_sessions.shown(); }
-    // The speed the terminal shows now, 0 for none the unit could have.
+    // The current baud rate of the terminal; 0 for one that is not in the list of known rates.
     std::uint32_t shownBaud() const;
 
-    // Bytes sent here wait for the host to read them.
+    // True if the host has not read all bytes sent.
     bool hasUnread() const;
 
     Received receive();
-    // Bytes that had arrived, and that a session that has ended left unread, since the last call.
+    // Number of arrived bytes that ended sessions left unread, since the last call.
     std::size_t takeUnread() { return std::exchange(m_unread, 0); }
     Fate send(protocol::Bytes bytes, std::uint32_t baud);
-    // Bytes in the host's input queue.
+    // Number of bytes in the host's input queue.
     std::size_t unreadByHost() const;
 
 private:
@@ -100,8 +101,8 @@ private:
     Fate sendIntact(protocol::Bytes bytes, std::uint32_t baud);
 
     FileDescriptor m_master;
-    // Held for flushing what the host has not read, which the master's end cannot do. It also
-    // keeps the master readable while no host has the port open.
+    // Needed to flush the bytes that the host has not read, which is impossible through the master.
+    // It also keeps reads from the master from failing while no host has the port open.
     FileDescriptor m_slave;
     FileDescriptor m_events;
     int m_ownWatch = -1;
@@ -110,8 +111,8 @@ private:
     std::uint64_t m_eventCount = 0;
     std::uint64_t m_endedSessions = 0;
     std::size_t m_unread = 0;
-    std::size_t m_underWay = 0; // written of a transmission whose fate is open
-    std::uint64_t m_turn = 0;   // makes every piece of garbage another
+    std::size_t m_underWay = 0; // bytes written of a transmission that is not complete
+    std::uint64_t m_turn = 0;   // argument of garbage(), so that no two results are equal
 };
 
 } // namespace sim

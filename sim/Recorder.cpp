@@ -48,7 +48,8 @@ void Recorder::pluggedIn(Time now)
     write({.kind = Kind::PlugIn}, now);
 }
 
-// Bytes are told when they are out, the rest when it is noticed; a moment may lie between.
+// Sent bytes carry the time at which their transmission ends, other events the time at which they
+// are detected. These times may be out of order, so an event is never earlier than the one before.
 void Recorder::write(RecordedEvent event, Time at)
 {
     if (!m_beginning)

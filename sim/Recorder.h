@@ -11,11 +11,11 @@
 
 namespace sim {
 
-// Writes a recording while it happens. It begins when a host listens for the first time, and then
-// holds everything, heard or not. Every line is flushed, so that a program that dies leaves what
-// there was.
+// Writes a recording of a running line. It begins when a host listens for the first time. From then
+// on it holds all bytes, whether or not a host receives them. Every line is flushed, so that after
+// a crash the file holds everything up to that point.
 //
-// One thread at a time. The stream is borrowed; whoever owns it looks at its state.
+// One thread at a time. The stream is borrowed; its owner checks it for errors.
 class Recorder
 {
 public:

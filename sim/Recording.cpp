@@ -16,7 +16,7 @@ using Kind = RecordedEvent::Kind;
 
 constexpr std::string_view kTitle = "vornix-recording ";
 constexpr std::string_view kVersion = "1";
-// A month: further apart are a mistake, not two events of one session.
+// A month. A longer time is an error in the file.
 constexpr std::int64_t kLongestUs = 31LL * 24 * 3600 * 1'000'000;
 
 struct Mark
@@ -75,7 +75,7 @@ private:
         return true;
     }
 
-    // Up to the next blank, which is taken too.
+    // Removes and returns the text up to the next space. Removes the space too.
     std::string_view nextWord()
     {
         const std::size_t end = std::min(m_line.find(' '), m_line.size());
@@ -114,7 +114,8 @@ private:
         return value;
     }
 
-    // What a message may show of a file that may hold anything.
+    // Text of the file for an error message. The file may contain any bytes, so the text is
+    // shortened and unprintable characters are replaced.
     static std::string printable(std::string_view text)
     {
         constexpr std::size_t kShown = 40;
@@ -302,7 +303,7 @@ std::string shortest(T value, auto... format)
 
 } // namespace
 
-// Numbers without the stream's help: its locale may group digits.
+// Formats numbers without the stream, because its locale may group digits.
 void writeHeader(std::ostream &out, const RecordingHeader &header)
 {
     out << kTitle << kVersion << "\nbaud: " << shortest(header.baud)

@@ -10,12 +10,14 @@
 
 namespace sim {
 
-// What passed a line, and when. The text form is told in docs/recordings.md. Pure: any thread.
+// The bytes and events of a line with their times. docs/recordings.md describes the text format.
+// Pure: any thread.
 
-// What is known of the unit. Only the speed matters to a replay, the rest is for the reader.
+// Facts about the recorded device. A replay uses only the baud rate; the rest is information for
+// people.
 struct RecordingHeader
 {
-    std::uint32_t baud = 115200; // of the line when the recording begins
+    std::uint32_t baud = 115200; // of the line at the start of the recording
     std::uint16_t rateHz = 100;
     std::uint16_t outputs = 0x00FF;
     float zeroThreshold = 0;
@@ -30,15 +32,15 @@ struct RecordingHeader
 struct RecordedEvent
 {
     enum class Kind {
-        Heard,    // bytes of the unit, intact at the host's end
-        Unheard,  // bytes of the unit for which no host listened at its speed
+        Heard,    // bytes of the device that reach the host intact
+        Unheard,  // bytes of the device that no host receives intact
         FromHost, // bytes of the host
-        Baud,     // the unit's line runs at `baud` from now on
+        Baud,     // the baud rate of the device is `baud` from now on
         Unplug,
         PlugIn,
     };
 
-    std::chrono::microseconds at{0}; // since the beginning
+    std::chrono::microseconds at{0}; // since the start of the recording
     Kind kind = Kind::Heard;
     std::vector<unsigned char> bytes{}; // not empty for the first three kinds
     std::uint32_t baud = 0;             // for Kind::Baud
@@ -46,7 +48,8 @@ struct RecordedEvent
     bool operator==(const RecordedEvent &) const = default;
 };
 
-// Events are in the order of time. The cable is in at first; nothing passes it while it is out.
+// Events are ordered by time. The cable is plugged in at first; while it is unplugged there are no
+// bytes.
 struct Recording
 {
     RecordingHeader header;
@@ -55,7 +58,7 @@ struct Recording
     bool operator==(const Recording &) const = default;
 };
 
-// Names the line: "line 7: ...".
+// The message begins with the line number: "line 7: ...".
 class RecordingError : public std::runtime_error
 {
 public:
@@ -66,9 +69,9 @@ private:
     std::size_t m_line;
 };
 
-// Throws RecordingError at the first line that is not as it should be.
+// Throws RecordingError for the first invalid line.
 Recording parseRecording(std::string_view text);
-// The same for a file; a problem is std::runtime_error that names it.
+// Parses a file. Throws std::runtime_error with the path if it cannot be read or is invalid.
 Recording readRecording(const std::string &path);
 
 void writeHeader(std::ostream &out, const RecordingHeader &header);

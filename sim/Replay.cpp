@@ -56,7 +56,7 @@ Time Replay::nextEvent() const
     return m_waitsSince ? *m_waitsSince + m_patience : dueTime();
 }
 
-// The next event happens now, and what follows keeps its distance from it.
+// Schedules the next event for `now`. Later events keep their distance from it.
 void Replay::resumeAt(Time now)
 {
     m_recordedAt = next().at;

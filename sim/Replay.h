@@ -8,21 +8,23 @@
 
 namespace sim {
 
-// Says what a recorded unit has said.
+// Sends the bytes of a recorded device.
 //
-// The recording begins when a host listens at its speed. Where the recorded host spoke, it waits
-// for as many bytes of this host, but not for ever: what they say is not looked at. It knows no
-// power switch.
+// Playback begins when a host has the port open at the recorded baud rate. Where the recording
+// holds bytes of the host, playback waits until this host has sent as many bytes, but at most
+// `patience`. The content of those bytes is ignored. powerCycle() has no effect.
 class Replay : public Unit
 {
 public:
-    // How long after the host has begun to listen: time to drop what came before.
+    // Delay between the start of listening and the first bytes. The host uses it to discard old
+    // input.
     static constexpr Time kLeadIn = std::chrono::milliseconds(100);
-    // How long a host that says nothing is waited for, by default.
+    // Default limit of a wait for bytes of the host.
     static constexpr Time kPatience = std::chrono::seconds(1);
 
-    // `speed` times as fast as recorded, above 0; without, each piece of bytes follows as soon as
-    // the host has read the one before, and only the cable keeps its time.
+    // Plays `speed` times as fast as recorded, above 0. Without `speed`, each transmission follows
+    // as soon as the host has read the previous one; only the time until the cable is plugged in
+    // again is as recorded.
     explicit Replay(Recording recording, std::optional<double> speed = 1.0,
                     Time patience = kPatience);
 
@@ -53,10 +55,10 @@ private:
     std::size_t m_next = 0;
     std::uint32_t m_baud;
     std::optional<Time> m_listensSince;
-    // When the moment m_recordedAt of the recording was, or will be; never before the beginning.
+    // The time at which the recording time m_recordedAt is played; kNever before playback begins.
     Time m_playedAt = kNever;
     Time m_recordedAt{0};
-    std::size_t m_hostBytes = 0; // of the host, and not accounted for
+    std::size_t m_hostBytes = 0; // received, and not yet matched with recorded host bytes
     std::optional<Time> m_waitsSince;
 };
 

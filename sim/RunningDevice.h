@@ -8,16 +8,17 @@
 
 namespace sim {
 
-// A Device served on a pseudo-terminal by a thread of its own, in real time. As for RunningUnit,
-// every public operation may be called from any thread.
+// Runs a Device on a pseudo-terminal in its own thread, in real time. As for RunningUnit, every
+// public operation may be called from any thread.
 class RunningDevice : public RunningUnit
 {
 public:
     explicit RunningDevice(DeviceOptions options = {});
-    // On the pty of this master, whose ownership is taken.
+    // Runs on the pty of this master. Takes ownership of the descriptor.
     RunningDevice(int masterFd, DeviceOptions options);
 
-    // Access to the unit while it runs; between calls it lives on.
+    // Calls `function` with the device while the mutex is locked. The device continues to run
+    // between two calls.
     template <typename Function>
     auto inspect(Function function) const
     {
@@ -42,7 +43,7 @@ public:
 private:
     RunningDevice(std::unique_ptr<Device> device, std::unique_ptr<Pty> pty);
 
-    Device &m_device; // the unit that the base owns; guarded by mutex()
+    Device &m_device; // owned by the base class; guarded by mutex()
 };
 
 } // namespace sim

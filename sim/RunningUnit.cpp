@@ -14,15 +14,16 @@ namespace sim {
 
 namespace {
 
-// A process that was stopped, or a machine that slept, does not owe its host the samples of all
-// that time.
+// Longest step of the clock. After a stop of the process or a suspend of the machine, the device
+// does not send the samples of the whole gap.
 constexpr Time kLongestGap = std::chrono::milliseconds(500);
-// In transmissions, of which the shortest are shorter than a sample: more than the kernel keeps for
-// a host that does not read.
+// Number of transmissions, the shortest of which are shorter than a sample. The kernel buffers
+// fewer for a host that does not read.
 constexpr std::size_t kLongestQueue = 4096;
-// The kernel may be this late by default, half a sample at 1000 Hz with what the machine adds.
+// Timer slack of the thread. The default slack of the kernel, together with other delays of the
+// machine, may reach half a sample interval at 1000 Hz.
 constexpr unsigned long kTimerSlackNs = 10'000;
-// Between two looks whether the host has read everything.
+// Interval between two checks whether the host has read everything.
 constexpr Time kHostPause = std::chrono::microseconds(50);
 
 int makeWake()
@@ -120,8 +121,8 @@ void RunningUnit::unplug()
     if (!m_pty)
         return;
     removeLink();
-    // A descriptor that is being waited for does not hang up when it is closed, so the thread that
-    // waits has to do it.
+    // Closing a descriptor in one thread while another thread polls it does not hang up the line.
+    // So the polling thread closes it.
     m_pulled = true;
     wake();
     m_released.wait(lock, [this] { return !m_pulled; });
@@ -163,7 +164,7 @@ std::optional<std::uint32_t> RunningUnit::seenHostBaud() const
     return m_pty ? m_pty->seenBaud() : std::nullopt;
 }
 
-// --- What tests ask ----------------------------------------------------------------------------
+// --- Recording and counters --------------------------------------------------------------------
 
 void RunningUnit::setRecorder(Recorder *recorder)
 {
@@ -235,7 +236,8 @@ void RunningUnit::letGo(Time now)
         m_recorder->unplugged(now);
 }
 
-// The unit's own moves. They change nothing if somebody else was faster.
+// Executes the cable moves that the Unit requests. A move has no effect if unplug() or plugIn() has
+// already made it.
 std::optional<bool> RunningUnit::followCable(Time now)
 {
     if (isHeldBack())
@@ -254,7 +256,8 @@ std::optional<bool> RunningUnit::followCable(Time now)
     return std::nullopt;
 }
 
-// Speaking comes first: what left the unit by now left it before the host's bytes were read.
+// Sending comes first: bytes whose transmission ends by `now` were sent before the host's bytes are
+// read.
 void RunningUnit::serve(Time now)
 {
     speak(now);
@@ -328,7 +331,7 @@ void RunningUnit::count(Pty::Fate fate, const Transmission &transmission)
     }
 }
 
-// What is unread is the end of what has arrived.
+// The unread bytes are the last ones that have arrived.
 void RunningUnit::countUnread()
 {
     for (std::size_t left = m_pty->takeUnread(); left > 0 && !m_arrivals.empty();) {

@@ -17,28 +17,28 @@
 
 namespace sim {
 
-// What became of the packets the unit gave to its line.
+// Counts packets of the device by their outcome on the line.
 struct LineCounters
 {
-    std::uint64_t sent = 0;    // intact into the host's input queue
-    std::uint64_t samples = 0; // data packets among those
-    std::uint64_t unread = 0;  // of the samples: the host closed before it had read all their bytes
-    std::uint64_t skipped = 0; // data packets for which the line had no room
-    std::uint64_t garbled = 0; // the host listened at another speed
-    std::uint64_t unheard = 0; // nobody had the port open
-    std::uint64_t overrun = 0; // the host did not read, and the queue was full
-    std::uint64_t bytesSent = 0;
-    std::uint64_t hostBytesLost = 0; // bytes of the host, sent at another baud rate
+    std::uint64_t sent = 0;      // intact in the host's input queue
+    std::uint64_t samples = 0;   // data packets among `sent`
+    std::uint64_t unread = 0;    // `samples` that the host had not read completely when it closed
+    std::uint64_t skipped = 0;   // data packets dropped because the transmit buffer was full
+    std::uint64_t garbled = 0;   // the host used another baud rate
+    std::uint64_t unheard = 0;   // no host had the port open
+    std::uint64_t overrun = 0;   // the host did not read, and the queue was full
+    std::uint64_t bytesSent = 0; // bytes of the `sent` packets
+    std::uint64_t hostBytesLost = 0; // bytes that the host sent at another baud rate
 };
 
-// A Unit served on a pseudo-terminal by a thread of its own, in real time.
+// Runs a Unit on a pseudo-terminal in its own thread, in real time.
 //
-// Every public operation may be called from any thread. Errors of making the pty are
-// std::system_error.
+// Every public operation may be called from any thread. Throws std::system_error if the pty cannot
+// be made.
 class RunningUnit
 {
 public:
-    // Called on the unit's own thread when the unit itself has moved the cable.
+    // Called on the internal thread, without a lock, after the Unit itself has moved the cable.
     using CableListener = std::function<void(bool pluggedIn)>;
 
     explicit RunningUnit(std::unique_ptr<Unit> unit);
@@ -47,8 +47,8 @@ public:
     RunningUnit(const RunningUnit &) = delete;
     RunningUnit &operator=(const RunningUnit &) = delete;
 
-    // Where the host opens it: the link if there is one, else the pty itself. Without a link the
-    // path may be another after plugIn().
+    // The path that the host opens: the link if there is one, else the pty itself, empty while that
+    // is unplugged. Without a link the path may change at plugIn().
     std::string path() const;
     // Keeps a symbolic link at `path` pointing to the pty while plugged in. Throws
     // std::filesystem::filesystem_error if it cannot be made.
@@ -56,20 +56,20 @@ public:
     void setCableListener(CableListener listener);
 
     void powerCycle();
-    // Pulls the cable: the host's descriptors are hung up, the path is gone, the power too.
+    // Unplugs the cable: hangs up the host's descriptors, removes the path, cuts the power.
     void unplug();
-    // Puts it back: a new pty, powered up.
+    // Plugs the cable in: makes a new pty and switches the power on.
     void plugIn();
     bool isPluggedIn() const;
 
-    // Writes down what passes the line from now on, as soon as a host listens. Borrowed; null ends
-    // it.
+    // Records the traffic of the line, beginning when a host listens. The recorder is borrowed;
+    // null stops recording.
     void setRecorder(Recorder *recorder);
 
     LineCounters counters() const;
     bool isOpenedByHost() const;
-    // The baud rate that the host's session showed when the unit last looked; none before the first
-    // look. A session of which two have been seen is known to write at the second.
+    // The baud rate of the host's session at the last check; none before the first check. If two
+    // different baud rates were seen in a session, its bytes count as written at the second.
     std::optional<std::uint32_t> seenHostBaud() const;
 
 protected:
@@ -109,16 +109,16 @@ private:
     std::unique_ptr<Pty> m_pty; // null while unplugged
     Recorder *m_recorder = nullptr;
     CableListener m_cableListener;
-    bool m_pulled = false; // the thread shall let go of m_pty
+    bool m_pulled = false; // the thread must close m_pty
     std::condition_variable m_released;
     std::string m_link;
     LineCounters m_counters;
-    std::deque<Arrival> m_arrivals; // the last ones, as many as the queue may hold
+    std::deque<Arrival> m_arrivals; // the most recent ones; more than the queue can hold
     std::chrono::steady_clock::time_point m_epoch;
     Time m_lastServed{0};
 
     std::atomic<bool> m_stop{false};
-    std::thread m_thread; // last: everything above exists before it runs
+    std::thread m_thread; // last member: it uses all members above
 };
 
 } // namespace sim

@@ -34,14 +34,15 @@ std::array<float, N> floats(const Vector &values)
     return result;
 }
 
-// Settles within seconds of power-up and grows with fast turning, as an estimator's own figures do.
+// In rad^2. Settles within seconds after time 0 and grows with the rate of rotation, like the
+// covariances of an attitude estimator.
 Eigen::Vector3d covariances(double t, double rate)
 {
     const double settling = 1e-4 + 4e-3 * std::exp(-t / 3.0) + 2e-5 * rate;
     return {settling, settling, 3.0 * settling};
 }
 
-// Weather, slowly, and the sensor's noise.
+// In hPa: mean, slow variation (weather) and sensor noise.
 double pressureAt(double t, double noise)
 {
     return kMeanPressure + 0.4 * std::sin(2.0 * std::numbers::pi * t / 600.0) +
@@ -55,7 +56,7 @@ void append(std::vector<unsigned char> &payload, BlockCode code, const void *dat
     payload.insert(payload.end(), bytes, bytes + size);
 }
 
-// The moment of the pulse in microseconds, and nothing else yet.
+// Appends the sync block: the time of the pulse in microseconds, then zeros.
 void appendSync(std::vector<unsigned char> &payload, Time at)
 {
     constexpr std::size_t kSyncSize = 36;
@@ -102,8 +103,8 @@ Sample Sensors::sample(Time at, const Settings &settings) const
     sample.quaternion = floats<4>(q.coeffs());
     sample.eulerDeg = floats<3>(rollPitchYawDeg(q));
     sample.rates = floats<3>(turning);
-    // The body turns about the place of its sensor, so gravity is all an accelerometer would feel
-    // besides its noise, and the block is without it.
+    // Only noise: the body rotates about the sensor and so has no linear acceleration, and the
+    // block excludes gravity.
     sample.accelerations = floats<3>(noise(AccelerationNoise, kAccelerationSigma, at));
     sample.magneticField = floats<3>(corrected(raw, settings.magnetic));
     sample.magneticFieldRaw = floats<3>(raw);

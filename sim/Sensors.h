@@ -12,7 +12,7 @@
 
 namespace sim {
 
-// All that one moment's data packet can hold, in the units of the wire.
+// All values that a data packet can hold, in the units of the protocol.
 struct Sample
 {
     std::array<float, 4> quaternion;       // x, y, z, w: body to world
@@ -20,12 +20,13 @@ struct Sample
     std::array<float, 3> rates;            // rad/s, body frame
     std::array<float, 3> accelerations;    // m/s^2, body frame, without gravity
     std::array<float, 3> magneticField;    // unitless, corrected by the calibration
-    std::array<float, 3> magneticFieldRaw; // uT, as the iron distorts it
+    std::array<float, 3> magneticFieldRaw; // uT, distorted by iron
     std::array<float, 3> covariances;      // rad^2, roll pitch yaw
     float pressure;                        // hPa
 };
 
-// The sensors of a body that moves by `motion`. A function of options and time: pure, any thread.
+// The sensors of a body that moves by `motion`. The values depend only on the constructor arguments
+// and on time. Pure: any thread.
 class Sensors
 {
 public:
@@ -46,9 +47,9 @@ private:
     Noise m_noise;
 };
 
-// The payload of the data packet: a block for every bit of the mask, in this order: quaternion,
-// Euler angles, rates, accelerations, magnetic field, raw field, covariances, pressure. With
-// `sync`, and OUT_SYNC in the mask, the 36-byte sync block ends it.
+// The payload of a data packet: a block for every bit of the mask, in this order: quaternion, Euler
+// angles, rates, accelerations, magnetic field, raw field, covariances, pressure. If `sync` is true
+// and the mask holds OUT_SYNC, the 36-byte sync block comes last.
 std::vector<unsigned char> dataPayload(const Sample &sample, std::uint16_t outputs, bool sync,
                                        Time at);
 

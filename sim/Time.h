@@ -4,7 +4,7 @@
 
 namespace sim {
 
-// Time of the simulated world, counted from the moment its clock was started.
+// Simulated time since the start of its clock.
 using Time = std::chrono::nanoseconds;
 
 inline constexpr Time kNever = Time::max();

@@ -9,24 +9,24 @@
 
 namespace sim {
 
-// Bytes that have passed the line.
+// Bytes whose transmission is complete.
 struct Transmission
 {
     std::vector<unsigned char> bytes;
-    std::uint32_t baud = 0; // the speed they were sent at
-    unsigned packets = 0;   // that end in these bytes
+    std::uint32_t baud = 0; // at which they were sent
+    unsigned packets = 0;   // number of packets that end in these bytes
     unsigned samples = 0;   // data packets among them
-    Time done{0};           // when the last stop bit was out
+    Time done{0};           // end of the last stop bit
 };
 
-// The unit's end of the line: ten bits a byte, one byte after the other. Data packets that find
-// more than kBuffer bytes waiting are skipped, as a unit does whose outputs exceed its line;
-// replies always find room. Pure: time is passed in.
+// Models the transmit buffer and the timing of the device: ten bits per byte. The caller skips data
+// packets for which hasRoom() is false, like a device whose outputs exceed the capacity of its
+// line. send() accepts replies without a limit. Pure: time is passed in.
 class Transmitter
 {
 public:
-    // Two packets of full output: one on the line, one behind it. More would only make the answer
-    // to a command late.
+    // In bytes, about two packets of full output: one in transmission and one queued. A larger
+    // buffer only delays replies to commands.
     static constexpr std::size_t kBuffer = 288;
 
     explicit Transmitter(std::uint32_t baud)
@@ -40,10 +40,10 @@ public:
     bool hasRoom(std::size_t bytes, Time at) const;
     void send(std::vector<unsigned char> bytes, unsigned packets, Time at, unsigned samples = 0);
 
-    // The next bytes that are out by `now`, in order.
+    // The next bytes whose transmission ends by `now`, in order.
     std::optional<Transmission> take(Time now);
     Time nextDone() const { return m_queue.empty() ? kNever : m_queue.front().done; }
-    // When everything sent so far is out.
+    // The time at which the transmission of everything queued so far ends, `at` or later.
     Time idleAt(Time at) const { return m_idle > at ? m_idle : at; }
     void clear(Time now);
 

@@ -10,8 +10,9 @@
 
 namespace sim {
 
-// What talks at the device's end of a line: bytes in, bytes out, time passed in. It knows neither
-// thread nor port. Not thread-safe; time never goes backwards.
+// Interface of the device end of a line, without thread and port: an implementation takes bytes and
+// the current time as arguments and returns bytes. Not thread-safe; the times passed in must not
+// decrease.
 class Unit
 {
 public:
@@ -19,29 +20,30 @@ public:
 
     virtual ~Unit() = default;
 
-    // Bytes as they arrive, sent at hostBaud. At another speed than the unit's own they are lost.
+    // Bytes that arrive at `now`, sent at hostBaud. A Device drops them if hostBaud differs from
+    // lineBaud().
     virtual void receive(protocol::Bytes bytes, std::uint32_t hostBaud, Time now) = 0;
-    // Lets time pass.
+    // Processes everything due by `now`.
     virtual void advance(Time now) = 0;
-    // The next bytes whose last bit is out by `now`; call until empty.
+    // The next bytes whose transmission ends by `now`. Call until the result is empty.
     virtual std::optional<Transmission> transmit(Time now) = 0;
-    // When advance() or transmit() has something to do next.
+    // The next time at which advance() or transmit() has work to do.
     virtual Time nextEvent() const = 0;
-    // The speed the line runs at now.
+    // The current baud rate of the line.
     virtual std::uint32_t lineBaud() const = 0;
-    // Power off and on.
+    // Switches the power off and on.
     virtual void powerCycle(Time now) = 0;
 
-    // Data packets for which the line had no room.
+    // Number of data packets dropped because the transmit buffer was full.
     virtual std::uint64_t samplesSkipped() const { return 0; }
 
-    // --- For a unit that has a say in more than its bytes -------------------------------------
+    // --- For a device that also controls the cable or waits for the host ----------------------
 
-    // Whether a host has the port open at the unit's speed: told often, not only when it changes.
+    // `listens`: a host has the port open at lineBaud(). Called repeatedly, not only on a change.
     virtual void hostListens(bool /*listens*/, Time /*now*/) {}
-    // True if the next bytes shall go out only when the host has read all the others.
+    // True if the next bytes must not be sent before the host has read all earlier ones.
     virtual bool waitsForHost() const { return false; }
-    // What shall happen to the cable now; handed out once.
+    // The cable move due by `now`. Each move is returned once.
     virtual std::optional<CableMove> takeCableMove(Time /*now*/) { return std::nullopt; }
 
 protected:

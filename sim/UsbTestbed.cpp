@@ -9,7 +9,8 @@ namespace sim {
 
 namespace {
 
-// The number a kernel would give it: USB adapters have major 188, modems (ACM) 166.
+// The device number "major:minor" as the kernel assigns it: major 188 for USB serial adapters, 166
+// for modems (ACM).
 std::string deviceNumber(const std::string &name)
 {
     const std::size_t digits = name.find_last_not_of("0123456789") + 1;
@@ -27,8 +28,8 @@ std::string ttyDevice(const std::string &name)
     return usbDevice(name) + "/interface/" + name + "/tty/" + name;
 }
 
-// The tty, the USB interface that drives it and the USB device they belong to: a port is listed
-// as an adapter because of its parents.
+// The umockdev records of the USB device, its interface and its tty. All three are needed, because
+// the list of ports recognises an adapter by its parents.
 std::string records(const std::string &name)
 {
     return "P: " + usbDevice(name) +
@@ -47,13 +48,13 @@ std::string records(const std::string &name)
     throw std::runtime_error(what + ": " + reason);
 }
 
-// The testbed's own server refuses every ioctl on its ports, and Asio cannot even make one
-// non-blocking: the caller's own kernel must answer. At full rate a byte may take ten microseconds,
-// so reads must not wait for a server.
+// The default server of the testbed rejects every ioctl on its ports, so Asio cannot even make a
+// port non-blocking. The ioctls must go to the kernel instead. Reads must not go through a server:
+// at full rate a byte may take ten microseconds.
 //
-// Newer releases let the kernel answer when there is no server of this name. Older ones fail to
-// open a port then, but ask a server of this name for ioctls only, so there it is replaced by one
-// that has the kernel answer.
+// Newer umockdev releases pass ioctls to the kernel if no server of this name exists. Older
+// releases cannot open a port without a server of this name, but use it for ioctls only, not for
+// reads. For them this file replaces the server by one that passes each ioctl to the kernel.
 constexpr const char *kDefaultServer = "_default";
 
 gboolean runForReal(UMockdevIoctlBase *, UMockdevIoctlClient *client, gpointer)
@@ -98,8 +99,8 @@ std::string UsbTestbed::root() const
     return result;
 }
 
-// The testbed gives the node a pty of its own; the unit's takes its place, because the unit must
-// be able to hang up.
+// The testbed creates the node with another pty. The link replaces it by the pty of the simulated
+// device, because the simulated device must be able to hang up the line.
 void UsbTestbed::addAdapter(const std::string &name)
 {
     GError *error = nullptr;
@@ -148,13 +149,13 @@ void UsbTestbed::replug(const std::string &name)
     show(name, true);
 }
 
-// umockdev cannot add a node a second time after removing it, so its record stays, out of sight:
-// ports are found by their entry in the class's directory.
+// umockdev cannot add a node again after removing it. So the node stays, and only its entry in the
+// class directory moves: the list of ports is read from that directory.
 void UsbTestbed::show(const std::string &name, bool pluggedIn) const
 {
     const std::string from = pluggedIn ? hiddenEntry(name) : classEntry(name);
     const std::string to = pluggedIn ? classEntry(name) : hiddenEntry(name);
-    std::error_code ignored; // it is there already if somebody else has moved the cable too
+    std::error_code ignored; // fails if the entry has already been moved
     std::filesystem::rename(from, to, ignored);
 }
 

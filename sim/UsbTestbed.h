@@ -11,11 +11,11 @@ typedef struct _UMockdevIoctlBase UMockdevIoctlBase;
 
 namespace sim {
 
-// A /dev and /sys of its own, in which simulated units are USB serial adapters.
+// A separate /dev and /sys tree in which simulated devices are USB serial adapters.
 //
-// Seen by processes that run with umockdev's preload library and the environment of this process
-// as it is after construction: their port lists show the adapters, and /dev/<name> opens. One at a
-// time, used by one thread. Errors are std::runtime_error.
+// It applies to processes that run with umockdev's preload library and with the environment that
+// this process has after construction: their port lists show the adapters, and they can open
+// /dev/<name>. Only one object at a time, used by one thread. Throws std::runtime_error.
 class UsbTestbed
 {
 public:
@@ -25,21 +25,21 @@ public:
     UsbTestbed(const UsbTestbed &) = delete;
     UsbTestbed &operator=(const UsbTestbed &) = delete;
 
-    // Adds an adapter, such as "ttyUSB0" or "ttyACM3", with a unit behind it. The reference stays
+    // Adds an adapter, such as "ttyUSB0" or "ttyACM3", with a simulated device. The reference stays
     // valid as long as the testbed.
     RunningDevice &plug(const std::string &name, DeviceOptions options = {});
-    // The same with any unit, which may move its cable by itself.
+    // Adds an adapter with any RunningUnit, which may move its cable itself.
     void plug(const std::string &name, std::unique_ptr<RunningUnit> unit);
-    // Throws std::bad_cast if another kind of unit is plugged in there.
+    // Throws std::bad_cast if the RunningUnit at `name` is not a RunningDevice.
     RunningDevice &device(const std::string &name);
     RunningUnit &unit(const std::string &name);
 
-    // Pulls the adapter out: hung up, and gone from /dev and from the list of ports; and puts it
-    // back. The unit keeps its memory.
+    // unplug() hangs up the line and removes the adapter from /dev and from the list of ports.
+    // replug() restores it. The simulated device keeps its memory.
     void unplug(const std::string &name);
     void replug(const std::string &name);
 
-    // The root of its /dev and /sys.
+    // The root directory of the /dev and /sys tree.
     std::string root() const;
 
 private:
@@ -48,7 +48,7 @@ private:
     std::string classEntry(const std::string &name) const;
     std::string hiddenEntry(const std::string &name) const;
 
-    UMockdevTestbed *m_testbed; // owned, like the next
+    UMockdevTestbed *m_testbed; // owned, like m_ioctls
     UMockdevIoctlBase *m_ioctls;
     std::map<std::string, std::unique_ptr<RunningUnit>> m_units;
 };

@@ -9,7 +9,7 @@
 
 namespace {
 
-// As shells have it.
+// Exit statuses that shells use for the same failures.
 constexpr int kCannotRun = 126;
 constexpr int kNotFound = 127;
 

@@ -19,7 +19,7 @@ namespace {
 
 using std::chrono::milliseconds;
 
-// As shells have it.
+// The exit status that shells use for usage errors.
 constexpr int kUsageError = 2;
 constexpr double kLongestWait = 1e6;
 
@@ -152,7 +152,7 @@ CLI::Option *addChoice(CLI::App &app, const std::string &name, const char *value
         ->type_name(valueName);
 }
 
-// The parser's own range check accepts what is not a number.
+// Not the parser's range check, because that accepts NaN.
 void addNumber(CLI::App &app, const std::string &name, const char *valueName, const char *help,
                double maximum, std::function<void(double)> apply)
 {
@@ -174,7 +174,7 @@ std::function<void(double)> storeSeconds(std::optional<milliseconds> &time)
     };
 }
 
-// Without the parser's notes on occurrences and exclusions: the texts of the options say as much.
+// Omits the parser's notes on occurrences and exclusions, because the option texts contain them.
 class HelpFormatter : public CLI::Formatter
 {
 public:
@@ -355,8 +355,8 @@ const Configuration &Options::parse(std::span<const std::string> arguments)
     return m_configuration;
 }
 
-// What depends on more than one option and is too long for the help text, where the parser lists
-// the exclusions of each option.
+// Checks rules that involve several options. They are not exclusions of the parser, because it
+// would list these for each option and make the help text too long.
 void Options::check() const
 {
     const Configuration &c = m_configuration;

@@ -22,7 +22,7 @@ struct Configuration
 {
     DeviceOptions device;
     unsigned calibrationPoints = 120;
-    std::vector<std::string> ports{}; // of the testbed, never empty when there is a command
+    std::vector<std::string> ports{}; // of the testbed; not empty if there is a command
     std::string link;
     bool statistics = false; // printed at the end
     std::optional<std::chrono::milliseconds> unplugAfter;
@@ -41,17 +41,17 @@ public:
     Options();
     ~Options();
 
-    // `arguments` without the program's name. Once per object. Throws CLI::ParseError: for a
-    // mistake in them, and also for --help and --version.
+    // `arguments` excludes the program name. Call once per object. Throws CLI::ParseError for
+    // invalid arguments, and also for --help and --version.
     const Configuration &parse(std::span<const std::string> arguments);
-    // Prints what the error asks for, help and version on standard output, a mistake on standard
-    // error. Returns the exit status.
+    // Prints help and version on standard output, errors on standard error. Returns the exit
+    // status.
     int report(const CLI::ParseError &error) const;
 
     std::string help() const;
 
 private:
-    // The parser, with new options in this group of the help text.
+    // Returns the parser; options added next belong to this group of the help text.
     CLI::App &optionsOf(const std::string &group);
     void addDeviceOptions();
     void addLineOptions();
@@ -65,7 +65,7 @@ private:
     Configuration m_configuration;
 };
 
-// What a recording of the configured device states about it.
+// The recording header for the configured device.
 RecordingHeader recordingHeader(const Configuration &configuration);
 
 } // namespace sim
