@@ -1,12 +1,14 @@
-// Memory of the window while its GUI thread is blocked and a device sends all it can, 1000 times a
-// second: each sample waits there as queued calls, for plot and pose and for the panel's texts.
+// Measures the memory of the window while its GUI thread is blocked and a device sends full output
+// at 1000 Hz. Each sample waits as queued calls for the plot, the pose view and the texts of the
+// panel.
 //
 //     bench_backlog [seconds]      (default: 90)
 //
-// Three passes in the same process: every output, quaternions alone, and every output again, which
-// shows what the first pass leaves to it. Resident memory in MiB: before, when the block ends, five
-// seconds after all that waited was dealt with, without the device, and after one more
-// malloc_trim(), which gives back hardly anything if the program did so itself.
+// Three passes in the same process: all outputs, quaternions only, and all outputs again. The third
+// shows how much memory of the first pass it reuses. Prints the resident memory in MiB: before the
+// block, at the end of the block, five seconds after the queue is empty, without the device, and
+// after an additional malloc_trim(). That last step frees almost nothing if the program has already
+// returned its memory.
 
 #include <algorithm>
 #include <chrono>
@@ -70,7 +72,7 @@ void pass(const char *name, std::uint16_t outputs, imu &driver, std::chrono::sec
 
     const double before = residentMiB();
     const auto samplesBefore = driver.statistics().samples;
-    std::this_thread::sleep_for(duration); // the block
+    std::this_thread::sleep_for(duration); // the GUI thread is blocked
     const double blocked = residentMiB();
     const auto samples = static_cast<double>(driver.statistics().samples - samplesBefore);
 

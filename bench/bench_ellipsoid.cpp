@@ -1,10 +1,11 @@
-// One ellipsoid fit, over 21 to 10000 readings of size 1 (gauss-like) and 50 (microtesla-like), the
-// noise half a percent of the size. Around 50 a float cannot move by the millionth that ends the
-// search, so most fits there run to their last iteration.
+// Measures one ellipsoid fit, over 21 to 10000 raw magnetometer readings of magnitude 1 (as in
+// gauss) and 50 (as in microtesla). The noise is 0.5 % of the magnitude. Near 50 the resolution of
+// a float is coarser than the step of 1e-6 that ends the search, so most fits there use all
+// iterations.
 //
-// Per fit: time, Gauss-Newton iterations, allocations; per iteration: time; and by how much the
-// distance from the truth exceeds that of the same least squares solved in double. Beside it one
-// iteration as anybody would write it down: columns, general products, in single precision.
+// Prints per fit: time, Gauss-Newton iterations, allocations; per iteration: time; and the ratio of
+// the error to that of the same least squares problem solved in double. For comparison: one
+// iteration in straightforward single-precision Eigen code, with columns and general products.
 
 #include "calibration/ellipsoid_fit.h"
 
@@ -23,7 +24,7 @@ std::atomic<std::uint64_t> allocations{0};
 
 } // namespace
 
-// Eigen allocates by malloc, so counting operator new would miss it.
+// Counts calls of malloc, because Eigen does not allocate through operator new.
 extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *malloc(std::size_t size) noexcept
 {
@@ -64,7 +65,7 @@ struct Errors
     }
 };
 
-// Float over double; the worse of centre and shape. At most 1.01 is wanted.
+// Error in float divided by error in double; the larger of centre and shape. Target: at most 1.01.
 double errorRatio(const std::vector<Trial> &trials)
 {
     Errors single;
@@ -100,7 +101,7 @@ void fitEllipsoid(benchmark::State &state)
     state.counters["error_ratio"] = errorRatio(trials);
 }
 
-// Starts at the truth, which makes no difference to what a step costs.
+// Starts at the true parameters; the starting point does not affect the time of a step.
 void plainIteration(benchmark::State &state)
 {
     const std::vector<Trial> trials =

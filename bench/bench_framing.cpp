@@ -1,6 +1,6 @@
-// From the byte to the store: framing and decoding through the driver's own entry point, fed byte
-// by byte, beside a receiver of this one packet that does nothing it could leave out, and beside
-// copying and summing, which need no receiver.
+// Measures framing and decoding, from the byte to the stored sample, through the driver's entry
+// point, byte by byte. For comparison: a minimal receiver for this one packet layout, and copying
+// and summing the bytes without a receiver.
 
 #include "bench/rounds.h"
 #include "bench/sample_stream.h"
@@ -21,7 +21,8 @@ void keep(const T &value)
     asm volatile("" : : "g"(&value) : "memory");
 }
 
-// Knows one type, one layout and no faults but a wrong sum, and tells nobody.
+// Minimal receiver: accepts one packet type with one layout, detects only a wrong checksum, and
+// reports nothing.
 class LeastReceiver
 {
 public:
@@ -129,7 +130,7 @@ int main(int argc, char **argv)
         {"imu::receiveByte, framed, decoded, stored",
          [&] {
              return perByte(stream.size(), [&] {
-                 // Local, so that nothing but the driver's own work is done for each byte.
+                 // A local reference, so that the loop measures only the work of the driver.
                  imu &target = driver;
                  for (const unsigned char byte : protocol::Bytes(stream))
                      target.receiveByte(byte);

@@ -1,11 +1,12 @@
-// From the first byte of a packet on the line to quaternionUpdated in the GUI thread, with the
-// window shown and its worker polling, what scheduling the worker differently would change, and
-// what its polling costs the reader and the window: the last variant holds it still.
+// Measures the latency from the first byte of a packet on the line to quaternionUpdated in the GUI
+// thread, with the window shown and its worker polling. Variants schedule the worker differently.
+// The last variant stops the worker, which shows the cost of its polling for the reader and the
+// window.
 //
 //     bench_latency [seconds per round] [rounds] [packets per second]
 //
-// The line is a pseudo-terminal: a packet arrives at once, not at the pace of a baud rate. Variants
-// take turns, so that the machine's other load falls on all of them alike.
+// The line is a pseudo-terminal: a packet arrives at once, independent of a baud rate. Variants run
+// in turn, so that other load of the machine affects all of them equally.
 
 #include <algorithm>
 #include <atomic>
@@ -115,7 +116,7 @@ std::vector<double> stream(const Line &line, imu &driver, std::chrono::seconds d
     latencies.reserve(total);
 
     QEventLoop loop;
-    QObject receiver; // of this thread, hence queued
+    QObject receiver; // in this thread, so the connection is queued
     QObject::connect(&driver, &imu::quaternionUpdated, &receiver, [&] {
         const std::chrono::duration<double, std::micro> late =
             Clock::now() - sent[latencies.size()];
@@ -160,7 +161,7 @@ pid_t threadNamed(const std::string &name)
     return 0;
 }
 
-// What a thread of this process has run for, in seconds.
+// CPU time of a thread of this process, in seconds.
 double processorTime(pid_t thread)
 {
     double nanoseconds = 0;
@@ -168,7 +169,7 @@ double processorTime(pid_t thread)
     return nanoseconds * 1e-9;
 }
 
-// --- A worker that does nothing
+// --- Stopping the worker
 
 std::atomic<bool> s_hold{false};
 std::atomic<bool> s_held{false};
@@ -183,8 +184,8 @@ void stayHere(int /*signal*/)
     s_held = false;
 }
 
-// Between two rates and without samples the worker only looks at flags: it holds no lock there that
-// others might wait for.
+// Stops the worker in a signal handler. Between two rate updates and without samples the worker
+// only reads flags, so it holds no lock that another thread may wait for.
 void holdStill(MainWindow &window, pid_t worker)
 {
     QSignalSpy(&window, &MainWindow::dataRateWrite).wait();
@@ -219,7 +220,7 @@ struct Variant
 
 std::atomic<pid_t> s_reader{0};
 
-// Only the thread of the driver that streams calls this.
+// Called only in the reader thread of the driver under test.
 void noteReader()
 {
     s_reader = ::gettid();
@@ -268,8 +269,8 @@ int main(int argc, char **argv)
     std::printf("%-34s %9s %9s %9s   %5s  %7s  %7s  %s\n", "", "median", "p99", "max", "ratio",
                 "reader", "window", "rate label");
 
-    // Without window and worker: what the driver and a queued signal take. Its line stays open and
-    // silent afterwards, which keeps its reader asleep.
+    // Without window and worker: measures only the driver and a queued signal. Its line then stays
+    // open without data, so that its reader thread sleeps.
     Line bareLine;
     boost::shared_ptr<imu> bare(new imu(nullptr));
     bare->start();
@@ -277,7 +278,7 @@ int main(int argc, char **argv)
     QObject::connect(bare.get(), &imu::quaternionUpdated, bare.get(), noteReader,
                      Qt::DirectConnection);
     Variant alone{"driver alone", SCHED_OTHER, 0};
-    stream(bareLine, *bare, std::chrono::seconds(1), rateHz); // tells whose thread the reader is
+    stream(bareLine, *bare, std::chrono::seconds(1), rateHz); // sets s_reader
     run(alone, bareLine, *bare, duration, rateHz);
     const double unit = quantile(alone.latencies, 0.5);
     print(alone, unit);

@@ -1,10 +1,10 @@
-// What a sample costs the plot: three figures, each in turn with QCustomPlot, if it was there at
-// build time, showing the same curves, grid and legend with the same pens, and with a bare widget
-// that draws the curves and the grid in one go. CPU time of this process.
+// Measures the cost of a sample in the plot: three figures, as CPU time of this process. The plot
+// is compared in turn with QCustomPlot, if available at build time, with the same curves, grid,
+// legend and pens, and with a minimal widget that draws curves and grid in one paint event.
 //
 //     bench_plotter [update|paint|live]... [runs]      (default: all three, 7 runs; live: 5 s each)
 //
-// QCustomPlot is under the GPL: this program is for measuring, and no part of Vornix links to it.
+// QCustomPlot is under the GPL: only this benchmark links to it, no part of Vornix does.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -52,7 +52,7 @@ double median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-// A body in motion: three sines, so that every sample moves the whole curve.
+// Test motion: three sines, so that every sample moves the whole curve.
 class Motion
 {
 public:
@@ -64,7 +64,7 @@ public:
                 static_cast<float>(170.0 * std::sin(0.31 * t))};
     }
 
-    // The same attitude as the plotter takes it: x, y, z, scalar.
+    // The same attitude as a quaternion in the order of the plotter: x, y, z, scalar.
     std::array<float, 4> nextQuaternion()
     {
         std::array<float, 3> halves = next();
@@ -81,7 +81,7 @@ private:
     long m_step = 0;
 };
 
-// The floor under any plot of these curves: no scene, no legend, no conversion of quaternions.
+// Lower bound for any plot of these curves: no scene, no legend, no conversion of quaternions.
 class BarePlot : public QWidget
 {
 public:
@@ -142,11 +142,11 @@ class Subject
 public:
     virtual ~Subject() = default;
     virtual const char *name() const = 0;
-    // The widget whose paint events are its frames.
+    // The widget whose paint events count as frames.
     virtual QWidget &painted() = 0;
     virtual void show() = 0;
     virtual void addSample() = 0;
-    // Asks for a frame now, at whatever pace it paints by itself.
+    // Requests a frame now, independent of the widget's own frame rate.
     virtual void requestFrame() = 0;
     virtual bool pacesItself() const { return false; }
 };
@@ -158,7 +158,7 @@ public:
     {
         m_view.resize(kViewSize);
         m_plotter.attach(&m_view);
-        new FramePacer(&m_view); // as the program's window has it
+        new FramePacer(&m_view); // as in the main window
     }
 
     const char *name() const override { return "RpyPlotter"; }
@@ -243,7 +243,7 @@ public:
     void requestFrame() override { m_plot.replot(QCustomPlot::rpQueuedReplot); }
 
 private:
-    // Grid lines at every step, and so many fainter ones between two of them.
+    // Grid lines at every step, and m_linesBetween fainter ones between two of them.
     class Ticker : public QCPAxisTickerFixed
     {
     public:
@@ -318,7 +318,7 @@ double updateMicroseconds(Subject &subject)
     return figure;
 }
 
-// One sample, one frame: runs the event loop until the frame is there.
+// Adds one sample and runs the event loop until its frame is painted. Returns the CPU time.
 double frameMicroseconds(Subject &subject)
 {
     const PaintCounter counter(subject.painted());
@@ -331,14 +331,14 @@ double frameMicroseconds(Subject &subject)
     });
 }
 
-// 1000 samples a second, one an event as the driver delivers them; CPU share of one core. The plot
-// paints at its own pace; the others are asked for a frame at the display's.
+// CPU share of one core at 1000 samples a second, one per event as the driver delivers them. The
+// plot limits its frame rate itself; for the others a frame is requested at the display's rate.
 double liveShare(Subject &subject)
 {
     QElapsedTimer time;
     time.start();
     qint64 done = 0;
-    QEventLoop loop; // not QApplication::exec(): leaving that closes the windows
+    QEventLoop loop; // not QApplication::exec(), because its end closes the windows
     QTimer tick;
     tick.setTimerType(Qt::PreciseTimer);
     QObject::connect(&tick, &QTimer::timeout, [&] {

@@ -1,7 +1,6 @@
-// A byte through the open port: CPU time of the thread that reads it, packets framed and decoded.
-// One byte a read in all three, so that the difference is the road, not the load. What is read
-// waits in the port before the clock starts: no reader pays for being woken or for the one who
-// writes.
+// Measures the CPU time per byte of the thread that reads an open port and frames and decodes
+// packets. All three candidates read one byte at a time, so they differ only in the way they read.
+// All bytes are in the port before the clock starts, so wake-ups and the writer do not count.
 
 #include "bench/rounds.h"
 #include "bench/sample_stream.h"
@@ -20,7 +19,7 @@
 
 namespace {
 
-// Fits into the terminal's queue, so that the reader finds all of it waiting.
+// Fits into the terminal's queue, so that all of it can wait there.
 constexpr int kPacketsAtOnce = 37;
 constexpr int kBlocks = 60;
 
@@ -41,7 +40,7 @@ public:
     virtual clockid_t readerClock() const = 0;
     int packets() const { return m_packets; }
 
-    // From the next sample on the reading thread stands still until it is let go.
+    // Blocks the reading thread at the next sample until letGo().
     void hold() { m_held = true; }
     void letGo()
     {
@@ -158,8 +157,9 @@ void await(const std::function<bool()> &condition)
         std::this_thread::sleep_for(std::chrono::microseconds(200));
 }
 
-// Feeds blocks through the port and says what they cost the reader, but for the first packet of
-// each, with which it is held until the others wait in the port.
+// Sends blocks through the port. Returns the CPU time of the reader in nanoseconds per byte. The
+// first packet of each block is not counted: it blocks the reader until the others wait in the
+// port.
 double perByte(PtyPort &port, Receiver &receiver)
 {
     static const std::vector<unsigned char> stream = sampleStream(kPacketsAtOnce);
@@ -198,5 +198,5 @@ int main(int argc, char **argv)
     std::printf("A byte through a pseudo-terminal, CPU time of the reading thread:\n");
     rounds::print(candidates);
     std::fflush(nullptr);
-    std::_Exit(0); // the readers never stop
+    std::_Exit(0); // the reader threads do not end
 }

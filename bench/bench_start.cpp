@@ -1,11 +1,11 @@
-// From the start of the program's process to its first frame on the screen.
+// Measures the time from the start of the program's process to its first frame on the screen.
 //
 //     bench_start PROGRAM [starts]
 //
-// The first frame is there when the area of the pose view, on the right half of the window, shows
-// more than one colour: floor grid and axes are drawn then, and everything else with them, because
-// a window with a GL view in it is composed as a whole. It is looked for from outside, on the
-// screen. One start before those that count warms up the caches of files.
+// The first frame is complete when the area of the pose view, in the right half of the window,
+// shows more than one colour. Then floor grid and axes are drawn, and everything else too, because
+// a window with a GL view is composed as a whole. The benchmark reads the pixels of the screen from
+// another process. One uncounted start fills the file caches.
 
 #include <algorithm>
 #include <chrono>
@@ -38,11 +38,11 @@ constexpr int kSmallestHeight = 600;
 
 struct Start
 {
-    Milliseconds mapped; // the window is there, perhaps without contents
+    Milliseconds mapped; // the window is mapped, possibly without contents
     Milliseconds drawn;
 };
 
-// An ended program leaves its last process to be collected.
+// The process of the program. The destructor kills it and reaps it, so that no zombie remains.
 class Process
 {
 public:
@@ -76,8 +76,8 @@ bool showsMoreThanOneColour(const Screen::Pixels &pixels)
     return false;
 }
 
-// A few lines of pixels through the middle of the pose view: enough to meet the grid, and quickly
-// looked at.
+// A few lines of pixels through the middle of the pose view: enough to include the grid, and fast
+// to read.
 ScreenArea middleOfPose(const ScreenArea &window)
 {
     return {window.x + window.width * 6 / 10, window.y + window.height * 6 / 10,

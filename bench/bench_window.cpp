@@ -1,14 +1,14 @@
-// The whole window while a device sends all it can, 1000 times a second: what waits for the GUI
-// thread, and how long a click waits for its answer.
+// Measures the main window while a device sends full output at 1000 Hz: the number of calls queued
+// for the GUI thread, and the response time of a click.
 //
 //     bench_window [seconds]
 //
-// Waiting: calls queued for the GUI thread and not yet made, counted on both sides and looked at
-// every 100 ms by a thread of its own: a sample for plot and pose, a text for the panel. Answer:
-// from the click of a (simulated) mouse on a menu's title until the menu is to be seen on the
-// screen, or gone from it; looked for from outside, twice a millisecond. The clicks come at random
-// times. Rate: the numbers of the label, one a second, beside the samples that the device has sent
-// in the same time.
+// Waiting: calls queued for the GUI thread and not yet executed: samples for plot and pose view,
+// texts for the panel. Both threads count, and a separate thread reads the counts every 100 ms.
+// Answer: the time from a simulated mouse click on a menu title until the menu appears on the
+// screen or disappears. It is read from the pixels of the screen, twice per millisecond. Clicks
+// come at random times. Rate: the numbers of the rate label, one per second, and the samples that
+// the device has sent in the same time.
 
 #include <algorithm>
 #include <atomic>
@@ -66,8 +66,8 @@ Value quantile(std::vector<Value> values, double q)
 
 // --- Waiting -----------------------------------------------------------------------------------
 
-// Calls on their way into the GUI thread. Connected after whoever else receives the signals, so
-// that what has been counted as made has been made there too.
+// Counts calls queued for the GUI thread. Connect it after all other receivers of the signals: a
+// call counted as executed has then been executed there too.
 class Queue
 {
 public:
@@ -79,7 +79,7 @@ public:
         QObject::connect(sender, signal, receiver, [this] { ++m_made; });
     }
 
-    // The order matters: what is made in between must not be missing from what was posted.
+    // Reads m_made first: calls executed between the two reads are then included in m_posted.
     long waiting() const
     {
         const long made = m_made;
@@ -124,7 +124,7 @@ struct Target
 {
     int x;
     int y;
-    ScreenArea answer; // where the opened menu is to be seen
+    ScreenArea answer; // where the opened menu appears
 };
 
 Target helpMenu(const MainWindow &window)
@@ -137,7 +137,8 @@ Target helpMenu(const MainWindow &window)
     return {middle.x(), middle.y(), {below.x(), below.y(), 60, 30}};
 }
 
-// Milliseconds from each click to its answer, for a time. A click without an answer ends it.
+// Clicks for `duration`. Returns the milliseconds from each click to its response. Stops at a click
+// without a response.
 std::vector<double> clickFor(std::chrono::seconds duration, const Target &target)
 {
     const Screen screen;
@@ -148,7 +149,7 @@ std::vector<double> clickFor(std::chrono::seconds duration, const Target &target
     std::this_thread::sleep_for(500ms);
     const auto end = Screen::Clock::now() + duration;
     Screen::Pixels shown = screen.look(target.answer);
-    while (Screen::Clock::now() < end || answers.size() % 2 != 0) { // leave it closed
+    while (Screen::Clock::now() < end || answers.size() % 2 != 0) { // ends with it closed
         const auto clicked = screen.click();
         auto change = screen.awaitChange(target.answer, shown, kPatience);
         if (!change) {
@@ -157,7 +158,7 @@ std::vector<double> clickFor(std::chrono::seconds duration, const Target &target
         }
         answers.push_back(std::chrono::duration<double, std::milli>(change->at - clicked).count());
         std::this_thread::sleep_for(std::chrono::milliseconds(pauseMs(random)));
-        shown = screen.look(target.answer); // an answer may take more than one painting
+        shown = screen.look(target.answer); // a response may need more than one repaint
     }
     return answers;
 }
@@ -179,7 +180,8 @@ sim::DeviceOptions quaternionsAt(std::uint16_t rateHz)
     return options;
 }
 
-// The first window shown began before the device did.
+// Ignores the numbers of the first 2.5 s: their measuring intervals may begin before the device
+// sends.
 void printRateShown(MainWindow &window, imu &driver, std::uint16_t rateHz,
                     std::chrono::seconds duration)
 {
@@ -204,7 +206,7 @@ void printRateShown(MainWindow &window, imu &driver, std::uint16_t rateHz,
                 quantile(shown, 0), quantile(shown, 0.5), quantile(shown, 1));
 }
 
-// Runs a function beside the event loop.
+// Runs a function in another thread while the event loop runs.
 template <typename Function>
 void beside(Function function)
 {

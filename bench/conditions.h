@@ -2,6 +2,6 @@
 
 #include <string>
 
-// What a figure depends on, in one line: processor, cores, GL renderer, and how busy the machine is
-// now. Needs a QGuiApplication.
+// The measurement conditions in one line: processor, cores, GL renderer, and the current load of
+// the machine. Needs a QGuiApplication.
 std::string conditions();

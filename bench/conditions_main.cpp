@@ -1,4 +1,4 @@
-// Tells what the figures of scripts depend on, as the programs here do of their own.
+// Prints the measurement conditions for scripts; the benchmark programs print them themselves.
 
 #include <cstdio>
 

@@ -1,6 +1,6 @@
-"""Memory of the program a minute after it was connected to a unit at factory settings.
+"""Measures the memory of the program a minute after connecting to a device at factory settings.
 
-The accessibility interface, by which it is told to connect, is part of the figure.
+The figure includes the accessibility interface, which the script uses to control the program.
 """
 
 import os

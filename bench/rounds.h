@@ -1,7 +1,7 @@
 #pragma once
 
-// Interleaved measurements in one program: each round runs every candidate once, and ratios are
-// those of the medians, so that a neighbour's load falls on all of them alike.
+// Interleaved measurements in one program: each round runs every candidate once, so that other load
+// of the machine affects all of them equally. Ratios are those of the medians.
 
 #include <algorithm>
 #include <cstdio>
@@ -43,14 +43,14 @@ inline int count(int argc, char **argv, int usual)
 inline void run(std::vector<Candidate> &candidates, int rounds)
 {
     for (Candidate &candidate : candidates)
-        candidate.nanosecondsPerByte(); // warm
+        candidate.nanosecondsPerByte(); // warm-up, not counted
     for (int round = 0; round < rounds; ++round) {
         for (Candidate &candidate : candidates)
             candidate.results.push_back(candidate.nanosecondsPerByte());
     }
 }
 
-// Medians, and how they compare with that of the first candidate.
+// Prints the medians, and their ratios to the median of the first candidate.
 inline void print(const std::vector<Candidate> &candidates)
 {
     for (const Candidate &candidate : candidates) {

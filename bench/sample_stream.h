@@ -5,7 +5,7 @@
 #include <random>
 #include <vector>
 
-// What a unit with every output switched on sends: 25 floats in eight blocks, 106 bytes a packet.
+// Packets of a device at full output: 25 floats in eight blocks, 106 bytes a packet.
 inline std::vector<unsigned char> sampleStream(int packets)
 {
     using namespace protocol;

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Often enough for the figures, seldom enough not to keep the server from painting.
+// Short enough for the resolution of the figures, long enough not to slow down the X server.
 constexpr std::chrono::microseconds kPause{500};
 
 template <typename Reply>

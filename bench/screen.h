@@ -17,9 +17,8 @@ struct ScreenArea
     int height = 0;
 };
 
-// The X screen as whoever sits before it has it: what is to be seen on it, and a mouse. It knows
-// nothing of the program it looks at. One thread at a time; ends the process if there is no
-// display.
+// Reads the pixels of the X screen and simulates a mouse, independent of the program under test.
+// One thread at a time. Ends the process if there is no display.
 class Screen
 {
 public:
@@ -29,8 +28,8 @@ public:
     Screen();
 
     Pixels look(const ScreenArea &area) const;
-    // Until the area shows something else than `before`: what it shows then, and when. None within
-    // the time.
+    // Waits until the area differs from `before`. Returns its new pixels and the time of the
+    // change; none if it does not change within `patience`.
     struct Change
     {
         Pixels after;
@@ -39,11 +38,11 @@ public:
     std::optional<Change> awaitChange(const ScreenArea &area, const Pixels &before,
                                       std::chrono::milliseconds patience) const;
 
-    // A window of at least that size that is shown on top level, if there is one by now.
+    // A visible top-level window of at least that size, if there is one.
     std::optional<ScreenArea> shownWindow(int width, int height) const;
 
     void point(int x, int y) const;
-    // Presses the left button and releases it. Returns the moment before.
+    // Presses and releases the left button. Returns the time just before.
     Clock::time_point click() const;
 
 private:
