@@ -18,12 +18,12 @@ _RELEASE = re.compile(r"## (\S+) \((\d{4}-\d\d-\d\d)\)")
 
 class Release(NamedTuple):
     version: str
-    date: str  # as ISO has it
+    date: str  # ISO 8601, YYYY-MM-DD
     entries: list  # of (bullet, text)
 
 
 def releases(markdown, version, date):
-    """The releases of a change log, as they stand in it: the newest first."""
+    """The releases of a change log in its order, the newest first."""
     revision = version.rpartition("-")[2]
     found = []
     for line in markdown.splitlines():

@@ -1,5 +1,6 @@
-# What Debian wants in /usr/share/doc of each package: the terms of use and two change logs, one of
-# the program and one of the package; they differ in form only. Lintian's exceptions go with them.
+# The files that Debian requires in /usr/share/doc of each package: the copyright file and two change
+# logs, one of the program and one of the package, which differ in form only. Also installs the
+# lintian overrides.
 
 find_program(GZIP gzip REQUIRED)
 set(changelog ${PROJECT_SOURCE_DIR}/CHANGELOG.md)
