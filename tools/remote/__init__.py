@@ -1,1 +1,1 @@
-"""Uses a program as a person does: through its windows, from another process."""
+"""Controls a program through its windows, from another process."""

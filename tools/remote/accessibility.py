@@ -1,10 +1,10 @@
 """Widgets of a running program, found by role and name over the accessibility bus (AT-SPI).
 
-No coordinates and no fixed pauses: every wait is for a condition and has a deadline. The bus is
-spoken to directly, without a client library's cache, so that what is read is what is shown.
+No coordinates and no fixed pauses: every wait is for a condition and has a deadline. The calls go to
+the bus directly, without a client library and its cache, so the results are the current state.
 
-A program that waits for its device answers here only now and then. So questions are asked many at a
-time: a look at a whole window costs one round trip for each level of its widgets.
+A program that waits for its device replies only rarely. So many calls are sent at a time: reading a
+whole window takes one round trip for each level of its widgets.
 """
 
 import os
@@ -13,10 +13,11 @@ from typing import NamedTuple
 
 from gi.repository import Gio, GLib
 
-# Of a wait that ends as soon as its condition holds: only how long a failure takes. Longer than a
-# call may take, so that a program that was busy for that long is asked once more.
+# Default deadline of a wait, in seconds. A wait ends as soon as its condition holds, so this is only
+# the time until a failure. It is longer than the timeout of a call, so that a call to a busy program
+# is repeated.
 DEADLINE_S = 180.0
-# Slow builds: every deadline is so many times longer.
+# Factor for every deadline, for slow builds.
 PATIENCE = float(os.environ.get("VORNIX_PATIENCE", "1"))
 POLL_S = 0.05
 AGAIN_S = 10.0
@@ -41,7 +42,7 @@ KEY_HOME, KEY_DOWN, KEY_RETURN, KEY_ESCAPE = 0xFF50, 0xFF54, 0xFF0D, 0xFF1B
 
 
 def wait_until(condition, what, timeout_s=DEADLINE_S):
-    """The first true value of condition(); TimeoutError naming `what` if there is none in time."""
+    """Returns the first true value of condition(). Raises TimeoutError naming `what`."""
     timeout_s *= PATIENCE
     deadline = time.monotonic() + timeout_s
     while True:
@@ -64,7 +65,7 @@ class Bus:
         flags = (Gio.DBusConnectionFlags.AUTHENTICATION_CLIENT
                  | Gio.DBusConnectionFlags.MESSAGE_BUS_CONNECTION)
         self._connection = Gio.DBusConnection.new_for_address_sync(address, flags, None, None)
-        # The first call starts the registry: a program started after it registers at once.
+        # The first call starts the registry, so that a program started later registers at once.
         self.applications()
 
     def call(self, owner, path, interface, method, signature=None, *arguments):
@@ -74,8 +75,8 @@ class Bus:
             Gio.DBusCallFlags.NONE, _CALL_TIMEOUT_MS, None).unpack()
 
     def call_many(self, calls):
-        """The results of several calls (as arguments of call()), asked at once; None for a widget
-        that is gone or does not know the question."""
+        """Sends several calls (as arguments of call()) at once and returns their results; None for a
+        widget that is gone or does not support the call."""
         results = [None] * len(calls)
         waiting = len(calls)
 
@@ -97,8 +98,8 @@ class Bus:
         return results
 
     def send(self, owner, path, interface, method, signature, *arguments):
-        """Like call(), without waiting: the answer to an action that opens a modal dialog only
-        comes when that dialog has been closed."""
+        """Like call(), without waiting for the reply: the reply to an action that opens a modal
+        dialog arrives only after that dialog has been closed."""
         self._connection.call(
             owner, path, interface, method, GLib.Variant(signature, arguments), None,
             Gio.DBusCallFlags.NONE, -1, None, None, None)
@@ -108,12 +109,12 @@ class Bus:
         return self._widget(_REGISTRY, "/org/a11y/atspi/accessible/root").children()
 
     def press_key(self, symbol):
-        """One key stroke to whichever window has the keyboard."""
+        """Sends one key stroke to the window that has the keyboard focus."""
         self._generate("GenerateKeyboardEvent", "(isu)", symbol, "", _KEY_SYMBOL)
 
     def mouse(self, event, x, y):
-        """Moves the pointer to that place of the screen and does something there: "abs" nothing
-        else, "b1p" presses button 1, "b1r" releases it, "b4c" clicks 4, the wheel's way up."""
+        """Moves the pointer to (x, y) on the screen and triggers the event there: "abs" none, "b1p"
+        presses button 1, "b1r" releases it, "b4c" clicks button 4, which is a wheel step up."""
         self._generate("GenerateMouseEvent", "(iis)", int(x), int(y), event)
 
     def _generate(self, method, signature, *arguments):
@@ -125,7 +126,7 @@ class Bus:
 
 
 class Look(NamedTuple):
-    """One widget as it was at the moment of a look()."""
+    """The state of one widget at the time of a look()."""
 
     widget: "Widget"
     role: str
@@ -134,7 +135,7 @@ class Look(NamedTuple):
 
 
 class Widget:
-    """One accessible object. It stays valid as long as the widget behind it lives."""
+    """One accessible object. It stays valid until its widget is destroyed."""
 
     def __init__(self, bus, owner, path):
         self._bus = bus
@@ -157,7 +158,7 @@ class Widget:
         return self._bus.call(self._owner, self._path, interface, method, signature, *arguments)
 
     def seen_by(self, bus):
-        """The same widget, asked over another connection."""
+        """The same widget over another connection."""
         return Widget(bus, self._owner, self._path)
 
     @property
@@ -198,7 +199,7 @@ class Widget:
                 for owner, path in self._call(_ACCESSIBLE, "GetChildren")[0]]
 
     def look(self):
-        """What this widget and everything below it show now: a list of Looks, parents first."""
+        """The state of this widget and all its descendants: a list of Looks, parents first."""
         seen = []
         level = [self]
         while level:
@@ -228,9 +229,9 @@ class Widget:
         return wait_until(lambda: self.find_now(role, name), f"{role} {name!r}", timeout_s)
 
     def values_beside(self, captions):
-        """For each caption the widget to the right of the label of that text, as forms show them."""
+        """For each caption, the widget to the right of the label with that text, as in a form."""
         def find():
-            # A window that has just opened, or is being laid out, does not have them all.
+            # A window that is still opening or being laid out may not have all of them yet.
             looks = [look for look in self.look() if look.extents and look.extents[2]]
             found = [_right_of(caption, looks) for caption in captions]
             return None if None in found else found
@@ -241,7 +242,7 @@ class Widget:
         return self.values_beside([caption])[0]
 
     def texts(self, widgets):
-        """The contents of several line edits or text boxes, at one time."""
+        """The contents of several line edits or text boxes, read at once."""
         return [text and text[0] for text in self._bus.call_many(
             [(widget._owner, widget._path, _TEXT, "GetText", "(ii)", 0, -1)
              for widget in widgets])]
@@ -275,7 +276,7 @@ class Widget:
                 self.activate()
                 _holds_soon(lambda: popup.showing)
                 return False
-            # A window that does not have the keyboard yet gets none of them.
+            # A window without the keyboard focus does not receive the keys; then they are sent again.
             for key in keys:
                 self._bus.press_key(key)
             return _holds_soon(lambda: self.name == item)
@@ -284,7 +285,7 @@ class Widget:
 
 
 def _holds_soon(condition):
-    """Whether it holds within a moment, after which what should bring it about is done again."""
+    """Whether the condition holds within AGAIN_S. If not, the caller repeats its action."""
     try:
         return wait_until(condition, "soon", AGAIN_S)
     except TimeoutError:

@@ -1,11 +1,11 @@
-"""A desktop of its own for one program: display, window manager, accessibility bus.
+"""A separate desktop for one program: display, window manager, accessibility bus.
 
     with Desktop() as desktop:
         program = desktop.start(["build/release/bin/vornix-sim", "--", "build/release/bin/vornix"])
         program.menu("Connection", "Scan for Devices")
 
 Scripts that use it begin with `enter()`, which restarts them on a virtual display, so that neither the
-user's desktop nor another test is in the way.
+user's desktop nor another test interferes.
 """
 
 import os
@@ -27,7 +27,8 @@ _ENTERED = "VORNIX_REMOTE_SESSION"
 
 
 def enter():
-    """Returns on a display made for this script; called first, before anything is started."""
+    """Restarts the script on a new virtual display; returns if it already runs there. Call it first,
+    before any process is started."""
     if os.environ.get(_ENTERED):
         return
     environment = dict(
@@ -36,7 +37,7 @@ def enter():
         QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1",
         LC_ALL="C.UTF-8",
         **{_ENTERED: "1"})
-    # The preload list of a test bed is for the program under test, not for the desktop around it.
+    # The preload list of a test bed is for the program under test, not for the desktop.
     environment.pop("LD_PRELOAD", None)
     command = [str(ROOT / "tools/with-display"), sys.executable, *sys.argv]
     os.execve(command[0], command, environment)
@@ -45,7 +46,7 @@ def enter():
 class Desktop:
     def __enter__(self):
         self._programs = []
-        # Where the accessibility bus goes by itself.
+        # The directory in which the accessibility bus also puts its socket by default.
         sockets = os.environ.get("XDG_RUNTIME_DIR", tempfile.gettempdir())
         self._message_bus = subprocess.Popen(
             ["dbus-daemon", "--session", "--nofork", "--print-address=1",
@@ -65,7 +66,7 @@ class Desktop:
         self._message_bus.stdout.close()
 
     def _manage_windows(self):
-        """Starts what places windows, and returns its process when it is ready."""
+        """Starts the window manager and returns its process when it is ready."""
         manager = subprocess.Popen(
             ["openbox", "--sm-disable"], stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         wait_until(self._is_managed, "a window manager")
@@ -132,7 +133,7 @@ class Program:
 
     @property
     def output(self):
-        """All that the program has written so far, on both channels."""
+        """Everything that the program has written so far to standard output and standard error."""
         self._log.flush()
         with open(f"/proc/self/fd/{self._log.fileno()}", encoding="utf-8",
                   errors="replace") as reader:
@@ -150,7 +151,7 @@ class Program:
         return self._menu_entry(path).enabled
 
     def _menu_entry(self, path):
-        # The entries live as long as the window: what was found once need not be searched again.
+        # The entries stay valid as long as the window, so they are cached.
         if path not in self._menu_entries:
             widget = self.window
             for name in path:
@@ -168,12 +169,12 @@ class Program:
                 if window.role in _DIALOG_ROLES and window.name == title:
                     return window
             except GLib.Error:
-                pass  # closed between two questions
+                pass  # closed between two calls
         return None
 
     def passing_text(self, label, pattern, *menu):
-        """What a menu entry leaves in a label that the program soon overwrites: a slow look may
-        miss it, and then the entry is chosen again."""
+        """The text that a menu entry puts into a label for a short time. If a slow read misses it,
+        the entry is chosen again."""
         def look():
             self.menu(*menu)
             end = time.monotonic() + 0.9
@@ -186,11 +187,11 @@ class Program:
         return wait_until(look, f"{pattern!r} after {menu}")
 
     def shows(self, window):
-        """Whether that is still one of its windows."""
+        """Whether the program still has that window."""
         return window in self._application.children()
 
     def descendant(self, name):
-        """The process of that name that the started command started; None if there is none."""
+        """The id of a process of that name below the started command; None if there is none."""
         pending = [self._process.pid]
         while pending:
             pid = pending.pop()

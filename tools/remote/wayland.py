@@ -1,7 +1,7 @@
-"""A desktop without X: Weston, with a screen in memory that is drawn by the processor.
+"""A desktop without X: Weston with a virtual screen and software rendering.
 
-Wayland does not say where on the screen a window is. So the window is looked for in the picture: it
-is what differs from the background, and nothing else may be open.
+Wayland does not report the position of a window on the screen. So the position is found in a
+screenshot: the window is what differs from the background. No other window may be open.
 """
 
 import os
@@ -31,12 +31,12 @@ startup-animation=none
 
 
 def missing():
-    """What is not installed here: names of programs."""
+    """The names of the required programs that are not installed."""
     return [tool for tool in ("weston", "weston-screenshooter") if not shutil.which(tool)]
 
 
 def enter():
-    """Makes this process, and what it starts, one of a session without X; called first."""
+    """Sets the environment of this process and its children to a session without X. Call it first."""
     for name in ("DISPLAY", "XAUTHORITY", "LD_PRELOAD"):
         os.environ.pop(name, None)
     os.environ.update(QT_LINUX_ACCESSIBILITY_ALWAYS_ON="1", QT_QPA_PLATFORM="wayland",
@@ -59,7 +59,7 @@ class WaylandDesktop(Desktop):
         directory = pathlib.Path(self._directory.name)
         settings, log = directory / "weston.ini", directory / "weston.log"
         settings.write_text(_SETTINGS, encoding="ascii")
-        # With --debug, and not without, any program may take pictures of the screen.
+        # Only with --debug may any program take screenshots.
         compositor = subprocess.Popen(
             ["weston", "--debug", "--backend=headless-backend.so", "--use-pixman",
              f"--width={width}", f"--height={height}", f"--socket={_SOCKET}",
@@ -92,7 +92,7 @@ class WaylandDesktop(Desktop):
 
     @classmethod
     def _picture(cls, extents, *output):
-        """A picture of the screen, or of a part of the window (x, y, width, height)."""
+        """A screenshot, or a part of the window (x, y, width, height)."""
         with tempfile.TemporaryDirectory() as directory:
             environment = dict(os.environ, XDG_PICTURES_DIR=directory)
             subprocess.run(["weston-screenshooter"], check=True, cwd=directory, env=environment,
@@ -108,8 +108,8 @@ class WaylandDesktop(Desktop):
 
 
 def _place_of_window(shot):
-    """Where in that picture the background ends: left, top."""
-    # The frame of one pixel sees that the background is at every edge.
+    """The left and top edge of the window in that screenshot."""
+    # The border of one pixel makes the background present at every edge.
     box = subprocess.run(
         ["convert", str(shot), "-bordercolor", f"#{_BACKGROUND}", "-border", "1",
          "-format", "%@", "info:-"], check=True, stdout=subprocess.PIPE, text=True).stdout
