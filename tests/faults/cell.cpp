@@ -12,7 +12,8 @@ namespace faults {
 
 namespace {
 
-// The driver tells on standard output how a change of speed goes on; a thousand times, here.
+// Captures standard output: the driver prints each step of a baud rate change there, and the matrix
+// runs more than a thousand of them.
 class QuietOutput
 {
 public:
@@ -33,8 +34,8 @@ struct Measured
     bool stuck = false;
 };
 
-// The fault ends after that many commands of the operation; an operation with a limit of its own
-// has to keep to it.
+// Ends the fault after `until` commands of the operation. An operation with a limit on its attempts
+// gets no such end under Fate::Stays: it has to stop at its limit.
 void arrange(FaultBed &bed, const Operation &operation, Fault fault, Fate fate)
 {
     const auto startFault = [&bed, &operation, fault] { begin(fault, operation, bed.device()); };
@@ -69,7 +70,7 @@ Measured run(FaultBed &bed, const Operation &operation)
         measured.stuck = true;
     }
     outcome.time = bed.slept();
-    bed.pass(1ms); // the last command may still be on its way
+    bed.pass(1ms); // delivers a last command that is still on the line
     outcome.attempts = bed.commands();
     return measured;
 }
@@ -97,7 +98,8 @@ std::string differenceBetween(const Outcome &stated, const Measured &measured)
     return text.str();
 }
 
-// Flags of replies that nobody has asked for yet would be taken for replies to the operation.
+// Clears the new-value flags of earlier unrequested replies: the operation would accept them as its
+// own reply.
 void takeOldAnswers(imu &driver)
 {
     driver.getBaudRate();
@@ -113,7 +115,8 @@ struct SampleCount
     int sent = 0;
 };
 
-// In the time passing, all that the unit gave to the line being out at its ends.
+// Counts samples sent and decoded in `time`. All bytes that the device has put on the line have
+// arrived at the start and at the end of that time.
 SampleCount samplesIn(FaultBed &bed, milliseconds time)
 {
     const auto sent = [&bed] { return static_cast<int>(bed.device().counters().samplesSent); };
@@ -142,7 +145,7 @@ Samples measuredSamples(FaultBed &bed, Fault fault, Fate fate)
         bed.unplug();
     } else if (fate == Fate::Ends) {
         end(fault, bed.device());
-        bed.pass(203ms); // what was damaged may still swallow what follows
+        bed.pass(203ms); // a damaged packet may still swallow the packet that follows
     }
     measured.after = flowOf(samplesIn(bed, 1000ms));
     return measured;
@@ -156,7 +159,7 @@ std::string differenceBetween(const Samples &stated, const Samples &seen)
            "; instead of " + nameOf(stated.before) + ", then " + nameOf(stated.after);
 }
 
-// Of no command, so that faults of answers find nothing to befall.
+// No command has this code, so faults that apply to replies have no effect.
 const Operation &listening()
 {
     static const Operation operation{
@@ -175,7 +178,7 @@ std::string differenceIn(FaultBed &bed, const Operation &operation, Fault fault,
         bed.replaceDriver();
     bed.connectToNewUnit();
     operation.prepare(bed);
-    bed.pass(100ms); // what that has left on the line
+    bed.pass(100ms); // drains what prepare() left on the line
     takeOldAnswers(bed.driver());
     bed.observe(operation.code);
     bed.giveUpAfter(stated.attempts + 20);
@@ -197,7 +200,7 @@ std::string differenceInStreaming(FaultBed &bed, Fault fault, Fate fate)
 {
     bed.connectToNewUnit();
     begin(fault, listening(), bed.device());
-    bed.pass(53ms); // what was on the line before
+    bed.pass(53ms); // drains what was on the line before the fault
     const Samples measured = measuredSamples(bed, fault, fate);
     if (!bed.isConnected())
         return "is not connected";
@@ -217,7 +220,7 @@ std::string harmLeftBy(FaultBed &bed, Fault fault)
     }
     if (!bed.isConnected())
         return "not connected any more; ";
-    bed.pass(fault == Fault::SlowBaud5 ? 5500ms : 300ms); // what is still to come
+    bed.pass(fault == Fault::SlowBaud5 ? 5500ms : 300ms); // replies and baud changes still due
 
     const sim::Settings &settings = bed.device().memory().working;
     bed.observe(OUTPUTS);

@@ -7,14 +7,15 @@
 
 namespace faults {
 
-// Tries one operation under one fault, and compares with what the rules say. Returns what differs;
-// nothing if all is as stated.
+// Runs one operation under one fault and compares the result with rules.h. Returns the differences
+// as text, empty if there are none.
 std::string differenceIn(FaultBed &bed, const Operation &operation, Fault fault, Fate fate);
 std::string differenceInConnecting(FaultBed &bed, Fault fault, Fate fate);
 std::string differenceInStreaming(FaultBed &bed, Fault fault, Fate fate);
 
-// What is wrong with the driver once the fault is over and the cable back: a sample has to arrive,
-// all settings to be read, one to be set. Nothing if it is as good as new.
+// Tests the driver after the fault has ended and the cable is back: a sample must arrive,
+// loadSettings() must read the settings, and setOutputs() must work. Returns what fails, empty if
+// all works.
 std::string harmLeftBy(FaultBed &bed, Fault fault);
 
 } // namespace faults

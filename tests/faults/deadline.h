@@ -2,8 +2,8 @@
 
 namespace faults {
 
-// A deadlock cannot be returned from: if this lives for longer than ten minutes, where a busy
-// machine needs seconds, the process ends, saying that the driver hangs.
+// Ends the process with a message if it lives longer than ten minutes: a test cannot return from a
+// deadlock. The tests need seconds on a busy machine.
 class Deadline
 {
 public:

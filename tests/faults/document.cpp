@@ -49,7 +49,7 @@ next write throws.
 
 using Names = std::vector<Fault>;
 
-// Rows that say the same are one.
+// Rows with equal text are merged into one.
 template <typename Text>
 void writeRows(std::ostream &out, Text text)
 {

@@ -4,7 +4,8 @@
 
 namespace faults {
 
-// docs/fault-matrix.md: what the rules say of every operation and fault, in Markdown.
+// Content of docs/fault-matrix.md: the outcome that rules.h states for every operation and fault,
+// in Markdown.
 std::string document();
 
 } // namespace faults

@@ -12,7 +12,8 @@ namespace faults {
 
 namespace {
 
-// The speeds of the host, and at which other speed the unit is then; so that it finds back.
+// Pairs of a baud rate of the host and another baud rate, to which Fault::WrongSpeed moves the
+// device. Each baud rate occurs once, so the end of the fault can restore the right one.
 struct Speeds
 {
     std::uint32_t right;
@@ -32,15 +33,15 @@ void changeSpeed(sim::Device &device, std::uint32_t Speeds::*from, std::uint32_t
     }
 }
 
-// The answer cut off where that hurts: after the code of one that is a single block, between the
-// values of one that lists several.
+// A reply cut at its most harmful place: after the code if it is a single block, between two values
+// if it lists several.
 std::vector<unsigned char> tooShort(const Operation &operation)
 {
     const std::size_t size = operation.proof == Proof::Settings ? 8 : 1;
     return {operation.reply.begin(), operation.reply.begin() + static_cast<std::ptrdiff_t>(size)};
 }
 
-// Three bytes more than there should be; records that fit no buffer of the driver.
+// Three bytes too long; records of calibration points fit no buffer of the driver.
 std::vector<unsigned char> tooLong(const Operation &operation)
 {
     std::vector<unsigned char> payload = operation.reply;

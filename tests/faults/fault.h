@@ -11,7 +11,7 @@ namespace faults {
 
 struct Operation;
 
-// What goes wrong at the unit or on its line.
+// A fault of the device or of its line.
 enum class Fault {
     None,
     Silent,
@@ -42,9 +42,9 @@ inline constexpr int kFaultCount = static_cast<int>(Fault::SlowBaud5) + 1;
 const char *nameOf(Fault fault);
 std::vector<Fault> allFaults();
 
-// Faults that name a command befall that of the operation.
+// A fault that applies to one command applies to that of the operation.
 void begin(Fault fault, const Operation &operation, sim::Device &device);
-// Everything is well again, and the unit at the speed it had.
+// Removes all faults and restores the device's baud rate.
 void end(Fault fault, sim::Device &device);
 
 } // namespace faults

@@ -19,17 +19,18 @@ namespace faults {
 
 namespace {
 
-// The line holds what the unit says in this time.
+// The bytes that the device sends in this time fit into the line.
 constexpr milliseconds kStep = 200ms;
 constexpr std::size_t kLineRoom = 1024;
-// After a sleep like this the driver may look at anything.
+// After a sleep of at least this length the driver may look for any new value, so the reader must
+// have decoded all of it.
 constexpr milliseconds kLongSleep = 100ms;
-// A reply that comes in pieces, or with a sample, is all there by then.
+// A reply that is split, or joined with a sample, has arrived completely after this time.
 constexpr milliseconds kReplyTime = 50ms;
-// How often to look whether the reader is done, in real time.
+// Polling interval for the reader's progress, in real time.
 constexpr auto kGlance = 20us;
 
-// Whether a thread of this process waits for something to happen.
+// Returns true if a thread of this process sleeps (state S).
 bool isWaiting(int thread)
 {
     std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
@@ -152,7 +153,8 @@ void FaultBed::at(milliseconds time, std::function<void()> action)
 void FaultBed::sleep(milliseconds duration)
 {
     advance(duration);
-    // To wait for every sample as well would make the machine's speed that of the matrix.
+    // Other sleeps do not wait for the reader: waiting for every sample would limit the run to the
+    // machine's speed.
     if (mayHaveReplied() || duration >= kLongSleep)
         awaitReader();
     if (m_commands > m_commandLimit)
@@ -197,10 +199,10 @@ void FaultBed::step(milliseconds duration)
     speak();
 }
 
-// --- The unit ----------------------------------------------------------------------------------
+// --- The device --------------------------------------------------------------------------------
 
-// Where the line cannot tell how fast the host sent, it was at the speed of its connection: the
-// driver says nothing at any other before it has heard the unit there.
+// If the line does not report the host's baud rate, the baud rate of connect() is correct: the
+// driver sends nothing at another baud rate before it has received the device there.
 void FaultBed::hear()
 {
     for (bool more = true; more && m_pty;) {
@@ -244,7 +246,7 @@ bool FaultBed::mayHaveReplied()
     return m_now - m_lastReply < kReplyTime;
 }
 
-// A reader that waits while nothing is left for it to read has decoded all there was.
+// When no bytes are left and the reader thread sleeps, it has decoded everything.
 void FaultBed::awaitReader()
 {
     if (!std::exchange(m_spoke, false) || !m_pty->isOpenedByHost())

@@ -19,16 +19,16 @@ namespace faults {
 
 using std::chrono::milliseconds;
 
-// The real driver and the simulated unit at the two ends of a pseudo-terminal, in a time of their
-// own: it passes only while the driver sleeps, and no sleep in which the unit replies ends before
-// the driver's reader has taken the reply. So a retry is a retry on any machine, and waits of hours
-// take seconds.
+// The real driver and the simulated device at the two ends of a pseudo-terminal, on a simulated
+// clock. Time passes only while the driver sleeps. A sleep in which the device replies ends only
+// after the driver's reader has taken the reply. So the number of retries does not depend on the
+// machine, and waits of hours take seconds.
 //
-// One thread; the unit is served on it, inside the driver's sleeps.
+// One thread; the device runs on it, inside the driver's sleeps.
 class FaultBed
 {
 public:
-    // Thrown out of a sleep, and so out of an operation that sends more than it was to.
+    // Thrown from a sleep to end an operation that sends more commands than its limit.
     struct Stuck
     {
     };
@@ -42,39 +42,39 @@ public:
     imu &driver() { return *m_driver; }
     sim::Device &device() { return *m_device; }
 
-    // The program's one driver has had answers before. This takes one that has not, and leaves the
-    // old one at a line on which nobody speaks.
+    // Replaces the driver by one that has received no reply yet. The old driver stays connected to
+    // a line that carries no bytes.
     void replaceDriver();
 
-    // A new unit at a new line, to which the driver is connected at the unit's speed. At kBaud,
-    // streaming quaternions at 50 Hz.
+    // Connects the driver to a new device on a new line, at the device's baud rate, kBaud. The
+    // device streams quaternions at 50 Hz.
     void connectToNewUnit();
-    // The same without the connection.
+    // The same without connecting the driver.
     void plugInNewUnit();
     void connect(std::uint32_t baud);
     bool isConnected() { return m_driver->setSyncEnabled(true); }
 
-    // The cable: the line is hung up and its path gone; it comes back as another, the unit powered
-    // up.
+    // unplug() hangs the line up and removes its path. plugIn() creates another line and
+    // power-cycles the device.
     void unplug();
     void plugIn();
     bool isPluggedIn() const { return m_pty != nullptr; }
 
-    // Lets time pass, to its end for the driver's reader too.
+    // Advances the clock and waits until the driver's reader has decoded all bytes of that time.
     void pass(milliseconds duration);
-    // Lets time pass until the condition holds; false if it does not within the time.
+    // Advances the clock until the condition holds; false if it does not within `duration`.
     bool passUntil(milliseconds duration, const std::function<bool()> &condition);
 
-    // From now on: counts the host's commands of this code, however fast they were sent, and the
-    // time that passes.
+    // Restarts the measurement: counts the host's commands with this code, even if several arrive
+    // at once, and the time that passes. Removes the actions below.
     void observe(unsigned char code);
     int commands() const { return m_commands; }
     milliseconds slept() const { return m_slept; }
     // Quaternions decoded so far.
     int samples() const { return m_samples; }
 
-    // What happens next, until observe() is called again: at a time, at a command (before the unit
-    // has it, or after), and for an operation that goes on for longer than it should.
+    // Actions until the next observe(): at a time, before or after the device receives a command,
+    // and the limit of commands after which the operation is ended with Stuck.
     void at(milliseconds time, std::function<void()> action);
     void beforeCommand(std::function<void()> action) { m_beforeCommand = std::move(action); }
     void afterCommand(std::function<void()> action) { m_afterCommand = std::move(action); }
@@ -92,18 +92,18 @@ private:
     bool mayHaveReplied();
     void awaitReader();
 
-    sim::Pty m_rest; // where retired drivers wait
+    sim::Pty m_rest; // line of the replaced drivers
     boost::shared_ptr<imu> m_driver;
     std::atomic<int> m_samples{0};
-    std::atomic<int> m_readerThread{0}; // its id, once it has decoded a sample
+    std::atomic<int> m_readerThread{0}; // thread id, 0 until it has decoded a sample
 
     std::unique_ptr<sim::Device> m_device;
     std::unique_ptr<sim::Pty> m_pty; // null while unplugged
     QTemporaryDir m_directory;
-    const std::string m_path; // a link to the line: its own name is soon that of another program's
-    std::uint32_t m_hostBaud = 0; // that of connect()
+    const std::string m_path;     // link to the line: another program may reuse its name
+    std::uint32_t m_hostBaud = 0; // baud rate of connect()
     sim::Time m_now{0};
-    bool m_spoke = false; // since the reader was last waited for
+    bool m_spoke = false; // since the last wait for the reader
     std::uint64_t m_replies = 0;
     sim::Time m_lastReply{0};
 

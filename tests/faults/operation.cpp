@@ -16,7 +16,7 @@ const sim::Settings &working(FaultBed &bed)
     return bed.device().memory().working;
 }
 
-// What a setting differs in from what the unit has stored, so that saving it shows.
+// Changes the data rate from the stored one, so that a save has a visible effect.
 void changeRate(FaultBed &bed)
 {
     sim::Memory memory = bed.device().memory();
@@ -24,7 +24,7 @@ void changeRate(FaultBed &bed)
     bed.device().setMemory(memory);
 }
 
-// As the program does before a download, and so that the longest waits do not take as long.
+// Stops the stream, as the program does before a download. It also shortens the longest waits.
 void stopStream(FaultBed &bed)
 {
     sim::Memory memory = bed.device().memory();
@@ -39,7 +39,7 @@ void startCollecting(FaultBed &bed)
     bed.driver().startCalibration();
 }
 
-// Two pages of points (1, 2, 3), (4, 5, 6) and so on.
+// Fills two pages with the points (1, 2, 3), (4, 5, 6) and so on.
 void fillMemory(FaultBed &bed)
 {
     stopStream(bed);
@@ -80,7 +80,7 @@ Answer setOutputs(FaultBed &bed)
 Answer setZeroThreshold(FaultBed &bed)
 {
     bed.driver().setZeroThreshold(0.02f);
-    bed.pass(10ms); // it may have returned before the unit could hear it
+    bed.pass(10ms); // setZeroThreshold() may return before the device has received the command
     return {true, working(bed).zeroThreshold == 0.02f};
 }
 
@@ -135,7 +135,8 @@ Answer applyCalibration(FaultBed &bed)
     return {done, working(bed).magnetic.matrix[0] == 0.5f};
 }
 
-// At a rate at which a reply that waits for a sample is there when it is next looked for.
+// Sets 200 Hz: at this data rate a reply that is joined with a sample has arrived when the driver
+// next looks for it.
 void applyAnother(FaultBed &bed)
 {
     sim::Memory memory = bed.device().memory();
@@ -174,7 +175,7 @@ const std::vector<Operation> &linkOperations()
         {.name = "setBaudRate, reading the settings at the new speed",
          .code = GET,
          .proof = Proof::Settings,
-         .attempts = 0, // 499 times 12 times 101: a day and a half
+         .attempts = 0, // 499 x 12 x 101 attempts: one and a half days
          .polls = 10,
          .pause = 100ms,
          .reply = kSettings,

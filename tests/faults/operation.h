@@ -7,7 +7,7 @@ namespace faults {
 
 class FaultBed;
 
-// What tells the driver that a command was understood.
+// What confirms a command to the driver.
 enum class Proof {
     Echo,     // a reply with the value that was sent
     AnyEcho,  // a reply, whatever its value
@@ -15,34 +15,35 @@ enum class Proof {
     Settings, // replies with all five settings
     Value,    // a reply with a number
     Records,  // a reply with calibration points
-    Speed,    // samples at the new speed
-    Samples,  // nothing: no command is sent, samples are waited for
+    Speed,    // samples at the new baud rate
+    Samples,  // no command is sent; the test waits for samples
 };
 
 struct Answer
 {
-    bool given; // the operation said it has succeeded
-    bool right; // and it is true: what was set is at work, what was read is what the unit holds
+    bool given; // the operation returned success
+    bool right; // the success is true: the setting is in effect, the value read is the device's
 };
 
-// An operation of the driver: how patient it is, and how it is tried.
+// An operation of the driver, with the retries that it makes, and how the tests run it.
 struct Operation
 {
     const char *name;
-    unsigned char code; // of the command that has to be understood
+    unsigned char code; // of the command that the device has to understand
     Proof proof;
     int attempts;                       // 0: no limit
-    int polls;                          // looks for the reply in each attempt, 10 ms apart
+    int polls;                          // checks for the reply in each attempt, 10 ms apart
     std::chrono::milliseconds pause{0}; // after each failed attempt
-    std::vector<unsigned char> reply;   // the payload of the right answer
+    std::vector<unsigned char> reply;   // payload of the right reply
 
     Answer (*run)(FaultBed &bed);
     void (*prepare)(FaultBed &bed) = [](FaultBed &) {};
 
-    // An earlier answer still stands, and is looked at as if it were that to this command.
+    // The flag of an earlier reply is still set; the operation accepts it as the reply to its own
+    // command.
     bool answeredBefore = false;
-    bool needsNewDriver = false;            // one that has had no answer
-    std::chrono::milliseconds faultFrom{0}; // when a fault of this operation begins
+    bool needsNewDriver = false;            // needs a driver without an earlier reply
+    std::chrono::milliseconds faultFrom{0}; // when the fault begins after the operation's start
 };
 
 // In the order of the document.
@@ -50,8 +51,8 @@ const std::vector<Operation> &linkOperations();
 const std::vector<Operation> &settingsOperations();
 const std::vector<Operation> &calibrationOperations();
 
-// What nothing can confirm, so that every look is worth one attempt: the time of an attempt that
-// gets no answer.
+// Duration of an attempt without a new reply. If the flag of an earlier reply is set, the attempt
+// does not wait and lasts only its pause.
 std::chrono::milliseconds attemptTime(const Operation &operation);
 
 } // namespace faults

@@ -7,8 +7,8 @@
 
 namespace faults {
 
-// Tries every operation of a list under every fault with every fate, and whether the driver is as
-// good as new afterwards. One row a cell.
+// Runs every operation of a list under every fault with every fate, and tests afterwards that the
+// driver works as before. One row per combination.
 class OperationMatrix : public QObject
 {
     Q_OBJECT

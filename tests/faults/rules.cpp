@@ -11,14 +11,14 @@ namespace faults {
 
 namespace {
 
-// What the driver makes of one command's reply.
+// What the driver makes of the reply to one command.
 enum class Worth {
-    Good,     // what it waits for
-    Untrue,   // taken for that, but not true
-    Empty,    // taken for that, and says that there is nothing
-    Mismatch, // a reply, but not the one
-    Nothing,  // none
-    Chance,   // one or the other
+    Good,     // the expected reply
+    Untrue,   // accepted as the expected reply, but its value is wrong
+    Empty,    // accepted as the expected reply; it reports no data
+    Mismatch, // a reply with another value than expected
+    Nothing,  // no reply
+    Chance,   // the expected reply or none
 };
 
 constexpr int kForEver = std::numeric_limits<int>::max() / 2;
@@ -44,7 +44,7 @@ Worth worthOfWrongEcho(Proof proof)
     switch (proof) {
     case Proof::Echo:
         return Worth::Mismatch;
-    case Proof::Status: // is 0 then
+    case Proof::Status: // the status is then 0
         return Worth::Nothing;
     case Proof::Settings:
     case Proof::Value:
@@ -61,7 +61,7 @@ Worth worthOfWrongEcho(Proof proof)
 Worth worthOfRefusal(Proof proof)
 {
     switch (proof) {
-    case Proof::Echo: // of the standing value
+    case Proof::Echo: // with the value in effect
         return Worth::Mismatch;
     case Proof::AnyEcho:
         return Worth::Untrue;
@@ -78,14 +78,14 @@ Worth worthOfRefusal(Proof proof)
     return Worth::Good;
 }
 
-// The decoder does not look where a packet ends: a value that is not there is made of what follows
-// it, beginning with the checksum.
+// The decoder does not check where a packet ends: a missing value is read from the bytes that
+// follow, beginning with the checksum.
 Worth worthOfShortReply(Proof proof)
 {
     switch (proof) {
     case Proof::Echo:
         return Worth::Mismatch;
-    case Proof::Status: // not 1: the sum of a payload that is the code alone is the code
+    case Proof::Status: // not 1: the checksum of a lone code is the code
     case Proof::Settings:
         return Worth::Nothing;
     case Proof::Value:
@@ -119,7 +119,7 @@ Worth worthOf(Fault fault, Proof proof)
         return worthOfRefusal(proof);
     case Fault::TooShort:
         return worthOfShortReply(proof);
-    case Fault::TooLong: // what follows is skipped, unless it does not fit at all
+    case Fault::TooLong: // surplus bytes are skipped; a reply of records does not fit at all
         return proof == Proof::Records ? Worth::Nothing : Worth::Good;
     default:
         return Worth::Good;
@@ -140,9 +140,9 @@ milliseconds lateness(Fault fault)
     }
 }
 
-// The attempt, counted from 1, that sees a reply to the first command which comes so late. It is
-// not there at once, however fast the unit; an earlier reply that still stands makes each attempt
-// look only once.
+// The attempt, counted from 1, that finds the reply to the first command if the reply is `late`.
+// Even a prompt reply is not there at the first check. If the flag of an earlier reply is set, each
+// attempt has one check.
 int attemptThatSees(const Operation &operation, milliseconds late)
 {
     const int looks = operation.answeredBefore ? 1 : operation.polls;
@@ -153,11 +153,12 @@ int attemptThatSees(const Operation &operation, milliseconds late)
     }
 }
 
-// The attempt that succeeds if the first `faulty` commands get what the fault leaves of the reply.
+// The attempt that succeeds if the fault affects the replies to the first `faulty` commands.
 int succeedsAt(const Operation &operation, Fault fault, int faulty)
 {
-    // The host looks for the stream when each attempt ends, the first 100 ms sooner. A unit that
-    // is heard again has meanwhile obeyed the first command, if it understood it.
+    // The host checks for the stream at the end of each attempt, for the first time after 100 ms
+    // less. A device that the host receives again has obeyed the first command by then, if it
+    // understood that command.
     if (operation.proof == Proof::Speed) {
         if (fault == Fault::SlowBaud5)
             return 3;
@@ -172,7 +173,7 @@ int succeedsAt(const Operation &operation, Fault fault, int faulty)
     case Worth::Empty:
     case Worth::Chance:
         return std::min(attemptThatSees(operation, lateness(fault)), faulty + prompt);
-    case Worth::Mismatch: // stands, so that the next attempt looks only once
+    case Worth::Mismatch: // its flag stays set, so the next attempt has one check
         return faulty + 2;
     case Worth::Nothing:
         return faulty + prompt;
@@ -180,7 +181,7 @@ int succeedsAt(const Operation &operation, Fault fault, int faulty)
     return 0;
 }
 
-// How long an operation takes to fail that has only ever seen nothing, or the wrong thing.
+// Duration until an operation fails that has received no reply, or only a wrong one.
 milliseconds timeToFail(const Operation &operation, Worth worth)
 {
     if (worth == Worth::Mismatch)
@@ -237,7 +238,8 @@ int watchedAttempts(const Operation &operation)
 Outcome expected(const Operation &operation, Fault fault, Fate fate)
 {
     Outcome outcome;
-    // Any reply will do, so the earlier one does: the operation ends before anything can happen.
+    // Any reply confirms the command, also the earlier one: the operation ends before the fault has
+    // an effect.
     if (operation.answeredBefore && operation.proof == Proof::AnyEcho) {
         outcome.right = fate != Fate::Unplugged && isUnderstood(fault);
         return outcome;
@@ -246,7 +248,8 @@ Outcome expected(const Operation &operation, Fault fault, Fate fate)
         return outcomeOfUnplugging(operation);
 
     const Worth worth = worthOf(fault, operation.proof);
-    // Of what it reads at a new speed, an operation only looks whether the speed is 0.
+    // Of the settings read at the new baud rate, setBaudRate() uses only whether the baud rate is
+    // 0.
     outcome.right = worth != Worth::Untrue || operation.faultFrom > 0ms;
     outcome.chance = worth == Worth::Chance;
     if (outcome.chance) {

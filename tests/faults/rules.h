@@ -7,55 +7,56 @@
 
 namespace faults {
 
-// What becomes of the fault.
+// How the fault ends.
 enum class Fate {
     Ends,     // at the operation's third command
-    Stays,    // as long as the operation goes on
-    Unplugged // during the first attempt, before it could be answered
+    Stays,    // during the whole operation
+    Unplugged // the cable is unplugged in the first attempt, before the reply
 };
 
 const char *nameOf(Fate fate);
 std::vector<Fate> allFates();
 
 inline constexpr int kEndsAfter = 3;
-// An operation without a limit is seen to wait for this many attempts; then the fault ends all the
-// same, so that it can be seen to end too.
+// Attempts for which a test watches an operation without a limit. The fault then ends, so that the
+// operation returns.
 int watchedAttempts(const Operation &operation);
-// A fault that hits by chance is survived within this many attempts.
+// An operation succeeds within this many attempts under a fault that hits at random.
 inline constexpr int kChanceAttempts = 60;
 
 enum class End { Succeeds, Fails, Throws, Waits };
 
-// What an operation does under a fault, by the rules of the driver: how often an operation asks and
-// how long it looks for the answer each time, what it takes for one, that an answer which was not
-// the right one is still looked at by the next attempt, and that a write to a line that is gone
-// throws.
+// What an operation does under a fault, by the rules of the driver:
+// - how often it sends the command and how long it waits for each reply;
+// - what it accepts as the reply;
+// - the next attempt still finds a reply with a wrong value;
+// - a write to a line that is gone throws.
 struct Outcome
 {
     End end = End::Succeeds;
-    int attempts = 1;  // commands sent by then; at most these if `chance`
-    bool right = true; // a success is true
+    int attempts = 1;  // commands sent by then; an upper limit if `chance`
+    bool right = true; // the reported success is true
     bool chance = false;
     std::chrono::milliseconds time{0}; // until it fails or throws
-    const char *error = "";            // the word of what is thrown
+    const char *error = "";            // the beginning of the exception's text
 };
 
 Outcome expected(const Operation &operation, Fault fault, Fate fate);
 
-// As the document says it.
+// The text of an outcome in the document.
 std::string textOf(const Outcome &outcome);
 
-// --- Operations that only listen: connect() and the stream after it
+// --- Operations that send no command: connect() and the stream after it
 
 enum class Flow { None, Some, All };
 struct Samples
 {
-    Flow before; // the fault's end, or the unplugging
+    Flow before; // until the fault ends or the cable is unplugged
     Flow after;
 };
 
 Samples expectedSamples(Fault fault, Fate fate);
-// Some is what chance leaves, which may be all.
+// Flow::Some agrees with any number above zero, also with all samples.
 bool agrees(const Samples &stated, const Samples &seen);
 
 } // namespace faults

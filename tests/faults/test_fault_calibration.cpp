@@ -1,4 +1,4 @@
-// Collecting, downloading and applying a calibration with a unit that errs.
+// Device faults while the driver collects, downloads and applies a calibration.
 
 #include "tests/faults/operation_matrix.h"
 #include "tests/support/test_main.h"

@@ -1,5 +1,6 @@
-// docs/fault-matrix.md says what the matrix is compared with. This program writes the document
-// into the build directory; when it differs, look at the difference and copy it over.
+// docs/fault-matrix.md lists the outcomes that the matrix tests expect. This program writes the
+// document into the build directory. If the two differ, review the difference and copy the new file
+// to docs/.
 
 #include "tests/faults/document.h"
 #include "tests/faults/rules.h"
@@ -15,7 +16,7 @@ class TestFaultDocument : public QObject
 
 private slots:
     void isUpToDate();
-    void unplugsAlike();
+    void everyFaultHasTheSameOutcomeWhenUnplugged();
 };
 
 void TestFaultDocument::isUpToDate()
@@ -32,8 +33,8 @@ void TestFaultDocument::isUpToDate()
     QVERIFY2(committed.readAll() == made, qPrintable(advice));
 }
 
-// One line in the document speaks for all faults.
-void TestFaultDocument::unplugsAlike()
+// All faults have the same outcome when the cable is unplugged: the document has one line for them.
+void TestFaultDocument::everyFaultHasTheSameOutcomeWhenUnplugged()
 {
     using namespace faults;
     for (const auto *operations :

@@ -1,4 +1,4 @@
-// Changing the speed of the line to a unit that errs.
+// Device faults while the driver changes the baud rate.
 
 #include "tests/faults/operation_matrix.h"
 #include "tests/support/test_main.h"

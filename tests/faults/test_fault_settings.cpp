@@ -1,4 +1,4 @@
-// Reading, changing, saving and resetting the settings of a unit that errs.
+// Device faults while the driver reads, changes, saves and resets the settings.
 
 #include "tests/faults/operation_matrix.h"
 #include "tests/support/test_main.h"

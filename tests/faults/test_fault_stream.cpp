@@ -1,4 +1,4 @@
-// Connecting to a unit that errs, and listening to one that begins to.
+// Device faults before connecting and during the stream.
 
 #include "tests/faults/cell.h"
 #include "tests/faults/deadline.h"
