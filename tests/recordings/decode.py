@@ -1,18 +1,19 @@
 #!/usr/bin/python3
-"""What a host has to find in recordings of a line, by docs/protocol.md and nothing else.
+"""Decodes recordings of a line as docs/protocol.md states; shares no code with the driver.
 
     decode.py FILE.rec...           writes FILE.expected beside each
-    decode.py --check FILE.rec...   says whether they are as they would be written
+    decode.py --check FILE.rec...   fails if a FILE.expected differs from a new one
 
-A line of the result is an event at the host's end, in order:
+Each line of FILE.expected is an event at the host's end, in order:
 
     POSITION BLOCK VALUES [BLOCK VALUES]...   an intact sample; blocks in the order of their codes
-    POSITION reply                            an intact answer
+    POSITION reply                            an intact reply
     POSITION nothing                          an intact packet without a known block
     POSITION dropped                          a packet that is not intact
-    call POSITION NAME ARGUMENTS = RESULT     what the host asked for, and what came of it
+    call POSITION NAME ARGUMENTS = RESULT     a command of the host and its result
 
-POSITION counts the unit's bytes up to the end of the packet, for a call the host's bytes before it.
+POSITION counts the device's bytes up to the end of the packet. For a call it counts the host's
+bytes before the command.
 """
 
 import pathlib
@@ -31,7 +32,7 @@ SYNC, SYNC_SIZE = 22, 36
  CALIBRATION_DATA_SIZE) = range(15, 22)
 ZERO_THRESHOLD = 23
 
-# Code: struct format of the value in an answer.
+# Code: struct format of the value in a reply.
 REPLY_VALUES = {BAUD_RATE: "<I", DATA_RATE: "<H", OUTPUTS: "<H", FACTORY_RESET: "<B",
                 SAVE_SETTINGS: "<B", START_CALIBRATION: "<B", STOP_CALIBRATION: "<B",
                 VERSIONS: "<HH", SERIAL_NUMBER: "<I", MAG_CALIBRATION: "<12f",
@@ -39,7 +40,7 @@ REPLY_VALUES = {BAUD_RATE: "<I", DATA_RATE: "<H", OUTPUTS: "<H", FACTORY_RESET: 
 
 
 class Framer:
-    """Takes bytes one at a time and returns a packet with the last byte of each."""
+    """Takes bytes one at a time and returns each packet with its last byte."""
 
     def __init__(self, types):
         self.types = types
@@ -56,7 +57,7 @@ class Framer:
         if length == 0 or length > LONGEST:
             self.packet.clear()
         elif length < 5:
-            # Behind its own header: nothing ends it but the end of the memory.
+            # The length ends before the header does: the packet ends only when the buffer is full.
             if have == LONGEST:
                 self.packet.clear()
         elif have == length:
@@ -93,7 +94,7 @@ def sample_blocks(payload):
 
 
 def reply_values(payload):
-    """Code: value of an answer's payload."""
+    """Values of a reply's payload, by code."""
     values = {}
     at = 0
     while at < len(payload):
@@ -110,7 +111,7 @@ def reply_values(payload):
 
 
 class Call:
-    """One request of the host, however often it was sent, and the answers to it."""
+    """One command of the host, including its repetitions, and the replies to it."""
 
     def __init__(self, position, payload):
         self.position = position
@@ -119,7 +120,7 @@ class Call:
         self.answers = {}
 
     def request(self):
-        """Name and arguments, and the codes that answer it."""
+        """Operation with arguments, and the codes of its replies."""
         if self.kind[0] == SET:
             return self.set_request(self.kind[1], self.payload[2:])
         code = self.kind[0]
@@ -173,7 +174,7 @@ class Call:
 
 
 class Host:
-    """Both ends of the line as they pass by."""
+    """Decodes the bytes of both directions in the order of the recording."""
 
     def __init__(self):
         self.lines = []  # text or Call
@@ -212,7 +213,7 @@ class Host:
 
     def command(self, payload, position):
         call = Call(position, payload)
-        # Sent again, or the look at the settings that ends a change of speed.
+        # Sent again, or the reading of the settings that ends a baud rate change.
         waits = self.call and not self.call.answered()
         if waits and (call.kind == self.call.kind or
                       self.call.kind == (SET, BAUD_RATE) and call.kind == (GET,)):
@@ -239,7 +240,7 @@ def expected(name, recording):
         elif kind == ">":
             host.said(bytes.fromhex(argument))
         elif kind in ("baud", "unplug"):
-            # The host opens its port anew, and begins anew with whatever comes.
+            # The host opens its port again and starts with the next byte.
             host.listen_anew()
     lines = [line.line() if isinstance(line, Call) else line for line in host.lines]
     return "# What a host has to find in %s, by decode.py.\n" % name + "".join(

@@ -3,19 +3,19 @@
 #include <string>
 #include <vector>
 
-// What a host has to find in a recording: the file that decode.py has written beside it.
+// The events that a host must find in a recording: the file that decode.py has written beside it.
 struct Expectation
 {
-    // The end of a packet. `sample` is what it brings, block by block, or empty.
+    // The end of a packet. `sample` is the text of its blocks, empty if it has none.
     struct Packet
     {
-        std::size_t position; // of the unit's bytes
+        std::size_t position; // in the device's bytes
         std::string sample;
     };
     struct Call
     {
-        std::size_t position; // of the host's bytes
-        std::string request;  // an operation of the driver and its arguments
+        std::size_t position; // in the host's bytes
+        std::string request;  // operation of the driver and its arguments
         std::string result;
     };
 

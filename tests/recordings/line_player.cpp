@@ -19,7 +19,8 @@ using Clock = std::chrono::steady_clock;
 
 namespace {
 
-// An operation that has not returned so long after the last thing it could wait for never will.
+// An operation that has not returned this long after the last event that it can wait for never
+// returns.
 constexpr auto kHopeless = 20s;
 
 QByteArray slice(const std::vector<unsigned char> &bytes, std::size_t begin, std::size_t end)
@@ -28,7 +29,8 @@ QByteArray slice(const std::vector<unsigned char> &bytes, std::size_t begin, std
             static_cast<qsizetype>(end - begin)};
 }
 
-// Two commands carry two bytes that mean nothing, and so does what they add to the sum.
+// Two commands contain two bytes without meaning; these and the checksum that includes them are set
+// to zero.
 QByteArray withoutFiller(QByteArray commands)
 {
     for (qsizetype at = 0; at + 12 <= commands.size();) {
@@ -73,7 +75,7 @@ std::string blockText(const std::string &name, const float *values, std::size_t 
     return name + ' ' + valuesText(values, count);
 }
 
-// The host's end of the pty, where only it can be seen whether the driver has read everything.
+// The host's end of the pty: only there the bytes that the driver has not read yet are visible.
 struct LinePlayer::HostEnd
 {
     explicit HostEnd(const std::string &path)
@@ -106,7 +108,8 @@ LinePlayer::LinePlayer(imu &driver, sim::Recording recording, Expectation expect
             m_segmentEnds.push_back(m_unitBytes.size());
     }
     m_segmentEnds.push_back(m_unitBytes.size());
-    // A look needs the byte behind it, which must not bring a packet of its own.
+    // A check needs the byte after it to be delivered, and that byte must not complete another
+    // packet.
     const std::vector<std::size_t> packetEnds = m_boundaries;
     for (const std::size_t piece : pieces) {
         if (!std::binary_search(packetEnds.begin(), packetEnds.end(), piece + 1))
@@ -124,7 +127,7 @@ LinePlayer::~LinePlayer()
 void LinePlayer::play()
 {
     plugIn();
-    freshSample(); // of another line
+    freshSample(); // drops a sample of the previous line
     while (m_event < m_recording.events.size()) {
         const bool callIsNext = m_nextCall < m_expectation.calls.size() &&
                                 m_expectation.calls[m_nextCall].position == m_said;
@@ -139,7 +142,7 @@ void LinePlayer::play()
         throw Mismatch("not every call was made");
 }
 
-// --- The unit ----------------------------------------------------------------------------------
+// --- The device --------------------------------------------------------------------------------
 
 void LinePlayer::plugIn()
 {
@@ -163,7 +166,7 @@ void LinePlayer::playEvent()
     case Kind::Heard:
         deliver(m_heard + event.bytes.size());
         return;
-    case Kind::Unheard: // the recorded host has missed it too
+    case Kind::Unheard: // the recorded host has not received it either
         return;
     case Kind::FromHost:
         m_said += event.bytes.size();
@@ -189,15 +192,15 @@ void LinePlayer::deliver(std::size_t end)
         step(m_boundaries[m_nextBoundary++]);
 }
 
-// The reader asks for a byte when it has dealt with the one before. So when one more has been read,
-// everything up to the boundary has been decoded.
+// The reader asks for the next byte after it has processed the previous one. So when the driver has
+// read one more byte, it has decoded everything up to the boundary.
 void LinePlayer::step(std::size_t boundary)
 {
     const bool last =
         std::find(m_segmentEnds.begin(), m_segmentEnds.end(), boundary) != m_segmentEnds.end();
     QByteArray bytes = slice(m_unitBytes, m_written, std::max(m_written, boundary));
     if (last)
-        bytes += '\0'; // not of the recording; begins nothing
+        bytes += '\0'; // not part of the recording; starts no packet
     else if (m_written <= boundary)
         bytes += static_cast<char>(m_unitBytes[boundary]);
     m_written = last ? boundary : std::max(m_written, boundary + 1);
@@ -220,7 +223,7 @@ void LinePlayer::awaitConsumed() const
     }
 }
 
-// --- What the driver has -----------------------------------------------------------------------
+// --- The driver's samples ----------------------------------------------------------------------
 
 std::string LinePlayer::freshSample()
 {
@@ -283,7 +286,7 @@ void LinePlayer::call()
     if (result != call.result)
         throw Mismatch(call.request + "\n  found    " + result + "\n  expected " + call.result);
     compareHostBytes(begin, m_callEnd);
-    // What the recorded host said a moment after this one, and nothing of the next call.
+    // Plays the recorded host's remaining bytes of this call, none of the next.
     while (m_event < m_recording.events.size() && m_said < m_callEnd)
         playEvent();
 }

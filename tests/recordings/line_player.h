@@ -11,25 +11,27 @@
 #include <string>
 #include <vector>
 
-// "name v v v", each value with the nine digits that tell every float.
+// "name v v v", each value with nine digits, which identify every float exactly.
 std::string blockText(const std::string &name, const float *values, std::size_t count);
 
-// Plays a recorded unit to the driver, whose own reader takes the bytes from a pty, and compares
-// what the driver has after every packet with what it should have.
+// Plays a recorded device to the driver, whose own reader takes the bytes from a pty. After every
+// packet it compares the driver's sample with the expected one.
 //
-// Time is the recording's: it passes while an operation of the driver sleeps, so slept() has to be
-// what the driver sleeps with. Where the recorded host spoke, the driver does, by the operation
-// that says the same, and its bytes and its result are compared too.
+// Time is the time of the recording: it advances while an operation of the driver sleeps, so
+// slept() must be the driver's sleeper. Where the recorded host sent a command, the player calls
+// the operation of the driver that sends the same command. It compares the bytes that the driver
+// sends and the result.
 class LinePlayer
 {
 public:
-    // What differs. It leaves a driver's operation that would never return.
+    // The difference found. The exception also ends an operation of the driver that would never
+    // return.
     struct Mismatch : std::runtime_error
     {
         using runtime_error::runtime_error;
     };
 
-    // The driver is started and not connected; it is left disconnected.
+    // The driver is started and not connected; the destructor disconnects it.
     LinePlayer(imu &driver, sim::Recording recording, Expectation expectation);
     ~LinePlayer();
     LinePlayer(const LinePlayer &) = delete;
@@ -58,22 +60,22 @@ private:
     const sim::Recording m_recording;
     const Expectation m_expectation;
 
-    // Of the whole recording.
+    // For the whole recording.
     std::vector<unsigned char> m_unitBytes;
     std::vector<unsigned char> m_hostBytes;
-    std::vector<std::size_t> m_segmentEnds; // of the unit's bytes: the line begins anew
-    std::vector<std::size_t> m_boundaries;  // where to look what the driver has
+    std::vector<std::size_t> m_segmentEnds; // in the device's bytes: unplug or baud rate change
+    std::vector<std::size_t> m_boundaries;  // positions where the driver's sample is checked
 
     std::size_t m_event = 0;
     std::chrono::microseconds m_now{0};
     std::uint32_t m_baud;
     std::unique_ptr<PtyPort> m_port;
     std::unique_ptr<HostEnd> m_hostEnd;
-    std::size_t m_heard = 0;   // of the unit's bytes: their turn has come
-    std::size_t m_written = 0; // of the unit's bytes
-    std::size_t m_said = 0;    // of the host's bytes: their turn has come
+    std::size_t m_heard = 0;   // the device's bytes that are due
+    std::size_t m_written = 0; // the device's bytes that are written to the line
+    std::size_t m_said = 0;    // the host's bytes that are due
     std::size_t m_nextBoundary = 0;
     std::size_t m_nextPacket = 0;
     std::size_t m_nextCall = 0;
-    std::size_t m_callEnd = 0; // of the host's bytes
+    std::size_t m_callEnd = 0; // in the host's bytes
 };

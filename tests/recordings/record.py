@@ -1,9 +1,9 @@
 #!/usr/bin/python3
-"""Records the lines that test_recordings replays, anew, from the simulated unit.
+"""Records from the simulated device the lines that test_recordings replays.
 
-    record.py [--sim PROGRAM] [NAME...]    all, or those that are named
+    record.py [--sim PROGRAM] [NAME...]    default: all
 
-What a host has to find in them is decoded afterwards, by decode.py.
+Afterwards decode.py writes the expected result beside each.
 """
 
 import argparse
@@ -25,7 +25,7 @@ SPEEDS = {baud: getattr(termios, "B%d" % baud)
 
 
 class Host:
-    """A host that listens, and asks with the patience of the program's own."""
+    """A host that reads samples and repeats commands at the same intervals as the driver."""
 
     def __init__(self, path, baud):
         self.path = path
@@ -47,7 +47,7 @@ class Host:
         self.fd = None
 
     def listen(self, seconds, until=None):
-        """Reads for that long, or until an answer with this code has come, and returns its value."""
+        """Reads for `seconds` or until a reply with the code `until` arrives; returns its value."""
         end = time.monotonic() + seconds
         while (left := end - time.monotonic()) > 0:
             if not select.select([self.fd], [], [], left)[0]:
@@ -69,7 +69,7 @@ class Host:
         os.write(self.fd, b"SC" + struct.pack("<H", len(payload) + 6) + payload + total)
 
     def ask(self, payload, code, patience=0.09):
-        """Says it until it is answered."""
+        """Sends the command until a reply arrives."""
         for _ in range(20):
             self.say(payload)
             answer = self.listen(patience, code)
@@ -181,7 +181,7 @@ def loses_the_cable(host):
 
 # --- The lines -------------------------------------------------------------------------------------
 
-# Name: options of the unit, and what the host does.
+# Name: options of the simulated device, and the host's session.
 LINES = {
     "baud-57600": ("--baud 57600 --rate 50", listens(0.5)),
     "baud-115200": ("--baud 115200 --rate 100 --motion spin", listens(0.25)),

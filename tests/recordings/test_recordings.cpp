@@ -1,5 +1,5 @@
-// Recorded lines through the driver, and every sample compared with what a decoder of another make
-// has found in them.
+// Plays recorded lines to the driver and compares every sample with the result of decode.py, an
+// independent decoder.
 
 #include "sim/Replay.h"
 #include "sim/RunningUnit.h"
@@ -77,10 +77,10 @@ private:
     }
 
     boost::shared_ptr<imu> m_driver;
-    // How the driver sleeps; by default not at all.
+    // The driver's sleeper; by default it returns at once.
     std::function<void(std::chrono::milliseconds)> m_sleep;
     mutable std::mutex m_mutex;
-    std::vector<std::string> m_heard; // guarded by m_mutex: what the signals told, in order
+    std::vector<std::string> m_heard; // guarded by m_mutex; blocks in signal order
 };
 
 void TestRecordings::initTestCase()
@@ -157,12 +157,12 @@ void TestRecordings::asFastAsTheDriverReads_data()
     }
 }
 
-// Packet after packet without a pause, as vornix-sim sends them.
+// Sends packet after packet without a pause, as vornix-sim does.
 void TestRecordings::asFastAsTheDriverReads()
 {
     QFETCH(const QString, name);
     Line line = read(name);
-    // It begins when the driver has said something and so is ready.
+    // The replay starts when the driver has sent something and so is ready.
     line.recording.events.insert(line.recording.events.begin(),
                                  {.kind = Kind::FromHost, .bytes = {0}});
     sim::RunningUnit unit(std::make_unique<sim::Replay>(line.recording, std::nullopt));
@@ -182,7 +182,8 @@ void TestRecordings::replayedSessionsAnswer_data()
     QTest::newRow("changes the speed") << u"speed-changed"_s << 230400u << 0x04;
 }
 
-// In real time: the driver asks as the recorded host did, but when it likes, and is waited for.
+// Replays in real time: the driver sends the recorded commands at its own times, and the replay
+// waits for them.
 void TestRecordings::replayedSessionsAnswer()
 {
     QFETCH(const QString, name);
