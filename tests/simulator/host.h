@@ -15,7 +15,7 @@
 #include <termios.h>
 #include <unistd.h>
 
-// Waits for a condition, looking often.
+// Polls a condition every 0.2 ms; false if it does not hold within kPatience.
 template <typename Condition>
 bool eventually(Condition condition)
 {
@@ -28,7 +28,7 @@ bool eventually(Condition condition)
     return true;
 }
 
-// A host with a plain serial port: opens, sets the speed, reads and writes.
+// A host with a plain serial port: opens, sets the baud rate, reads and writes.
 class Host
 {
 public:
@@ -47,7 +47,7 @@ public:
         return m_fd >= 0 && setSpeed(speed);
     }
 
-    // The same, keeping what may have come before the speed was set.
+    // The same without dropping bytes that arrived before the baud rate was set.
     bool openWithoutDropping(const std::string &path, speed_t speed)
     {
         close();
@@ -61,7 +61,7 @@ public:
             ::close(std::exchange(m_fd, -1));
     }
 
-    // Drops what was received before, as a careful program does.
+    // Drops bytes received before: they may belong to another baud rate.
     bool setSpeed(speed_t speed) { return setLine(speed) && ::tcflush(m_fd, TCIFLUSH) == 0; }
 
     bool write(const Bytes &bytes)
@@ -69,7 +69,7 @@ public:
         return ::write(m_fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
     }
 
-    // Whatever comes within the time, ending early once `enough` bytes are there.
+    // Reads for `time`, or until `enough` bytes have arrived.
     Bytes read(std::chrono::milliseconds time, std::size_t enough = SIZE_MAX)
     {
         Bytes all;
@@ -89,7 +89,7 @@ public:
         return all;
     }
 
-    // All that comes until the condition holds for it, or until there was time enough.
+    // Reads until the condition holds for the bytes read, or until kPatience has passed.
     template <typename Condition>
     Bytes readUntil(Condition condition)
     {
@@ -101,16 +101,16 @@ public:
         });
         return all;
     }
-    // The same until that many intact packets are among it.
+    // The same until the bytes contain `count` intact packets.
     Bytes readPackets(std::size_t count)
     {
         return readUntil([count](const Bytes &all) { return packets(all).size() >= count; });
     }
 
-    // -1 if it is no longer there.
+    // -1 while closed.
     int fd() const { return m_fd; }
 
-    // The intact packets among the bytes.
+    // Returns the intact packets.
     static std::vector<Bytes> packets(const Bytes &bytes)
     {
         std::vector<Bytes> found;

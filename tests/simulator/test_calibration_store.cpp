@@ -1,4 +1,4 @@
-// The pages of the calibration memory and what a host makes of them.
+// The pages of the calibration store, and the points that a host reads from them.
 
 #include "sim/CalibrationStore.h"
 
@@ -22,7 +22,8 @@ Points pointsUpTo(int count)
     return points;
 }
 
-// What a host keeps of a block: whole groups of twelve floats, without the last two of every eight.
+// The floats that a host keeps of a block: whole groups of twelve, without the last two of every
+// eight.
 std::vector<float> keptByHost(const Bytes &block)
 {
     const std::size_t count = block.size() / sizeof(float) / 12 * 12;
@@ -36,7 +37,7 @@ std::vector<float> keptByHost(const Bytes &block)
     return kept;
 }
 
-// The download as a host does it: 128 bytes a time, the last block by its size less 32.
+// Downloads as a host does: 128 bytes at a time, the last block with its size less 32.
 Points download(const CalibrationStore &store)
 {
     std::vector<float> floats;
@@ -62,7 +63,7 @@ private slots:
     void hostGetsEveryPoint_data();
     void hostGetsEveryPoint();
     void servesAnyBytes();
-    void staysWithinItsEnd();
+    void neverReadsPastItsEnd();
     void holdsAtMostSixHundred();
 };
 
@@ -85,7 +86,7 @@ void TestCalibrationStore::hostGetsEveryPoint()
     store.setPoints(pointsUpTo(stored));
     QCOMPARE(store.size(), std::uint32_t(delivered / 6 * 128));
     Points expected = pointsUpTo(stored);
-    // The last page is filled up with its last point.
+    // The store repeats the last point up to the end of the last page.
     while (expected.size() < std::size_t(delivered))
         expected.push_back(expected.back());
     QCOMPARE(download(store), expected);
@@ -104,7 +105,7 @@ void TestCalibrationStore::servesAnyBytes()
     QCOMPARE(store.block(256, 12), Bytes(bytes.begin() + 256, bytes.begin() + 268));
 }
 
-void TestCalibrationStore::staysWithinItsEnd()
+void TestCalibrationStore::neverReadsPastItsEnd()
 {
     CalibrationStore store;
     QVERIFY(store.block(0, 128).empty());

@@ -1,4 +1,4 @@
-// Commands in a stream of bytes, and streams that hold none.
+// Commands in a stream of bytes, and streams without commands.
 
 #include "sim/CommandParser.h"
 
@@ -40,8 +40,8 @@ private slots:
     void findsCommands();
     void takesTheLongestCommand();
     void isFedByteByByte();
-    void forgetsAPacketThatStops();
-    void survivesAnything();
+    void dropsAPacketThatStops();
+    void findsACommandAfterRandomBytes();
 };
 
 void TestCommandParser::findsCommands_data()
@@ -89,8 +89,8 @@ void TestCommandParser::isFedByteByByte()
     QCOMPARE(count, std::size_t(2));
 }
 
-// Half a command must not swallow the next one.
-void TestCommandParser::forgetsAPacketThatStops()
+// After a pause, an incomplete command must not swallow the next one.
+void TestCommandParser::dropsAPacketThatStops()
 {
     const Bytes half{0x53, 0x43, 0x05, 0x01, 0x0D};
     sim::CommandParser parser;
@@ -99,7 +99,7 @@ void TestCommandParser::forgetsAPacketThatStops()
     QCOMPARE(found(parser, kStart, 1200ms), std::vector<Bytes>{kStart});
 }
 
-void TestCommandParser::survivesAnything()
+void TestCommandParser::findsACommandAfterRandomBytes()
 {
     std::mt19937 random(7);
     sim::CommandParser parser;

@@ -1,4 +1,4 @@
-// The unit as bytes in and bytes out, without a port.
+// The simulated device without a port: bytes in, bytes out.
 
 #include "sim/Device.h"
 
@@ -11,7 +11,7 @@ namespace {
 
 constexpr sim::Time kAwake = 200ms;
 
-// Everything the unit says until `until`, as one run of bytes.
+// Everything that the device sends until `until`.
 Bytes spoken(sim::Device &device, sim::Time until)
 {
     Bytes all;
@@ -27,7 +27,7 @@ sim::DeviceOptions quiet()
     return options;
 }
 
-// What the unit answers to `command`; it streams nothing.
+// The device's reply to `command`; its stream is off.
 Bytes answerTo(sim::Device &device, const Bytes &command)
 {
     const sim::Time at = std::max(device.now(), kAwake);
@@ -44,8 +44,8 @@ class TestDevice : public QObject
 private slots:
     void answersCommands_data();
     void answersCommands();
-    void dropsWhatIsNoCommand_data();
-    void dropsWhatIsNoCommand();
+    void dropsInvalidCommands_data();
+    void dropsInvalidCommands();
     void answersOnlyWhatFitsIntoOnePacket();
 };
 
@@ -95,7 +95,7 @@ void TestDevice::answersCommands()
     QCOMPARE(device.receivedCommands(), std::vector<Bytes>{command});
 }
 
-void TestDevice::dropsWhatIsNoCommand_data()
+void TestDevice::dropsInvalidCommands_data()
 {
     QTest::addColumn<Bytes>("bytes");
     QTest::newRow("checksum off by one") << Bytes{0x53, 0x43, 0x07, 0x00, 0x12, 0x13, 0x00};
@@ -105,19 +105,19 @@ void TestDevice::dropsWhatIsNoCommand_data()
     QTest::newRow("length 65535") << Bytes{0x53, 0x43, 0xFF, 0xFF, 0x12, 0x12};
 }
 
-void TestDevice::dropsWhatIsNoCommand()
+void TestDevice::dropsInvalidCommands()
 {
     QFETCH(const Bytes, bytes);
     sim::Device device(quiet());
     QCOMPARE(answerTo(device, bytes), Bytes{});
     QVERIFY(device.receivedCommands().empty());
-    // The next command is found right behind.
+    // The next command is found after the dropped bytes.
     QCOMPARE(answerTo(device, {0x53, 0x43, 0x07, 0x00, 0x13, 0x13, 0x00}),
              (Bytes{0x53, 0x47, 0x08, 0x00, 0x13, 0x01, 0x14, 0x00}));
 }
 
-// A hundred times the magnetometer calibration, 49 bytes each: a host drops packets of more than
-// 4096 bytes.
+// The command asks a hundred times for the magnetometer calibration of 49 bytes: a host drops
+// packets of more than 4096 bytes.
 void TestDevice::answersOnlyWhatFitsIntoOnePacket()
 {
     Bytes command{0x53, 0x43, 0x6B, 0x00, 0x0C};

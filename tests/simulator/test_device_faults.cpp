@@ -1,4 +1,4 @@
-// What the unit does wrong on request, and what it keeps over a power cycle.
+// Faults of the simulated device on request, and its settings across a power cycle.
 
 #include "sim/Device.h"
 #include "tests/simulator/host.h"
@@ -22,7 +22,7 @@ const Bytes kRate200{0x53, 0x47, 0x09, 0x00, 0x08, 0xC8, 0x00, 0xD0, 0x00};
 const Bytes kRate201{0x53, 0x47, 0x09, 0x00, 0x08, 0xC9, 0x00, 0xD1, 0x00};
 const Bytes kRate100{0x53, 0x47, 0x09, 0x00, 0x08, 0x64, 0x00, 0x6C, 0x00};
 
-// A unit that streams nothing, with a clock that only this test moves.
+// A device without a stream, with a simulated clock.
 class Bed
 {
 public:
@@ -35,7 +35,7 @@ public:
 
     void send(const Bytes &command) { m_device.receive(command, m_device.lineBaud(), m_now); }
 
-    // What comes in the time that passes.
+    // Advances the clock and returns the bytes that the device sends in this time.
     Bytes hear(sim::Time passing)
     {
         m_now += passing;
@@ -79,13 +79,13 @@ class TestDeviceFaults : public QObject
     Q_OBJECT
 
 private slots:
-    void keepsOnlyWhatWasSaved();
-    void factorySettingsWaitForThePower();
-    void isDeafWhileItStarts();
-    void changesSpeedAfterItsAnswer();
-    void comesBackLate();
-    void runsAtItsFallbackSpeed();
-    void hearsOnlyItsOwnSpeed();
+    void powerCycleRestoresTheSavedSettings();
+    void factoryResetTakesEffectAtThePowerCycle();
+    void dropsCommandsDuringStartup();
+    void changesBaudRateAfterTheReply();
+    void isSilentDuringTheBaudChangeDelay();
+    void usesTheFallbackBaudRate();
+    void dropsInputAtAnotherBaudRate();
 
     void silent();
     void noReply();
@@ -107,7 +107,7 @@ private slots:
     void streamsAtItsRate();
 };
 
-void TestDeviceFaults::keepsOnlyWhatWasSaved()
+void TestDeviceFaults::powerCycleRestoresTheSavedSettings()
 {
     Bed bed;
     QCOMPARE(bed.ask(kSetRate200), kRate200);
@@ -119,7 +119,7 @@ void TestDeviceFaults::keepsOnlyWhatWasSaved()
     QCOMPARE(bed.working().rateHz, std::uint16_t(200));
 }
 
-void TestDeviceFaults::factorySettingsWaitForThePower()
+void TestDeviceFaults::factoryResetTakesEffectAtThePowerCycle()
 {
     Bed bed;
     bed.ask(kSetRate200);
@@ -130,7 +130,7 @@ void TestDeviceFaults::factorySettingsWaitForThePower()
     QCOMPARE(bed.working(), sim::Settings{});
 }
 
-void TestDeviceFaults::isDeafWhileItStarts()
+void TestDeviceFaults::dropsCommandsDuringStartup()
 {
     Bed bed;
     bed->powerCycle(1s);
@@ -140,7 +140,7 @@ void TestDeviceFaults::isDeafWhileItStarts()
     QCOMPARE(bed.ask(kSetRate200), kRate200);
 }
 
-void TestDeviceFaults::changesSpeedAfterItsAnswer()
+void TestDeviceFaults::changesBaudRateAfterTheReply()
 {
     Bed bed({}, 0xFF);
     bed.send(kSetBaud921600);
@@ -160,7 +160,7 @@ void TestDeviceFaults::changesSpeedAfterItsAnswer()
     QCOMPARE(bed->lineBaud(), 921600u);
 }
 
-void TestDeviceFaults::comesBackLate()
+void TestDeviceFaults::isSilentDuringTheBaudChangeDelay()
 {
     sim::Faults faults;
     faults.baudChangeDelay = 3s;
@@ -174,7 +174,7 @@ void TestDeviceFaults::comesBackLate()
     QCOMPARE(bed->lineBaud(), 921600u);
 }
 
-void TestDeviceFaults::runsAtItsFallbackSpeed()
+void TestDeviceFaults::usesTheFallbackBaudRate()
 {
     sim::DeviceOptions options;
     options.settings.baud = 1500000;
@@ -190,7 +190,7 @@ void TestDeviceFaults::runsAtItsFallbackSpeed()
     QCOMPARE(protocol::readField<std::uint16_t>(answer->bytes.data() + 10), std::uint16_t(400));
 }
 
-void TestDeviceFaults::hearsOnlyItsOwnSpeed()
+void TestDeviceFaults::dropsInputAtAnotherBaudRate()
 {
     Bed bed;
     bed->receive(kSetRate200, 921600, 1s);
@@ -305,14 +305,14 @@ void TestDeviceFaults::joinedReply()
     bed.hear(1s);
     bed.send(kSetRate200);
     auto out = bed->transmit(3s);
-    while (out && out->bytes[1] != 'G') // what was on the line already
+    while (out && out->bytes[1] != 'G') // skips samples that were on the line before
         out = bed->transmit(3s);
     QVERIFY(out);
     QCOMPARE(out->packets, 2u);
     QCOMPARE(Bytes(out->bytes.begin(), out->bytes.begin() + 9), kRate200);
     QCOMPARE(Host::packets(out->bytes).size(), std::size_t(2));
 
-    Bed mute(faults); // nothing to join
+    Bed mute(faults); // without a stream there is no sample to join
     QCOMPARE(mute.ask(kSetRate200), kRate200);
 }
 
@@ -367,10 +367,10 @@ void TestDeviceFaults::collectsPointsWhileItTurns()
     QCOMPARE(device.calibrationStore().size(), 0u);
     device.receive(kStop, 115200, 11s);
     QVERIFY(!device.isCollecting());
-    // About a hundred points, six a page.
+    // About a hundred points, six per page.
     QVERIFY(device.calibrationStore().size() > 14 * 128);
     QVERIFY(device.calibrationStore().size() <= 18 * 128);
-    // They are raw readings: with the true calibration each has length 1.
+    // The points are raw readings: with the true calibration each has length 1.
     const auto calibration = device.sensors().magnetic().trueCalibration();
     const auto block = device.calibrationStore().block(0, 128);
     for (const std::size_t offset : {0u, 12u, 32u, 44u, 64u, 76u}) {
@@ -411,10 +411,10 @@ void TestDeviceFaults::streamsAtItsRate()
     std::vector<Bytes> packets;
     while (const auto out = device.transmit(10s))
         packets.push_back(out->bytes);
-    // The last one may still be on the line.
+    // The last sample may still be on the line.
     QVERIFY(std::abs(int(packets.size()) - 10 * rateHz) <= 1);
     QCOMPARE(device.counters().samplesSkipped, 0u);
-    // Once a second the sync block comes with it.
+    // Once a second the packet also contains the sync block.
     const auto synced = std::count_if(packets.begin(), packets.end(),
                                       [](const Bytes &packet) { return packet.size() == 130; });
     QVERIFY(synced == 9 || synced == 10);

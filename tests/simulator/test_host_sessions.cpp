@@ -1,4 +1,4 @@
-// Whose bytes are these? The order of opens, closes and reads tells.
+// Assigns bytes to a host session and its baud rate by the order of opens, closes and reads.
 
 #include "sim/HostSessions.h"
 
@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::optional<std::uint32_t> kUnknown;
 
-// One read with nothing happening meanwhile.
+// A read without any event during it.
 std::optional<std::uint32_t> read(HostSessions &sessions, std::uint32_t shown)
 {
     sessions.beginRead();
@@ -24,19 +24,19 @@ class TestHostSessions : public QObject
     Q_OBJECT
 
 private slots:
-    void believesTheTerminal();
+    void usesTheBaudRateOfTheTerminal();
     void countsOpens();
-    void doubtsTheFirstReadAfterAClose();
-    void knowsASpeedItHasSeenBeingSet();
-    void isNotFooledByTheSpeedOfTheLastUser();
-    void showsWhatWasSeenLast();
-    void knowsTheSpeedOfBytesWrittenDuringTheRead();
+    void baudRateIsUnknownInTheFirstReadAfterAClose();
+    void keepsAnObservedBaudRateAcrossAClose();
+    void ignoresTheBaudRateLeftByThePreviousHost();
+    void showsTheLastObservedBaudRate();
+    void keepsTheBaudRateOfBytesWrittenDuringTheRead();
     void waitsForBytesWrittenDuringTheRead();
-    void cannotTellTwoSessionsApart();
-    void doubtsAChangeDuringTheRead();
+    void baudRateIsUnknownAfterTwoSessions();
+    void baudRateIsUnknownIfItChangesDuringTheRead();
 };
 
-void TestHostSessions::believesTheTerminal()
+void TestHostSessions::usesTheBaudRateOfTheTerminal()
 {
     HostSessions sessions;
     QVERIFY(!sessions.isOpen());
@@ -59,7 +59,7 @@ void TestHostSessions::countsOpens()
     QVERIFY(sessions.awaitsLastBytes());
 }
 
-void TestHostSessions::doubtsTheFirstReadAfterAClose()
+void TestHostSessions::baudRateIsUnknownInTheFirstReadAfterAClose()
 {
     HostSessions sessions;
     sessions.opened();
@@ -70,7 +70,7 @@ void TestHostSessions::doubtsTheFirstReadAfterAClose()
     QCOMPARE(read(sessions, 921600), std::optional(921600u));
 }
 
-void TestHostSessions::knowsASpeedItHasSeenBeingSet()
+void TestHostSessions::keepsAnObservedBaudRateAcrossAClose()
 {
     HostSessions sessions;
     sessions.opened();
@@ -81,7 +81,7 @@ void TestHostSessions::knowsASpeedItHasSeenBeingSet()
     QCOMPARE(read(sessions, 115200), std::optional(460800u));
 }
 
-void TestHostSessions::isNotFooledByTheSpeedOfTheLastUser()
+void TestHostSessions::ignoresTheBaudRateLeftByThePreviousHost()
 {
     HostSessions sessions;
     sessions.opened();
@@ -90,7 +90,7 @@ void TestHostSessions::isNotFooledByTheSpeedOfTheLastUser()
     sessions.closed();
     sessions.opened();
     QCOMPARE(read(sessions, 115200), kUnknown);
-    // And what was learnt in one session says nothing about the next.
+    // A baud rate observed in one session says nothing about the next session.
     sessions.shows(115200);
     sessions.shows(57600);
     sessions.closed();
@@ -101,10 +101,10 @@ void TestHostSessions::isNotFooledByTheSpeedOfTheLastUser()
     QCOMPARE(read(sessions, 115200), kUnknown);
 }
 
-void TestHostSessions::showsWhatWasSeenLast()
+void TestHostSessions::showsTheLastObservedBaudRate()
 {
     HostSessions sessions;
-    sessions.shows(9600); // nobody has it open
+    sessions.shows(9600); // no host has the port open
     QVERIFY(!sessions.shown());
     sessions.opened();
     QVERIFY(!sessions.shown());
@@ -117,8 +117,8 @@ void TestHostSessions::showsWhatWasSeenLast()
     QVERIFY(!sessions.shown());
 }
 
-// Written and closed between the beginning and the end of a read, the next host not yet there.
-void TestHostSessions::knowsTheSpeedOfBytesWrittenDuringTheRead()
+// A host writes and closes during a read, and no other host has opened the port yet.
+void TestHostSessions::keepsTheBaudRateOfBytesWrittenDuringTheRead()
 {
     HostSessions sessions;
     sessions.opened();
@@ -143,7 +143,7 @@ void TestHostSessions::waitsForBytesWrittenDuringTheRead()
     QVERIFY(!sessions.awaitsLastBytes());
 }
 
-void TestHostSessions::cannotTellTwoSessionsApart()
+void TestHostSessions::baudRateIsUnknownAfterTwoSessions()
 {
     HostSessions sessions;
     for (int i = 0; i < 2; ++i) {
@@ -163,7 +163,7 @@ void TestHostSessions::cannotTellTwoSessionsApart()
     QCOMPARE(read(sessions, 115200), kUnknown);
 }
 
-void TestHostSessions::doubtsAChangeDuringTheRead()
+void TestHostSessions::baudRateIsUnknownIfItChangesDuringTheRead()
 {
     HostSessions sessions;
     sessions.opened();

@@ -1,4 +1,4 @@
-// The preload list of a command, and what its end means.
+// The preload list of a command, and the command's exit status.
 
 #include "sim/Launcher.h"
 

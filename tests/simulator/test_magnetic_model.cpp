@@ -1,4 +1,4 @@
-// Iron, and the calibration that undoes it.
+// Hard and soft iron, and the calibration that corrects them.
 
 #include "sim/MagneticModel.h"
 #include "sim/Sensors.h"
@@ -46,8 +46,8 @@ class TestMagneticModel : public QObject
 
 private slots:
     void trueCalibrationLeavesOnlyNoise();
-    void withoutCalibrationTheIronShows();
-    void readsTheWireForm();
+    void uncalibratedFieldIsDistorted();
+    void readsTheWireFormat();
 };
 
 void TestMagneticModel::trueCalibrationLeavesOnlyNoise()
@@ -55,19 +55,19 @@ void TestMagneticModel::trueCalibrationLeavesOnlyNoise()
     for (std::uint64_t seed = 1; seed <= 20; ++seed) {
         const Spread spread = calibratedLength(seed, sim::MagneticModel(seed).trueCalibration());
         QVERIFY2(std::abs(spread.mean - 1) < 0.001, qPrintable(QString::number(spread.mean)));
-        // 0.15 uT in 48, and soft iron a little on top.
+        // Noise of 0.15 uT in 48 uT, and a small contribution of soft iron.
         QVERIFY2(spread.deviation < 0.005, qPrintable(QString::number(spread.deviation)));
     }
 }
 
-void TestMagneticModel::withoutCalibrationTheIronShows()
+void TestMagneticModel::uncalibratedFieldIsDistorted()
 {
     for (std::uint64_t seed = 1; seed <= 20; ++seed)
         QVERIFY(calibratedLength(seed, {}).deviation > 0.1);
 }
 
-// The bias is added, and the matrix stands column by column.
-void TestMagneticModel::readsTheWireForm()
+// The bias is added; the matrix is stored column by column.
+void TestMagneticModel::readsTheWireFormat()
 {
     sim::MagneticCalibration calibration;
     calibration.bias = {1, 2, 3};

@@ -1,4 +1,4 @@
-// The physics: what the sensors say is what one body did.
+// Physics: all sensors measure the motion of one body.
 
 #include "sim/Sensors.h"
 
@@ -54,17 +54,17 @@ class TestMotion : public QObject
 private slots:
     void ratesIntegrateToTheOrientation_data() { addMotions(); }
     void ratesIntegrateToTheOrientation();
-    void sampleIsOfOneBody_data() { addMotions(); }
-    void sampleIsOfOneBody();
+    void sampleIsConsistent_data() { addMotions(); }
+    void sampleIsConsistent();
     void accelerationIsWithoutGravity();
     void tumblesThroughAllDirections();
     void isAFunctionOfSeedAndTime();
     void noiseHasItsSize();
-    void zeroThresholdStillsSlowTurning();
+    void zeroThresholdZeroesSlowRotation();
     void packsBlocksInOrder();
 };
 
-// From the measured rates alone, a host arrives where the unit says it is.
+// Integrating only the measured rates gives the reported orientation.
 void TestMotion::ratesIntegrateToTheOrientation()
 {
     QFETCH(const Motion, motion);
@@ -82,7 +82,7 @@ void TestMotion::ratesIntegrateToTheOrientation()
     QVERIFY2(error < 0.1, qPrintable(QString::number(error)));
 }
 
-void TestMotion::sampleIsOfOneBody()
+void TestMotion::sampleIsConsistent()
 {
     QFETCH(const Motion, motion);
     const sim::Sensors sensors(motion, 5);
@@ -104,7 +104,7 @@ void TestMotion::sampleIsOfOneBody()
     }
 }
 
-// Only the sensor's noise is left: other at each moment, about 0 on the average.
+// Only sensor noise is left: it differs at each moment and has a mean of about 0.
 void TestMotion::accelerationIsWithoutGravity()
 {
     const sim::Sensors sensors(Motion::Still, 1);
@@ -122,12 +122,12 @@ void TestMotion::accelerationIsWithoutGravity()
     QVERIFY(square.maxCoeff() < 0.025 * 0.025);
 }
 
-// A calibration collected meanwhile sees every side: each octant gets its share.
+// A calibration collected during the motion covers every direction: each octant contains samples.
 void TestMotion::tumblesThroughAllDirections()
 {
     const sim::Body body(Motion::Tumble, 1);
     std::array<int, 8> octants{};
-    constexpr int kSamples = 150; // half a minute at five a second
+    constexpr int kSamples = 150; // 30 s at 5 Hz
     for (int i = 0; i < kSamples; ++i) {
         const Vector3d field =
             body.orientation(i * 200ms).conjugate() * sim::MagneticModel::earthField();
@@ -142,7 +142,7 @@ void TestMotion::isAFunctionOfSeedAndTime()
 {
     const auto bytes = [](std::uint64_t seed, sim::Time at) {
         const sim::Sensors sensors(Motion::Hand, seed);
-        sensors.sample(at / 2, {}); // asking in between changes nothing
+        sensors.sample(at / 2, {}); // an extra sample in between changes nothing
         return sim::dataPayload(sensors.sample(at, {}), 0x01FF, true, at);
     };
     QCOMPARE(bytes(1, 1234ms), bytes(1, 1234ms));
@@ -165,7 +165,7 @@ void TestMotion::noiseHasItsSize()
     QVERIFY(std::abs(squares / kCount - 1) < 0.05);
 }
 
-void TestMotion::zeroThresholdStillsSlowTurning()
+void TestMotion::zeroThresholdZeroesSlowRotation()
 {
     sim::Settings settings;
     const sim::Sensors still(Motion::Still, 1);

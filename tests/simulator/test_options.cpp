@@ -17,7 +17,7 @@ sim::Configuration parsed(const Arguments &arguments)
     return options.parse(arguments);
 }
 
-// What parsing ends with: the parser's exit code, 0 for help and version.
+// The exit code with which the parser ends the program, 0 for help and version.
 int exitCode(const Arguments &arguments)
 {
     sim::Options options;
@@ -204,7 +204,7 @@ void TestOptions::refuses_data()
     row("--noise", {"--noise", "3", "--replay", "x"});
 }
 
-// The wording is the parser's; that it names what is wrong is ours.
+// The parser words the message; our part is that it names the wrong option.
 void TestOptions::refuses()
 {
     QFETCH(const Arguments, arguments);

@@ -1,4 +1,5 @@
-// The served unit as a serial line: speeds, sessions, losses. The host is a plain descriptor.
+// The simulated device on a serial line: baud rates, sessions, losses. The host is a plain
+// descriptor.
 
 #include "sim/RunningDevice.h"
 #include "tests/simulator/host.h"
@@ -42,7 +43,7 @@ void setOutputs(sim::RunningDevice &device, std::uint16_t outputs)
     });
 }
 
-// Nothing more comes: the samples that were due have left the line too.
+// Stops the stream and waits until the samples that were due have left the line.
 void silence(sim::RunningDevice &device)
 {
     setOutputs(device, 0);
@@ -54,7 +55,7 @@ void silence(sim::RunningDevice &device)
     }));
 }
 
-// The host sets a baud rate, and the unit sees it.
+// Sets the host's baud rate and waits until the device has observed it.
 void setSeenSpeed(Host &host, const sim::RunningDevice &device, speed_t speed, std::uint32_t baud)
 {
     QVERIFY(host.setSpeed(speed));
@@ -80,26 +81,26 @@ class TestPty : public QObject
     Q_OBJECT
 
 private slots:
-    void isNotHeardAtAnotherSpeed();
-    void arrivesAsGarbageAtAnotherSpeed();
-    void neverIntactAfterAChangeOfSpeed();
-    void hearsAHostThatClosesAndReopens_data();
-    void hearsAHostThatClosesAndReopens();
-    void doesNotHearAnEndedSessionAtAnotherSpeed();
+    void dropsHostBytesAtAnotherBaudRate();
+    void outputIsCorruptedAtAnotherBaudRate();
+    void noPacketIsIntactAfterABaudRateChange();
+    void receivesCommandsAcrossReopens_data();
+    void receivesCommandsAcrossReopens();
+    void dropsBytesOfAnEndedSessionAtAnotherBaudRate();
     void sendsNothingWhileClosed();
     void keepsNothingForTheNextSession();
     void isFreeAfterAKilledHost();
     void countsTheSamplesLeftUnread_data();
     void countsTheSamplesLeftUnread();
     void countsTwoHosts();
-    void losesWhatTheHostDoesNotRead();
+    void overrunsWhenTheHostDoesNotRead();
     void losesNothingAtFullOutput();
     void skipsSamplesTheLineCannotCarry();
     void hangsUp();
     void servesAGivenMaster();
 };
 
-void TestPty::isNotHeardAtAnotherSpeed()
+void TestPty::dropsHostBytesAtAnotherBaudRate()
 {
     sim::RunningDevice device(quiet());
     Host host(device.path(), B921600);
@@ -114,7 +115,7 @@ void TestPty::isNotHeardAtAnotherSpeed()
     QCOMPARE(device.receivedCommands(), std::vector<Bytes>{kStop});
 }
 
-void TestPty::arrivesAsGarbageAtAnotherSpeed()
+void TestPty::outputIsCorruptedAtAnotherBaudRate()
 {
     sim::RunningDevice device(streaming(115200, 100));
     Host host(device.path(), B460800);
@@ -126,7 +127,7 @@ void TestPty::arrivesAsGarbageAtAnotherSpeed()
     QVERIFY(device.counters().sent > 0);
 }
 
-void TestPty::neverIntactAfterAChangeOfSpeed()
+void TestPty::noPacketIsIntactAfterABaudRateChange()
 {
     sim::RunningDevice device(streaming(1000000, 1000));
     Host host(device.path(), B1000000);
@@ -140,7 +141,7 @@ void TestPty::neverIntactAfterAChangeOfSpeed()
     QVERIFY(device.counters().garbled > 0);
 }
 
-void TestPty::hearsAHostThatClosesAndReopens_data()
+void TestPty::receivesCommandsAcrossReopens_data()
 {
     QTest::addColumn<int>("times");
     QTest::addColumn<bool>("isSpeedKnown");
@@ -148,8 +149,9 @@ void TestPty::hearsAHostThatClosesAndReopens_data()
     QTest::newRow("sessions of which the speed is known") << 6 << true;
 }
 
-// The order in which a host changes the speed of both ends; a real port drains before it closes.
-void TestPty::hearsAHostThatClosesAndReopens()
+// The host sends the baud rate command, then closes and reopens the port at the new baud rate. A
+// real port drains its output before it closes.
+void TestPty::receivesCommandsAcrossReopens()
 {
     QFETCH(const int, times);
     QFETCH(const bool, isSpeedKnown);
@@ -169,10 +171,10 @@ void TestPty::hearsAHostThatClosesAndReopens()
     QVERIFY(!Host::packets(host.readPackets(1)).empty());
 }
 
-// Its speed is known if the unit has seen the host set it. What a session of unknown speed has
-// written is believed, so the test waits until the unit has seen it, and until the unit has read
-// what was written before it writes more.
-void TestPty::doesNotHearAnEndedSessionAtAnotherSpeed()
+// The device knows a session's baud rate only if it has observed the host set it; it accepts the
+// bytes of a session of unknown baud rate. So the test waits until the device has observed the baud
+// rate. It also waits until the device has read the first command before it writes the second.
+void TestPty::dropsBytesOfAnEndedSessionAtAnotherBaudRate()
 {
     sim::RunningDevice device(streaming(115200, 1000));
     Host host(device.path(), B115200);
@@ -219,7 +221,7 @@ void TestPty::keepsNothingForTheNextSession()
     QCOMPARE(count, 0);
 }
 
-// The port is asked, because root may open an exclusive one.
+// The test reads the port's exclusive flag, because root may open an exclusive port.
 void TestPty::isFreeAfterAKilledHost()
 {
     sim::RunningDevice device(quiet());
@@ -250,7 +252,7 @@ void TestPty::countsTheSamplesLeftUnread_data()
     QTest::newRow("ten and a byte") << 931 << 10;
 }
 
-// One that was read but for its last byte is of no use to the host.
+// A sample without its last byte counts as unread.
 void TestPty::countsTheSamplesLeftUnread()
 {
     QFETCH(const int, bytesRead);
@@ -262,7 +264,7 @@ void TestPty::countsTheSamplesLeftUnread()
         QVERIFY(eventually([&] { return unread(host) > 1000; }));
         setOutputs(device, 0);
         if (device.counters().overrun > 0)
-            continue; // this machine was too busy to stop it in time
+            continue; // the machine was too busy to stop the stream in time
         QVERIFY(eventually([&] { return unread(host) == int(device.counters().bytesSent); }));
         Bytes read(static_cast<std::size_t>(bytesRead));
         QCOMPARE(::read(host.fd(), read.data(), read.size()), ssize_t(bytesRead));
@@ -276,7 +278,7 @@ void TestPty::countsTheSamplesLeftUnread()
     QFAIL("the device could never be stopped in time");
 }
 
-// Two opens in a row must not pass for one, nor two closes.
+// The device must count two opens, or two closes, in a row separately.
 void TestPty::countsTwoHosts()
 {
     sim::RunningDevice device(quiet());
@@ -293,19 +295,19 @@ void TestPty::countsTwoHosts()
     }
 }
 
-void TestPty::losesWhatTheHostDoesNotRead()
+void TestPty::overrunsWhenTheHostDoesNotRead()
 {
     sim::RunningDevice device(streaming(1000000, 1000));
     Host host(device.path(), B1000000);
     QVERIFY(eventually([&] { return device.counters().overrun > 10; }));
-    // The unit lives on and hears.
+    // After the overrun the device still receives commands.
     QVERIFY(host.write(kStop));
     QVERIFY(eventually([&] { return device.receivedCommands() == std::vector<Bytes>{kStop}; }));
     QVERIFY(Host::packets(host.readPackets(11)).size() > 10);
 }
 
-// As long as the host keeps up; one that is starved by its machine until its queue is full does
-// not, and gets another chance.
+// Holds while the host reads in time. If a busy machine delays the host until its queue is full,
+// the test tries again.
 void TestPty::losesNothingAtFullOutput()
 {
     for (int chance = 1; chance <= 20; ++chance) {
@@ -356,7 +358,7 @@ void TestPty::hangsUp()
     QVERIFY(device.path().empty());
     QVERIFY(!host.write(kStart));
     QVERIFY(::access(path.c_str(), F_OK) != 0);
-    device.unplug(); // once more does nothing
+    device.unplug(); // a second unplug has no effect
     host.close();
     device.plugIn();
     device.plugIn();

@@ -1,4 +1,4 @@
-// The text of a recording, read and written.
+// Reading and writing the text of a recording.
 
 #include "sim/Recorder.h"
 #include "sim/Recording.h"
@@ -78,12 +78,12 @@ class TestRecording : public QObject
 private slots:
     void readsAndWrites();
     void readsComments();
-    void readsTheLeast();
+    void readsTheShortestRecordings();
     void refuses_data();
     void refuses();
-    void survivesEveryCut();
+    void readsOrRefusesEveryTruncation();
     void recorderWaitsForAHost();
-    void recorderWritesEverythingAfterwards();
+    void recorderWritesEveryEventAfterTheHostOpens();
     void recorderKeepsTheOrder();
 };
 
@@ -100,7 +100,7 @@ void TestRecording::readsComments()
     QVERIFY(sim::parseRecording(text) == madeRecording());
 }
 
-void TestRecording::readsTheLeast()
+void TestRecording::readsTheShortestRecordings()
 {
     for (const char *text : {"vornix-recording 1\nbaud: 0x1c200\n\n", "vornix-recording 1\nbaud: "
                                                                       "115200"}) {
@@ -108,7 +108,7 @@ void TestRecording::readsTheLeast()
         QVERIFY(recording.header == sim::RecordingHeader{});
         QVERIFY(recording.events.empty());
     }
-    // A file without its last line end.
+    // A file without the end of its last line.
     QCOMPARE(sim::parseRecording("vornix-recording 1\nbaud: 1\n\n7 < 00").events.size(),
              std::size_t(1));
 }
@@ -189,8 +189,8 @@ void TestRecording::refuses()
     }
 }
 
-// A file that ends anywhere is read up to there or refused.
-void TestRecording::survivesEveryCut()
+// A truncated file is read up to its end or refused.
+void TestRecording::readsOrRefusesEveryTruncation()
 {
     int refused = 0;
     for (std::size_t size = 0; size < kText.size(); ++size) {
@@ -221,7 +221,7 @@ void TestRecording::recorderWaitsForAHost()
     QCOMPARE(out.str(), header + "0 > 02\n");
 }
 
-void TestRecording::recorderWritesEverythingAfterwards()
+void TestRecording::recorderWritesEveryEventAfterTheHostOpens()
 {
     std::ostringstream out;
     sim::Recorder recorder(out, {.baud = 9600});
@@ -253,7 +253,7 @@ void TestRecording::recorderKeepsTheOrder()
     const std::size_t header = out.str().size();
     recorder.hostListens(1s);
     recorder.received(Bytes{1}, 2s);
-    recorder.sent(transmission({2}, 115200, 1900ms), true); // told late
+    recorder.sent(transmission({2}, 115200, 1900ms), true); // reported after later bytes
     QCOMPARE(out.str().substr(header), std::string("1000000 > 01\n1000000 < 02\n"));
 }
 

@@ -1,4 +1,4 @@
-// A recorded unit that speaks again, its time passed in.
+// Replay of a recorded device, with a simulated clock.
 
 #include "sim/Replay.h"
 
@@ -24,7 +24,7 @@ RecordedEvent heard(std::chrono::microseconds at, unsigned char byte)
     return {.at = at, .kind = Kind::Heard, .bytes = {byte}};
 }
 
-// The bytes that are out by `at`.
+// The bytes sent until `at`.
 Bytes spoken(Replay &replay, Time at)
 {
     Bytes all;
@@ -41,16 +41,16 @@ class TestReplay : public QObject
 
 private slots:
     void beginsWhenAHostListens();
-    void keepsTheTime_data();
-    void keepsTheTime();
-    void changesItsSpeed();
+    void scalesTheRecordedTimes_data();
+    void scalesTheRecordedTimes();
+    void changesBaudRate();
     void waitsForTheHost();
     void doesNotWaitForEver();
-    void takesWhatTheHostSaidBefore();
+    void acceptsHostBytesSentEarly();
     void movesTheCable();
     void sendsAsFastAsTheHostReads();
     void sendsOnlyToAHostThatListens();
-    void endsSilently();
+    void emptyRecordingSendsNothing();
 };
 
 void TestReplay::beginsWhenAHostListens()
@@ -65,12 +65,12 @@ void TestReplay::beginsWhenAHostListens()
     QVERIFY(replay.nextEvent() == 3100ms);
     QCOMPARE(spoken(replay, 3100ms - 1ns), Bytes{});
     QCOMPARE(spoken(replay, 3100ms), Bytes{1});
-    // Whoever goes away misses something.
+    // The replay goes on without a host: a host that stops listening misses bytes.
     replay.hostListens(false, 3105ms);
     QCOMPARE(spoken(replay, 3110ms), Bytes{2});
 }
 
-void TestReplay::keepsTheTime_data()
+void TestReplay::scalesTheRecordedTimes_data()
 {
     QTest::addColumn<double>("speed");
     QTest::addColumn<qint64>("dueUs");
@@ -79,7 +79,7 @@ void TestReplay::keepsTheTime_data()
     QTest::newRow("eight times") << 8.0 << qint64(125000);
 }
 
-void TestReplay::keepsTheTime()
+void TestReplay::scalesTheRecordedTimes()
 {
     QFETCH(const double, speed);
     QFETCH(const qint64, dueUs);
@@ -91,14 +91,14 @@ void TestReplay::keepsTheTime()
     QVERIFY(replay.nextEvent() == begin + step);
     QCOMPARE(spoken(replay, begin + step - 1us), Bytes{});
     QCOMPARE(spoken(replay, begin + step), Bytes{2});
-    // Looked at late, it neither hurries nor lags.
+    // A late call does not shift the later events.
     QVERIFY(replay.nextEvent() == begin + 2 * step);
     QCOMPARE(spoken(replay, begin + 3 * step), Bytes{3});
     QVERIFY(replay.nextEvent() == sim::kNever);
     QVERIFY(!replay.waitsForHost());
 }
 
-void TestReplay::changesItsSpeed()
+void TestReplay::changesBaudRate()
 {
     Replay replay(recorded({heard(0us, 1),
                             {.at = 1ms, .kind = Kind::Baud, .baud = 1000000},
@@ -122,7 +122,7 @@ void TestReplay::waitsForTheHost()
     QCOMPARE(spoken(replay, 500ms), Bytes{});
     replay.receive(Bytes{9}, 57600, 600ms);
     QCOMPARE(spoken(replay, 600ms), Bytes{});
-    // From there on at the recorded distance.
+    // Later events keep their recorded distance from here.
     QVERIFY(replay.nextEvent() == 605ms);
     QCOMPARE(spoken(replay, 605ms), Bytes{7});
 }
@@ -138,7 +138,7 @@ void TestReplay::doesNotWaitForEver()
     QCOMPARE(spoken(replay, 1105ms), Bytes{7});
 }
 
-void TestReplay::takesWhatTheHostSaidBefore()
+void TestReplay::acceptsHostBytesSentEarly()
 {
     Replay replay(recorded({{.at = 10ms, .kind = Kind::FromHost, .bytes = {1, 2}},
                             heard(20ms, 7),
@@ -146,9 +146,9 @@ void TestReplay::takesWhatTheHostSaidBefore()
                             heard(40ms, 8)}));
     replay.hostListens(true, 0s);
     replay.receive(Bytes{1, 2}, 57600, 50ms);
-    QCOMPARE(spoken(replay, 120ms), Bytes{7}); // in time: nothing to wait for
-    QCOMPARE(spoken(replay, 140ms), Bytes{});  // those two were used up
-    replay.receive(Bytes{3}, 9600, 200ms);     // what it says, and how, is its own affair
+    QCOMPARE(spoken(replay, 120ms), Bytes{7}); // received early: no wait
+    QCOMPARE(spoken(replay, 140ms), Bytes{});  // those two bytes are used up
+    replay.receive(Bytes{3}, 9600, 200ms);     // content and baud rate do not matter
     QCOMPARE(spoken(replay, 210ms), Bytes{8});
 }
 
@@ -187,7 +187,7 @@ void TestReplay::sendsAsFastAsTheHostReads()
     QCOMPARE(replay.transmit(100ms)->bytes, Bytes{1});
     QVERIFY(replay.waitsForHost());
     QCOMPARE(replay.transmit(100ms)->bytes, Bytes{2});
-    // Not before the host has read all.
+    // The unplug waits until the host has read all bytes.
     QVERIFY(replay.waitsForHost());
     QVERIFY(replay.takeCableMove(101ms) == Move::PullOut);
     QVERIFY(!replay.waitsForHost());
@@ -203,7 +203,7 @@ void TestReplay::sendsOnlyToAHostThatListens()
     replay.hostListens(true, 0s);
     QCOMPARE(replay.transmit(100ms)->bytes, Bytes{1});
     replay.hostListens(false, 200ms);
-    // What no host heard then, none has to hear now.
+    // Bytes that no host received in the recording need no host in the replay.
     QCOMPARE(replay.transmit(200ms)->bytes, Bytes{2});
     QVERIFY(!replay.transmit(10s));
     QVERIFY(replay.nextEvent() == sim::kNever);
@@ -212,7 +212,7 @@ void TestReplay::sendsOnlyToAHostThatListens()
     QCOMPARE(replay.transmit(11100ms)->bytes, Bytes{3});
 }
 
-void TestReplay::endsSilently()
+void TestReplay::emptyRecordingSendsNothing()
 {
     for (const std::optional<double> speed : {std::optional<double>(1.0), {}}) {
         Replay replay(recorded({}), speed);

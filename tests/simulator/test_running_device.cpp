@@ -1,4 +1,4 @@
-// The served unit and this program's own driver at the two ends of a pty.
+// The simulated device and the real driver at the two ends of a pty.
 
 #include "driver/ImuDriver.h"
 #include "sim/RunningDevice.h"
@@ -20,11 +20,11 @@ private slots:
     void initTestCase();
     void cleanup();
     void streamsAndAnswers();
-    void changesSpeed();
+    void changesBaudRate();
     void returnsAfterUnplug();
 
 private:
-    // A quaternion arrives; the getter hands each out once.
+    // Returns true if a new quaternion has arrived; the getter returns each one once.
     bool streams();
 
     boost::shared_ptr<imu> m_driver;
@@ -59,13 +59,13 @@ void TestRunningDevice::streamsAndAnswers()
     QVERIFY(device.counters().sent > 0);
 }
 
-void TestRunningDevice::changesSpeed()
+void TestRunningDevice::changesBaudRate()
 {
     sim::RunningDevice device;
     QVERIFY(m_driver->connect(device.path(), 115200, 8, 0, 1));
     QVERIFY(m_driver->setBaudRate(921600));
     QCOMPARE(device.inspect([](const auto &d) { return d.lineBaud(); }), 921600u);
-    // How often each is repeated is the machine's speed.
+    // The number of repetitions depends on the machine.
     auto commands = device.receivedCommands();
     commands.erase(std::unique(commands.begin(), commands.end()), commands.end());
     QCOMPARE(commands.size(), std::size_t(2));

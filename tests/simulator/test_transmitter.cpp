@@ -1,4 +1,4 @@
-// The line budget: ten bits a byte, and what does not fit.
+// Line capacity: ten bits per byte, and what happens to bytes beyond it.
 
 #include "sim/Transmitter.h"
 
@@ -21,14 +21,14 @@ class TestTransmitter : public QObject
     Q_OBJECT
 
 private slots:
-    void takesTenBitsAByte();
+    void sendsTenBitsPerByte();
     void sendsOneAfterTheOther();
-    void hasRoomForItsBuffer();
-    void changesSpeedForWhatFollows();
-    void forgetsWhenCleared();
+    void acceptsSamplesUpToTheBufferSize();
+    void changesBaudRateOfLaterBytes();
+    void clearDropsPendingBytes();
 };
 
-void TestTransmitter::takesTenBitsAByte()
+void TestTransmitter::sendsTenBitsPerByte()
 {
     Transmitter line(100000);
     QCOMPARE(line.nextDone(), sim::kNever);
@@ -56,7 +56,7 @@ void TestTransmitter::sendsOneAfterTheOther()
     QCOMPARE(line.take(3ms)->bytes.size(), std::size_t(20));
 }
 
-void TestTransmitter::hasRoomForItsBuffer()
+void TestTransmitter::acceptsSamplesUpToTheBufferSize()
 {
     Transmitter line(100000);
     QVERIFY(line.hasRoom(288, 0ms));
@@ -64,16 +64,16 @@ void TestTransmitter::hasRoomForItsBuffer()
     line.send(bytes(200), 1, 0ms);
     QVERIFY(line.hasRoom(88, 0ms));
     QVERIFY(!line.hasRoom(89, 0ms));
-    // A millisecond carries ten bytes.
+    // The line transmits ten bytes per millisecond.
     QVERIFY(line.hasRoom(98, 1ms));
     QVERIFY(!line.hasRoom(99, 1ms));
-    // A reply is sent all the same.
+    // A reply is sent even if the buffer is full.
     line.send(bytes(150), 1, 1ms);
     QVERIFY(!line.hasRoom(1, 1ms));
     QCOMPARE(line.idleAt(1ms), sim::Time(35ms));
 }
 
-void TestTransmitter::changesSpeedForWhatFollows()
+void TestTransmitter::changesBaudRateOfLaterBytes()
 {
     Transmitter line(100000);
     line.send(bytes(10), 1, 0ms);
@@ -85,7 +85,7 @@ void TestTransmitter::changesSpeedForWhatFollows()
     QCOMPARE(second->baud, 1000000u);
 }
 
-void TestTransmitter::forgetsWhenCleared()
+void TestTransmitter::clearDropsPendingBytes()
 {
     Transmitter line(100000);
     line.send(bytes(100), 1, 0ms);

@@ -1,4 +1,4 @@
-// The adapters a testbed shows are those that the system's list of ports names and that open.
+// The system's port list contains the adapters of a testbed, and their ports open.
 
 #include "driver/ImuDriver.h"
 #include "sim/UsbTestbed.h"
@@ -22,10 +22,10 @@ class TestUsbTestbed : public QObject
 private slots:
     void initTestCase();
     void isListedAndOpens();
-    void isReadWithoutAskingTheTestbed();
+    void readsWithoutWaitingForTheTestbed();
 
 private:
-    // A quaternion arrives; the getter hands each out once.
+    // Returns true if a new quaternion has arrived; the getter returns each one once.
     bool streams();
 
     boost::shared_ptr<imu> m_driver;
@@ -49,7 +49,7 @@ int unread(const Host &host)
     return count;
 }
 
-// How often this thread has waited for something.
+// Number of voluntary context switches of this thread, one for each wait.
 long waits()
 {
     rusage usage{};
@@ -99,9 +99,9 @@ void TestUsbTestbed::isListedAndOpens()
     m_driver->disconnect();
 }
 
-// At full rate a byte may take ten microseconds, which is too little for a question to another
-// thread. Waiting for the answer would show.
-void TestUsbTestbed::isReadWithoutAskingTheTestbed()
+// At full rate the host has about ten microseconds per byte, too little to ask another thread for
+// it. A wait for that thread would show as a context switch.
+void TestUsbTestbed::readsWithoutWaitingForTheTestbed()
 {
     constexpr int kBytes = 1000;
     sim::UsbTestbed testbed;

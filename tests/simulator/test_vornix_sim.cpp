@@ -1,4 +1,4 @@
-// The program itself, as its users start it.
+// The program vornix-sim, started as its users start it.
 
 #include "tests/simulator/host.h"
 
@@ -25,7 +25,7 @@ using Bytes = std::vector<unsigned char>;
 
 namespace {
 
-// Built beside this test's folder.
+// The build puts it beside this test's folder.
 QString program()
 {
     return QCoreApplication::applicationDirPath() + u"/../bin/vornix-sim"_s;
@@ -48,7 +48,7 @@ Outcome run(const QStringList &arguments)
             QString::fromUtf8(process.readAllStandardError())};
 }
 
-// A vornix-sim that serves, and the path it printed.
+// A running vornix-sim and the path it has printed.
 class Served
 {
 public:
@@ -59,7 +59,7 @@ public:
     }
     ~Served()
     {
-        m_process.terminate(); // kindly, so that a build that counts lines can write them down
+        m_process.terminate(); // SIGTERM, so that a coverage build can write its counters
         if (!m_process.waitForFinished(kPatienceMs))
             m_process.kill();
         m_process.waitForFinished();
@@ -87,7 +87,7 @@ private:
     std::string m_path;
 };
 
-// The links made and removed in a folder, from now on.
+// The creation and removal of links in a folder, from construction on.
 class LinkEvents
 {
 public:
@@ -100,7 +100,7 @@ public:
     LinkEvents(const LinkEvents &) = delete;
     LinkEvents &operator=(const LinkEvents &) = delete;
 
-    // "made" or "removed"; nothing if nothing happens.
+    // Returns "made" or "removed"; empty if nothing happens within kPatience.
     QString next()
     {
         alignas(inotify_event) std::array<char, sizeof(inotify_event) + NAME_MAX + 1> buffer{};
@@ -125,7 +125,7 @@ private:
 const Bytes kGet{0x53, 0x43, 0x0C, 0x00, 0x0C, 0x07, 0x08, 0x09, 0x10, 0x11, 0x45, 0x00};
 const Bytes kSetRate200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0xC8, 0x00, 0x00, 0x00, 0xDD, 0x00};
 
-// The data rate in the last whole answer among the bytes, 0 if there is none.
+// The data rate in the last complete settings reply, 0 if there is none.
 int rateIn(const Bytes &bytes)
 {
     int rate = 0;
@@ -134,7 +134,7 @@ int rateIn(const Bytes &bytes)
     return rate;
 }
 
-// The data rate the unit reports, 0 if it does not answer.
+// The data rate that the device reports, 0 if it does not reply.
 int reportedRate(Host &host)
 {
     host.write(kGet);
@@ -148,18 +148,18 @@ class TestVornixSim : public QObject
     Q_OBJECT
 
 private slots:
-    void explainsItself();
+    void printsHelpAndVersion();
     void refusesBadOptions();
     void servesUntilInterrupted_data();
     void servesUntilInterrupted();
     void powerCyclesOnHangup();
     void movesTheCable();
-    void pullsTheCableInTime();
+    void unplugsAtTheStatedTime();
     void endsWithItsCommand_data();
     void endsWithItsCommand();
     void showsItsPortsToTheCommand();
-    void passesASignalOn();
-    void tellsStatisticsAtTheEnd();
+    void forwardsASignalToItsCommand();
+    void printsStatisticsAtTheEnd();
     void runsASanitizedCommand();
     void replaysWhatItRecorded_data();
     void replaysWhatItRecorded();
@@ -167,7 +167,7 @@ private slots:
     void refusesRecordings();
 };
 
-void TestVornixSim::explainsItself()
+void TestVornixSim::printsHelpAndVersion()
 {
     const Outcome help = run({u"--help"_s});
     QCOMPARE(help.status, 0);
@@ -216,7 +216,7 @@ void TestVornixSim::powerCyclesOnHangup()
     QCOMPARE(reportedRate(host), 200);
     sim.signal(SIGHUP);
     const Bytes answers = host.readUntil([&](const Bytes &all) {
-        host.write(kGet); // it is deaf for a moment
+        host.write(kGet); // the device ignores commands while it starts
         return rateIn(all) == 100;
     });
     QCOMPARE(rateIn(answers), 100);
@@ -236,9 +236,9 @@ void TestVornixSim::movesTheCable()
     QVERIFY(!Host::packets(host.readPackets(1)).empty());
 }
 
-// Not before its time. What happens to the link is noted by the kernel, so that a test that looks
-// late sees it too.
-void TestVornixSim::pullsTheCableInTime()
+// Only the minimum times are certain. The kernel queues the events of the link, so a late reader
+// gets all of them.
+void TestVornixSim::unplugsAtTheStatedTime()
 {
     QTemporaryDir directory;
     LinkEvents events(directory.path());
@@ -273,7 +273,7 @@ void TestVornixSim::endsWithItsCommand()
 
 void TestVornixSim::showsItsPortsToTheCommand()
 {
-    // The command has its own /dev: the port opens there, takes a speed and carries packets.
+    // The command has its own /dev: there the port opens, accepts a baud rate and carries packets.
     const QString script = u"ls /sys/class/tty; stty -F /dev/ttyACM3 raw -echo 460800 && "
                            "head -c 3000 /dev/ttyACM3"_s;
     QProcess process;
@@ -287,7 +287,7 @@ void TestVornixSim::showsItsPortsToTheCommand()
     QVERIFY(!QFileInfo::exists(u"/dev/ttyACM3"_s));
 }
 
-void TestVornixSim::passesASignalOn()
+void TestVornixSim::forwardsASignalToItsCommand()
 {
     Served sim({u"--"_s, u"sh"_s, u"-c"_s,
                 u"trap 'exit 5' TERM; echo ready; while :; do sleep 0.05; done"_s});
@@ -296,7 +296,7 @@ void TestVornixSim::passesASignalOn()
     QVERIFY(sim.endsWith(5));
 }
 
-void TestVornixSim::tellsStatisticsAtTheEnd()
+void TestVornixSim::printsStatisticsAtTheEnd()
 {
     const Outcome outcome = run({u"--statistics"_s, u"--silent"_s, u"--port"_s, u"ttyUSB0"_s,
                                  u"--port"_s, u"ttyACM3"_s, u"--"_s, u"true"_s});
@@ -306,7 +306,7 @@ void TestVornixSim::tellsStatisticsAtTheEnd()
     QCOMPARE(outcome.err, u"vornix-sim: ttyUSB0: "_s + none + u"vornix-sim: ttyACM3: "_s + none);
 }
 
-// In a sanitizers' build this program is one itself; otherwise it is like any other.
+// In a sanitizer build this program is such a command; in other builds it is an ordinary one.
 void TestVornixSim::runsASanitizedCommand()
 {
     const Outcome outcome = run({u"--"_s, program(), u"--version"_s});
@@ -340,10 +340,9 @@ void TestVornixSim::replaysWhatItRecorded()
     QVERIFY(recorded.size() >= 3000);
     Served sim(QStringList{u"--replay"_s, file} + options);
     Host host;
-    QVERIFY(
-        host.openWithoutDropping(sim.path(), B460800)); // it says nothing before the speed is set
+    QVERIFY(host.openWithoutDropping(sim.path(), B460800)); // no bytes before the baud rate is set
     QVERIFY(host.write(kGet));
-    // The host of the recording may have dropped what came before it was ready, but nothing later.
+    // The recording's host may have dropped bytes from before it was ready, but none later.
     const auto isAllThere = [&](const Bytes &replayed) {
         return std::search(replayed.begin(), replayed.end(), recorded.begin() + 1000,
                            recorded.end()) != replayed.end();
