@@ -10,13 +10,13 @@
 
 #include <functional>
 
-// A connected driver without a reader thread, whose test plays the device while the driver sleeps:
-// sleeps are logged instead of slept, and what the device says during one of them is fed to the
-// driver there. So each poll sees exactly what the test means it to see.
+// A connected driver without a reader thread. The driver's sleeps return at once and are logged;
+// the bytes that the test scripts for a sleep are fed to the driver during it. So each poll of the
+// driver finds exactly the bytes that the test intends.
 class ScriptedDriver
 {
 public:
-    // Thrown out of a sleep, and so out of an operation that would go on for ever.
+    // Thrown from a sleep to end an operation that would never return.
     struct GaveUp
     {
     };
@@ -33,18 +33,19 @@ public:
             driver.receiveByte(static_cast<unsigned char>(byte));
     }
 
-    // The device says this during the given sleep, counted from 1.
+    // Feeds these bytes to the driver during the given sleep, counted from 1.
     void answerDuring(int sleep, const QByteArray &bytes) { m_answers[sleep] += bytes; }
-    // Another thread of the program does this during the given sleep.
+    // Runs an action during the given sleep, as another thread of the program could.
     void during(int sleep, std::function<void()> action) { m_actions[sleep] = std::move(action); }
     void giveUpAfter(int sleeps) { m_limit = sleeps; }
 
-    // Milliseconds of each sleep so far.
+    // Duration of each sleep so far, in milliseconds.
     const QList<int> &sleeps() const { return m_sleeps; }
     qsizetype sleepsOf(int durationMs) const { return m_sleeps.count(durationMs); }
     void forgetSleeps() { m_sleeps.clear(); }
 
-    // All the host has sent; waits until it is `size` bytes. What was written is there to be read.
+    // Returns all bytes that the host has sent and that were not returned before; waits for at
+    // least `size` bytes.
     QByteArray sent(qsizetype size)
     {
         if (m_sent.size() < size)
@@ -75,7 +76,7 @@ private:
     qsizetype m_limit = -1;
 };
 
-// Whether the operation was still at it when the script gave up.
+// Returns true if the operation was still running after `sleeps` sleeps.
 template <typename Operation>
 bool neverReturns(ScriptedDriver &script, int sleeps, Operation operation)
 {

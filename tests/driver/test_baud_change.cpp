@@ -30,7 +30,7 @@ QByteArray settingsReply(unsigned baud)
                            bytes::u16(4) + code(16) + bytes::u32(1) + code(17) + bytes::u32(2));
 }
 
-// What is printed on standard output while this lives.
+// Captures standard output during its lifetime.
 class StandardOutput
 {
 public:
@@ -46,8 +46,9 @@ private:
     std::streambuf *m_previous = nullptr;
 };
 
-// A unit with a speed of its own. It streams while the host has that speed set, is heard as noise
-// otherwise, and changes speed when told to, as the test likes.
+// A device with its own baud rate. While the host has the same baud rate set, the device streams
+// samples and replies; otherwise the host receives garbage. It obeys the baud rate command after
+// the number of ignored commands that the test sets.
 struct Unit
 {
     Unit(PtyPort &line, int commandsToIgnore, int commandsAway)
@@ -98,14 +99,14 @@ private slots:
     void deviceThatNeedsRetries_data();
     void deviceThatNeedsRetries();
     void retriesForEver();
-    void otherBlocksAreNoProof();
-    void oldSampleIsNoProofAndIsDiscarded();
-    void loadingPatience();
-    void loadingGivesUp();
-    void unsupportedSpeedThrows();
+    void otherBlocksDoNotConfirm();
+    void oldSampleDoesNotConfirmAndIsDiscarded();
+    void pausesBetweenFailedLoadings();
+    void loadingFailsAfterItsLastAttempt();
+    void unsupportedBaudRateThrows();
 
-    void realUnit_data();
-    void realUnit();
+    void deviceOnARealLine_data();
+    void deviceOnARealLine();
 };
 
 void TestBaudChange::notConnectedPrintsNothing()
@@ -139,7 +140,7 @@ void TestBaudChange::deviceThatChangesAtOnce()
     QCOMPARE(script.sleeps(), QList<int>(22, 100) + QList<int>(3, 10));
     QCOMPARE(script.port.speed(), kNewBaud);
     QCOMPARE(script.sent(24), kSetNewBaud + hex("53 43 0C 00 0C 07 08 09 10 11 45 00"));
-    // The flag that said so was consumed by the answer.
+    // The reply's new-value flag is cleared: the operation has consumed it.
     QCOMPARE(script.driver.getBaudRate(), 0);
     QCOMPARE(script.driver.getDataRate(), 100);
 }
@@ -151,7 +152,7 @@ void TestBaudChange::deviceThatNeedsRetries_data()
         QTest::addRow("%d", retries) << retries;
 }
 
-// A device that ignores commands and one that comes back late look the same from here.
+// A device that ignores commands and one that returns late look the same to the driver.
 void TestBaudChange::deviceThatNeedsRetries()
 {
     QFETCH(int, retries);
@@ -170,7 +171,7 @@ void TestBaudChange::deviceThatNeedsRetries()
              kSetNewBaud.repeated(retries + 1));
 }
 
-// A sample that comes between two looks counts only until the port is opened anew.
+// A sample between two checks counts only until the port is reopened.
 void TestBaudChange::retriesForEver()
 {
     ScriptedDriver script;
@@ -180,7 +181,7 @@ void TestBaudChange::retriesForEver()
     QCOMPARE(script.sleepsOf(100), 21 + 22 * 100);
 }
 
-void TestBaudChange::otherBlocksAreNoProof()
+void TestBaudChange::otherBlocksDoNotConfirm()
 {
     ScriptedDriver script;
     for (int sleep = 1; sleep < 100; ++sleep)
@@ -189,7 +190,7 @@ void TestBaudChange::otherBlocksAreNoProof()
     QVERIFY(neverReturns(script, 65, [&] { script.driver.setBaudRate(kNewBaud); }));
 }
 
-void TestBaudChange::oldSampleIsNoProofAndIsDiscarded()
+void TestBaudChange::oldSampleDoesNotConfirmAndIsDiscarded()
 {
     ScriptedDriver script;
     script.feed(kQuaternion);
@@ -199,8 +200,8 @@ void TestBaudChange::oldSampleIsNoProofAndIsDiscarded()
     QCOMPARE(output.text().count("change to new baud rate\n"), 1);
 }
 
-// After each failed loading a second of patience, every twelfth time a tenth of it.
-void TestBaudChange::loadingPatience()
+// The pause after each failed loading is 1 s, after every twelfth 100 ms.
+void TestBaudChange::pausesBetweenFailedLoadings()
 {
     constexpr int kFailedLoad = 101 * 11;
     ScriptedDriver script;
@@ -216,9 +217,9 @@ void TestBaudChange::loadingPatience()
     QCOMPARE(script.sleepsOf(1000), 23);
 }
 
-// 499 times twelve loadings. Disconnected after the first, the others fail at once, and only the
-// pauses between them are left to count.
-void TestBaudChange::loadingGivesUp()
+// There are 499 x 12 loadings. The test disconnects after the first one, so the others fail at once
+// and only the pauses between them are left to count.
+void TestBaudChange::loadingFailsAfterItsLastAttempt()
 {
     ScriptedDriver script;
     script.answerDuring(21, kQuaternion);
@@ -231,7 +232,7 @@ void TestBaudChange::loadingGivesUp()
     QCOMPARE(output.text(), "set baud rate\nreconnect\n");
 }
 
-void TestBaudChange::unsupportedSpeedThrows()
+void TestBaudChange::unsupportedBaudRateThrows()
 {
     ScriptedDriver script;
     const StandardOutput output;
@@ -248,9 +249,9 @@ void TestBaudChange::unsupportedSpeedThrows()
     QCOMPARE(script.driver.getAltitude(), 1.0f);
 }
 
-// --- A unit on a line of its own, sleeps a fifth as long
+// --- A device on a real line; the sleeps last a fifth of their time
 
-void TestBaudChange::realUnit_data()
+void TestBaudChange::deviceOnARealLine_data()
 {
     QTest::addColumn<int>("ignoredCommands");
     QTest::addColumn<int>("commandsUntilBack");
@@ -259,7 +260,7 @@ void TestBaudChange::realUnit_data()
     QTest::newRow("comes back late") << 0 << 1;
 }
 
-void TestBaudChange::realUnit()
+void TestBaudChange::deviceOnARealLine()
 {
     QFETCH(int, ignoredCommands);
     QFETCH(int, commandsUntilBack);

@@ -27,7 +27,7 @@ const Command kStop = [](imu &driver) { return driver.stopCalibration(); };
 const Command kSize = [](imu &driver) { return driver.getCalibrationDataSize() != 0; };
 const Command kDownload = [](imu &driver) { return !driver.getCalibrationData(1, 2).empty(); };
 
-// A reply with `count` floats, each its own index.
+// A reply with `count` floats, each equal to its index.
 QByteArray dataReply(int count)
 {
     QByteArray payload = code(20);
@@ -73,11 +73,11 @@ private slots:
     void answered();
     void answeredInALaterAttempt_data();
     void answeredInALaterAttempt();
-    void oldAnswerDoesNotCount_data();
-    void oldAnswerDoesNotCount();
-    void statusOtherThanOneIsNoAnswer_data();
-    void statusOtherThanOneIsNoAnswer();
-    void sizeOfNothingIsZero();
+    void oldReplyDoesNotConfirm_data();
+    void oldReplyDoesNotConfirm();
+    void statusOtherThanOneDoesNotConfirm_data();
+    void statusOtherThanOneDoesNotConfirm();
+    void sizeOfAnEmptyStoreIsZero();
     void downloadSendsItsArguments();
     void downloadSelectsPoints_data();
     void downloadSelectsPoints();
@@ -87,7 +87,7 @@ private slots:
     void writeRefusesAChangedEcho();
     void writeRepeatsForEver();
     void writeComparesFloatsNotBits();
-    void overTheLine();
+    void worksOnARealLine();
 };
 
 void TestCalibrationCommands::notConnectedDoesNothingAndHoldsNoLock()
@@ -121,7 +121,7 @@ void TestCalibrationCommands::silentDevice_data()
                               << 102 << 9;
 }
 
-// Every sleep is 10 ms: one after each poll, one after each failed attempt.
+// Every sleep lasts 10 ms: one after each poll and one after each failed attempt.
 void TestCalibrationCommands::silentDevice()
 {
     QFETCH(Command, command);
@@ -169,7 +169,8 @@ void TestCalibrationCommands::answeredInALaterAttempt_data()
     answered_data();
 }
 
-// An answer during an attempt's last sleep is seen by the next attempt, which has sent by then.
+// A reply during the last sleep of an attempt is found by the next attempt, which has sent its
+// command by then.
 void TestCalibrationCommands::answeredInALaterAttempt()
 {
     QFETCH(Command, command);
@@ -185,12 +186,12 @@ void TestCalibrationCommands::answeredInALaterAttempt()
     QCOMPARE(script.sent(2 * packet.size()), packet.repeated(2));
 }
 
-void TestCalibrationCommands::oldAnswerDoesNotCount_data()
+void TestCalibrationCommands::oldReplyDoesNotConfirm_data()
 {
     answered_data();
 }
 
-void TestCalibrationCommands::oldAnswerDoesNotCount()
+void TestCalibrationCommands::oldReplyDoesNotConfirm()
 {
     QFETCH(Command, command);
     QFETCH(QByteArray, answer);
@@ -202,14 +203,14 @@ void TestCalibrationCommands::oldAnswerDoesNotCount()
     QCOMPARE(script.sleeps().size(), 2);
 }
 
-void TestCalibrationCommands::statusOtherThanOneIsNoAnswer_data()
+void TestCalibrationCommands::statusOtherThanOneDoesNotConfirm_data()
 {
     QTest::addColumn<int>("status");
     for (const int status : {0, 2, 255})
         QTest::addRow("%d", status) << status;
 }
 
-void TestCalibrationCommands::statusOtherThanOneIsNoAnswer()
+void TestCalibrationCommands::statusOtherThanOneDoesNotConfirm()
 {
     QFETCH(int, status);
 
@@ -219,7 +220,7 @@ void TestCalibrationCommands::statusOtherThanOneIsNoAnswer()
     QVERIFY(!script.driver.stopCalibration());
 }
 
-void TestCalibrationCommands::sizeOfNothingIsZero()
+void TestCalibrationCommands::sizeOfAnEmptyStoreIsZero()
 {
     ScriptedDriver script;
     script.answerDuring(1, packet('G', code(21) + bytes::u32(0)));
@@ -258,14 +259,15 @@ void TestCalibrationCommands::downloadSelectsPoints()
     QFETCH(Floats, points);
 
     ScriptedDriver script;
-    // A longer block before must not show through.
+    // No float of an earlier, longer block may appear in the result.
     script.feed(packet('G', code(20) + QByteArray(40 * 4, '\x11')));
     script.answerDuring(1, dataReply(count));
     QCOMPARE(script.driver.getCalibrationData(0, 300), points);
     QCOMPARE(script.sleeps().size(), 1);
 }
 
-// Its payload ends past byte 1024 and is not stored, so every attempt times out.
+// The payload of the too long reply ends past byte 1024 and is not stored, so every attempt times
+// out.
 void TestCalibrationCommands::downloadOfTooLongAReplyIsEmpty()
 {
     ScriptedDriver script;
@@ -302,7 +304,7 @@ void TestCalibrationCommands::writeRefusesAChangedEcho_data()
         QTest::addRow("float %d", i) << i;
 }
 
-// By the least difference a float can have.
+// The echo differs by the smallest step of a float.
 void TestCalibrationCommands::writeRefusesAChangedEcho()
 {
     QFETCH(int, changed);
@@ -318,7 +320,8 @@ void TestCalibrationCommands::writeRefusesAChangedEcho()
     QVERIFY(!writeCalibrationOnce(script.driver, kBias, kMatrix));
     QCOMPARE(script.sleeps().size(), 1);
 
-    // The operation goes on until the right one comes; the old flag makes each try short.
+    // The operation repeats until the right echo arrives. The flag of the wrong echo is still set,
+    // so each attempt polls only once.
     QVERIFY(writeCalibration(script.driver, kBias, kMatrix));
     QCOMPARE(script.sleepsOf(10), 9);
 }
@@ -337,7 +340,7 @@ void TestCalibrationCommands::writeRepeatsForEver()
     QVERIFY(silent.sent(300 * 56).size() == 300 * 56); // nine polls and a pause each
 }
 
-// 0 equals -0, and a NaN equals nothing, not even its own echo.
+// 0 equals -0, and a NaN differs from every value, even from its own echo.
 void TestCalibrationCommands::writeComparesFloatsNotBits()
 {
     ScriptedDriver script;
@@ -349,7 +352,7 @@ void TestCalibrationCommands::writeComparesFloatsNotBits()
     QVERIFY(!writeCalibrationOnce(script.driver, nan, kMatrix));
 }
 
-void TestCalibrationCommands::overTheLine()
+void TestCalibrationCommands::worksOnARealLine()
 {
     PtyPort port;
     ScriptedDevice device(port, [](const QByteArray &command) {

@@ -25,12 +25,12 @@ private slots:
     void firstPacketOfEachCommand_data();
     void firstPacketOfEachCommand();
     void magneticCalibration();
-    void fillerIsWhatThePreviousCommandLeft();
-    void fillerIsZeroAtFirst();
-    void fillerCountsInTheSum();
-    void shorterCommandsLeaveTheFillerAlone();
+    void fillerKeepsBytesOfThePreviousCommand();
+    void fillerIsInitiallyZero();
+    void checksumIncludesTheFiller();
+    void shorterCommandsDoNotChangeTheFiller();
     void payloadOf255Bytes();
-    void greatestSumOfACommand();
+    void greatestChecksumOfACommand();
     void emptyPayload();
 };
 
@@ -68,7 +68,7 @@ void TestCommands::firstPacketOfEachCommand()
     QCOMPARE(built, packet);
 }
 
-// 50 bytes of payload: SET, parameter, bias, then the matrix in the order given.
+// Payload of 50 bytes: SET, parameter, bias, then the matrix in the given order.
 void TestCommands::magneticCalibration()
 {
     const std::array<float, 3> bias{1, 2, -1};
@@ -83,9 +83,9 @@ void TestCommands::magneticCalibration()
                  "98 04"));
 }
 
-// The 16-bit set commands have the form of the 32-bit ones; the two bytes behind the value are
-// whatever stood in the payload.
-void TestCommands::fillerIsWhatThePreviousCommandLeft()
+// The 16-bit set commands have the size of the 32-bit ones. The two bytes after the value keep what
+// the previous command left in the payload buffer.
+void TestCommands::fillerKeepsBytesOfThePreviousCommand()
 {
     CommandBuilder builder;
     builder.setBaudRate(0xAABBCCDD);
@@ -98,21 +98,21 @@ void TestCommands::fillerIsWhatThePreviousCommandLeft()
     QCOMPARE(bytesOf(builder.setDataRate(50)), hex("53 43 0C 00 0D 08 32 00 A3 3C 26 01"));
 }
 
-void TestCommands::fillerIsZeroAtFirst()
+void TestCommands::fillerIsInitiallyZero()
 {
     CommandBuilder builder;
     QCOMPARE(bytesOf(builder.setOutputs(0xFFFF)), hex("53 43 0C 00 0D 09 FF FF 00 00 14 02"));
     QCOMPARE(bytesOf(builder.setDataRate(0)), hex("53 43 0C 00 0D 08 00 00 00 00 15 00"));
 }
 
-void TestCommands::fillerCountsInTheSum()
+void TestCommands::checksumIncludesTheFiller()
 {
     CommandBuilder builder;
     builder.setBaudRate(0xFFFF0000);
     QCOMPARE(bytesOf(builder.setOutputs(0)), hex("53 43 0C 00 0D 09 00 00 FF FF 14 02"));
 }
 
-void TestCommands::shorterCommandsLeaveTheFillerAlone()
+void TestCommands::shorterCommandsDoNotChangeTheFiller()
 {
     CommandBuilder builder;
     builder.setBaudRate(0xAABBCCDD);
@@ -130,9 +130,9 @@ void TestCommands::payloadOf255Bytes()
              hex("53 43 05 01") + QByteArray(255, '\x02') + hex("FE 01"));
 }
 
-// 255 times 255 is 65025: the sum of a command always fits. That of longer packets is cut, which
-// the tests of the wire format show.
-void TestCommands::greatestSumOfACommand()
+// 255 x 255 = 65025, so the checksum of a command always fits into 16 bits. The tests of the wire
+// format cover its truncation for longer packets.
+void TestCommands::greatestChecksumOfACommand()
 {
     std::array<unsigned char, 255> payload{};
     payload.fill(0xFF);

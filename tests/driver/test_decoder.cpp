@@ -18,7 +18,7 @@ using Floats = QList<float>;
 
 namespace {
 
-// What the listener heard, each with the flags as they stood at that moment.
+// The events of the listener, each with the flags at that moment.
 struct Heard
 {
     char block;
@@ -55,7 +55,7 @@ private:
 
 struct Decoding
 {
-    // Decodes the bytes as one packet; `behind` stands behind it in memory, then zeros.
+    // Decodes the bytes as one packet; in memory `behind` follows it, then zeros.
     bool operator()(const QByteArray &bytes, const QByteArray &behind = {})
     {
         QByteArray memory = bytes + behind;
@@ -135,7 +135,7 @@ private slots:
     void typeDecidesWhatACodeMeans();
     void severalBlocksInOnePacket();
     void allBlocksInOnePacket();
-    void listenersHearAfterTheFlagIsSet();
+    void listenersAreCalledAfterTheFlagIsSet();
     void secondPacketOverwritesTheFirst();
     void unknownCodesAreSkippedByteByByte_data();
     void unknownCodesAreSkippedByteByByte();
@@ -147,12 +147,12 @@ private slots:
     void calibrationDataWithoutARecord();
     void calibrationDataAtTheLimit();
     void calibrationDataPastTheLimitIsScannedAsCodes();
-    void calibrationDataStartsTheBufferAnew();
+    void calibrationDataReplacesTheBuffer();
     void copiesRunPastTheChecksum_data();
     void copiesRunPastTheChecksum();
-    void lastBytePossibleReadsOnlyTheSlack();
-    void damagedPacketTouchesNothing_data();
-    void damagedPacketTouchesNothing();
+    void longestReadStaysWithinTheSlack();
+    void damagedPacketChangesNothing_data();
+    void damagedPacketChangesNothing();
     void valuesAreStoredBitForBit();
 };
 
@@ -174,7 +174,7 @@ void TestDecoder::dataBlock_data()
     QTest::addColumn<int>("block");
     QTest::addColumn<Floats>("values");
 
-    // Written out whole: sync, type, length, code, floats, checksum.
+    // A complete packet: sync, type, length, code, floats, checksum.
     QTest::newRow("rates") << hex("5344 1300 00 0000803F 00000040 00004040 7F01") << 0
                            << kOneTwoThree;
     QTest::newRow("accelerations")
@@ -211,7 +211,7 @@ void TestDecoder::dataBlock()
 
 void TestDecoder::reservedBlockIsSkipped()
 {
-    // The 36 bytes would be quaternion codes if they were looked at.
+    // The decoder must skip the 36 bytes: read as codes they would be quaternion blocks.
     Decoding decoding;
     QVERIFY(decoding(packet('D', code(22) + QByteArray(36, '\x02') + code(3) + floats({7}))));
     QCOMPARE(decoding.flags(), (QList{3, 22}));
@@ -284,7 +284,7 @@ void TestDecoder::statusReply_data()
     }
 }
 
-// Only a status of exactly 1 sets the flag; the status byte is never taken for a code.
+// Only status 1 sets the flag; the status byte is never read as a code.
 void TestDecoder::statusReply()
 {
     QFETCH(int, block);
@@ -349,7 +349,7 @@ void TestDecoder::allBlocksInOnePacket()
     QCOMPARE(blockValues(decoding.store, 0), (Floats{21, 22, 23}));
 }
 
-void TestDecoder::listenersHearAfterTheFlagIsSet()
+void TestDecoder::listenersAreCalledAfterTheFlagIsSet()
 {
     Decoding decoding;
     QVERIFY(decoding(packet('D', code(14) + kTriple + code(2) + floats({1, 2, 3, 4}) + code(6) +
@@ -404,7 +404,7 @@ void TestDecoder::emptyPayload()
     Decoding decoding;
     QVERIFY(decoding(hex("53 44 06 00 00 00")));
     QVERIFY(decoding(hex("53 47 06 00 00 00")));
-    // A length of 5 puts the checksum over the length's high byte and the one payload byte.
+    // With length 5 the checksum consists of the length's high byte and the one payload byte.
     QVERIFY(decoding(hex("53 44 05 00 00")));
     QVERIFY(!decoding(hex("53 44 05 00 03")));
     QVERIFY(decoding.flags().isEmpty());
@@ -418,7 +418,7 @@ void TestDecoder::calibrationDataSizeStepsOneByte()
     QCOMPARE(decoding.flags(), QList{21});
 }
 
-// Size 0x03E808 begins with the byte 8, which is read as a data rate of 0x03E8.
+// Size 0x03E808 begins with byte 8, which is then read as the code of the data rate 0x03E8.
 void TestDecoder::calibrationDataSizeValueIsScannedAsCodes()
 {
     Decoding decoding;
@@ -460,7 +460,8 @@ void TestDecoder::calibrationDataWithoutARecord()
     QCOMPARE(decoding.flags(), QList{20});
 }
 
-// 1026 bytes in all, so that the payload ends at 1024: 1019 bytes are 84 records and a piece.
+// 1026 bytes in total, so the payload ends at byte 1024: 1019 bytes are 84 records and a partial
+// one.
 void TestDecoder::calibrationDataAtTheLimit()
 {
     Decoding decoding;
@@ -479,7 +480,7 @@ void TestDecoder::calibrationDataPastTheLimitIsScannedAsCodes()
     QCOMPARE(decoding.store.dataRate.load(), quint16(400));
 }
 
-void TestDecoder::calibrationDataStartsTheBufferAnew()
+void TestDecoder::calibrationDataReplacesTheBuffer()
 {
     Decoding decoding;
     QVERIFY(decoding(packet('G', code(20) + floats({1, 2, 3, 4, 5, 6}))));
@@ -499,7 +500,7 @@ void TestDecoder::copiesRunPastTheChecksum_data()
         QTest::addRow("reply %d", block) << 'G' << block;
 }
 
-// A code as the last payload byte takes the checksum and whatever older bytes stand behind it.
+// A code in the last payload byte reads its value from the checksum and the older bytes after it.
 void TestDecoder::copiesRunPastTheChecksum()
 {
     QFETCH(char, type);
@@ -528,9 +529,9 @@ void TestDecoder::copiesRunPastTheChecksum()
         QCOMPARE(decoding.store.calibrationDataSize.load(), readField<quint32>(at(0)));
 }
 
-// The longest reach: 48 bytes behind a code that is the last byte before the checksum, with the
-// packet at the very end of the memory that the contract promises.
-void TestDecoder::lastBytePossibleReadsOnlyTheSlack()
+// The longest read beyond a packet: 48 bytes after a code in the last payload byte. The packet
+// stands at the end of the memory that the contract requires.
+void TestDecoder::longestReadStaysWithinTheSlack()
 {
     const QByteArray bytes = packet('G', QByteArray(4089, '\xFF') + code(15));
     QCOMPARE(bytes.size(), 4096);
@@ -539,7 +540,7 @@ void TestDecoder::lastBytePossibleReadsOnlyTheSlack()
     QCOMPARE(decoding.flags(), QList{15});
 }
 
-void TestDecoder::damagedPacketTouchesNothing_data()
+void TestDecoder::damagedPacketChangesNothing_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("checksum one too high") << hex("5344 0B00 03 0000803F C300");
@@ -556,7 +557,7 @@ void TestDecoder::damagedPacketTouchesNothing_data()
     QTest::newRow("no bytes") << QByteArray();
 }
 
-void TestDecoder::damagedPacketTouchesNothing()
+void TestDecoder::damagedPacketChangesNothing()
 {
     QFETCH(QByteArray, bytes);
 

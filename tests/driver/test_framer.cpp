@@ -44,18 +44,18 @@ private slots:
     void packetsInStream_data();
     void packetsInStream();
     void cutAtEveryPoint();
-    void lostByteCostsAtMostTheStatedLength();
-    void impossibleLengthDropsOneByteMore_data();
-    void impossibleLengthDropsOneByteMore();
+    void lostByteDamagesOnlyTheNextPacket();
+    void invalidLengthDropsOneMoreByte_data();
+    void invalidLengthDropsOneMoreByte();
     void lengthFiveCompletesAfterOneByte();
-    void shortLengthHealsWhenTheBufferIsFull_data();
-    void shortLengthHealsWhenTheBufferIsFull();
+    void shortLengthEndsWhenTheBufferIsFull_data();
+    void shortLengthEndsWhenTheBufferIsFull();
     void longestPacket();
-    void resetForgetsThePacketInProgress();
+    void resetDropsThePacketInProgress();
     void slackBehindThePacketIsReadable();
 };
 
-// The state after each byte, and 'P' where that byte completed a packet.
+// The state after each byte; 'P' where the byte completed a packet.
 void TestFramer::statesByteByByte_data()
 {
     QTest::addColumn<QByteArray>("stream");
@@ -105,8 +105,8 @@ void TestFramer::packetsInStream_data()
     QTest::newRow("two in a row") << kAltitude + kDataRate << QList{kAltitude, kDataRate};
     QTest::newRow("rubbish between")
         << kAltitude + hex("0D 0A") + kDataRate << QList{kAltitude, kDataRate};
-    // The sync byte eats the byte after it as a type, so a packet straight behind a lone "S" is
-    // lost, and the next one is found.
+    // After a sync byte the next byte is taken as the type. So a packet directly after a lone "S"
+    // is lost, and the next packet is found.
     QTest::newRow("lone sync before") << hex("53") + kAltitude + kDataRate << QList{kDataRate};
     QTest::newRow("refused type, then a packet")
         << hex("53 58 53 44 06 00 00 00") << QList{hex("53 44 06 00 00 00")};
@@ -115,7 +115,7 @@ void TestFramer::packetsInStream_data()
                                            << QList{hex("53 44 0B 00 53 53 53 53 53 9F 01")};
     QTest::newRow("a whole packet as payload") << hex("53 47 0C 00 53 44 06 00 00 00 9D 00")
                                                << QList{hex("53 47 0C 00 53 44 06 00 00 00 9D 00")};
-    // Length and checksum are the decoder's to judge.
+    // The framer does not check the checksum; the decoder does.
     QTest::newRow("wrong checksum")
         << hex("53 44 07 00 03 FF FF") << QList{hex("53 44 07 00 03 FF FF")};
 }
@@ -129,8 +129,8 @@ void TestFramer::packetsInStream()
     QCOMPARE(feedAll(framer, stream), packets);
 }
 
-// A stream that begins anywhere inside a packet, or breaks off anywhere and goes on after the
-// failed read that the break causes, delivers every packet after the cut.
+// The framer delivers every packet after a cut: for a stream that begins inside a packet, and for
+// one that breaks off inside a packet and continues after a reset.
 void TestFramer::cutAtEveryPoint()
 {
     for (qsizetype cut = 1; cut < kAltitude.size(); ++cut) {
@@ -148,7 +148,7 @@ void TestFramer::cutAtEveryPoint()
     }
 }
 
-void TestFramer::lostByteCostsAtMostTheStatedLength()
+void TestFramer::lostByteDamagesOnlyTheNextPacket()
 {
     for (qsizetype lost = 4; lost < kAltitude.size(); ++lost) {
         QByteArray damaged = kAltitude;
@@ -156,15 +156,15 @@ void TestFramer::lostByteCostsAtMostTheStatedLength()
         Framer framer;
         const QList<QByteArray> packets =
             feedAll(framer, damaged + kDataRate + kAltitude + kDataRate);
-        // The first packet takes the sync byte of the second as its last byte; the third and
-        // fourth are whole again.
+        // The first packet takes the sync byte of the second as its last byte; the third and fourth
+        // are complete.
         QCOMPARE(packets.size(), 3);
         QCOMPARE(packets[0], damaged + 'S');
         QCOMPARE(packets.mid(1), (QList{kAltitude, kDataRate}));
     }
 }
 
-void TestFramer::impossibleLengthDropsOneByteMore_data()
+void TestFramer::invalidLengthDropsOneMoreByte_data()
 {
     QTest::addColumn<QByteArray>("header");
     QTest::newRow("0") << hex("53 44 00 00");
@@ -172,13 +172,13 @@ void TestFramer::impossibleLengthDropsOneByteMore_data()
     QTest::newRow("65535") << hex("53 47 FF FF");
 }
 
-void TestFramer::impossibleLengthDropsOneByteMore()
+void TestFramer::invalidLengthDropsOneMoreByte()
 {
     QFETCH(QByteArray, header);
 
     Framer framer;
     QCOMPARE(feedAll(framer, header + '\0' + kAltitude), QList{kAltitude});
-    // The byte behind the header is not looked at again, not even if it is a sync byte.
+    // The byte after the header is dropped, even if it is a sync byte.
     Framer swallowing;
     QVERIFY(feedAll(swallowing, header + kAltitude).isEmpty());
     QCOMPARE(swallowing.state(), 0);
@@ -191,20 +191,20 @@ void TestFramer::lengthFiveCompletesAfterOneByte()
     QCOMPARE(feedAll(framer, hex("53 47 05 00 FF")), QList{hex("53 47 05 00 FF")});
 }
 
-void TestFramer::shortLengthHealsWhenTheBufferIsFull_data()
+void TestFramer::shortLengthEndsWhenTheBufferIsFull_data()
 {
     QTest::addColumn<int>("length");
     for (int length = 1; length <= 4; ++length)
         QTest::addRow("%d", length) << length;
 }
 
-void TestFramer::shortLengthHealsWhenTheBufferIsFull()
+void TestFramer::shortLengthEndsWhenTheBufferIsFull()
 {
     QFETCH(int, length);
 
     Framer framer;
     QVERIFY(feedAll(framer, hex("53 44") + bytes::u16(static_cast<unsigned>(length))).isEmpty());
-    // Header and 4092 bytes fill the buffer; a packet among them is not seen.
+    // Header and 4092 bytes fill the buffer; a packet within them is not found.
     const QByteArray filling = kAltitude + QByteArray(4091 - kAltitude.size(), 'S');
     QVERIFY(feedAll(framer, filling).isEmpty());
     QCOMPARE(framer.state(), 4);
@@ -223,7 +223,7 @@ void TestFramer::longestPacket()
     QCOMPARE(packets[1], kAltitude);
 }
 
-void TestFramer::resetForgetsThePacketInProgress()
+void TestFramer::resetDropsThePacketInProgress()
 {
     Framer framer;
     feedAll(framer, kAltitude.first(6));
@@ -234,7 +234,7 @@ void TestFramer::resetForgetsThePacketInProgress()
     QCOMPARE(feedAll(framer, kDataRate), QList{kDataRate});
 }
 
-// What stands behind a packet is what earlier packets left there, zeros at first.
+// The bytes after a packet are those of earlier packets, initially zeros.
 void TestFramer::slackBehindThePacketIsReadable()
 {
     Framer framer;

@@ -26,13 +26,13 @@ namespace {
 const QByteArray kQuaternion = bytes::quaternionPacket(0, 0, 0, 1);
 const QByteArray kAltitude = hex("53 44 0B 00 03 00 00 80 3F C2 00"); // 1.0f
 
-// setSyncEnabled() is the one operation that tells nothing else but this.
+// setSyncEnabled() returns whether the driver is connected and has no other effect.
 bool isConnected(imu &driver)
 {
     return driver.setSyncEnabled(true);
 }
 
-// What the port says when the operation fails, or nothing if it does not.
+// Returns the text of the port error, empty if the operation succeeds.
 template <typename Operation>
 QByteArray errorOf(Operation operation)
 {
@@ -44,8 +44,8 @@ QByteArray errorOf(Operation operation)
     return {};
 }
 
-// Waits for a new altitude; infinity if none comes. Not QTRY_COMPARE, which asks once more after
-// the sample was handed out. Polls without a pause, as the panel does.
+// Waits for a new altitude; infinity if none arrives. QTRY_COMPARE does not fit: it calls the
+// getter once more after the sample was returned. Polls without a pause, as the panel does.
 float nextAltitude(imu &driver)
 {
     const QDeadlineTimer deadline(PtyPort::kDeadline);
@@ -63,8 +63,8 @@ std::set<pid_t> threadIds()
     return ids;
 }
 
-// Those that were not there before, oldest first. A thread that has ended may be listed for a
-// moment longer, so that to count them all would say nothing.
+// The threads that are not in `before`, oldest first. The number of all threads proves nothing: an
+// ended thread may still be listed for a moment.
 std::vector<pid_t> newThreads(const std::set<pid_t> &before)
 {
     std::vector<pid_t> started;
@@ -83,12 +83,12 @@ private slots:
     void cleanup();
 
     void missingPortThrowsOpen();
-    void unsupportedSpeedThrowsSetOption_data();
-    void unsupportedSpeedThrowsSetOption();
-    void everySpeedReachesTheLine_data();
-    void everySpeedReachesTheLine();
+    void unsupportedBaudRateThrowsSetOption_data();
+    void unsupportedBaudRateThrowsSetOption();
+    void everyBaudRateReachesTheLine_data();
+    void everyBaudRateReachesTheLine();
     void theLineIsRaw();
-    void secondConnectKeepsPortAndSpeed();
+    void secondConnectKeepsPortAndBaudRate();
     void disconnectIsAlwaysTrue();
     void samplesArriveAfterEachConnect();
     void bytesFromBeforeTheConnectionAreDropped();
@@ -122,7 +122,7 @@ void TestLink::cleanup()
     m_driver->disconnect();
 }
 
-// The driver decodes what the device at the other end of this port sends.
+// The driver decodes a packet from the device's end of this port.
 void TestLink::expectAltitude(PtyPort &port)
 {
     m_driver->getAltitude();
@@ -130,8 +130,8 @@ void TestLink::expectAltitude(PtyPort &port)
     QCOMPARE(nextAltitude(*m_driver), 1.0f);
 }
 
-// What is written in one call reaches the host's queue in one go, but at some later moment: when
-// the packet in front has been decoded, an empty queue means that the piece behind it was read.
+// One write reaches the host's queue as a whole, but at a later moment. So after the driver has
+// decoded the altitude in front, an empty queue means that it has read `piece` too.
 void TestLink::expectReadToTheEnd(PtyPort &port, const QByteArray &piece)
 {
     QVERIFY(port.write(kAltitude + piece));
@@ -151,14 +151,14 @@ void TestLink::missingPortThrowsOpen()
     expectAltitude(port);
 }
 
-void TestLink::unsupportedSpeedThrowsSetOption_data()
+void TestLink::unsupportedBaudRateThrowsSetOption_data()
 {
     QTest::addColumn<int>("baud");
     for (const int baud : {12345, -1, 1, 9601, 1500000, 2500000, 5000000})
         QTest::addRow("%d", baud) << baud;
 }
 
-void TestLink::unsupportedSpeedThrowsSetOption()
+void TestLink::unsupportedBaudRateThrowsSetOption()
 {
     QFETCH(int, baud);
 
@@ -171,7 +171,7 @@ void TestLink::unsupportedSpeedThrowsSetOption()
     expectAltitude(port);
 }
 
-void TestLink::everySpeedReachesTheLine_data()
+void TestLink::everyBaudRateReachesTheLine_data()
 {
     QTest::addColumn<int>("baud");
     for (const int baud :
@@ -181,7 +181,7 @@ void TestLink::everySpeedReachesTheLine_data()
         QTest::addRow("%d", baud) << baud;
 }
 
-void TestLink::everySpeedReachesTheLine()
+void TestLink::everyBaudRateReachesTheLine()
 {
     QFETCH(int, baud);
 
@@ -190,23 +190,23 @@ void TestLink::everySpeedReachesTheLine()
     QCOMPARE(port.speed(), static_cast<unsigned int>(baud));
 }
 
-// Whatever the last three arguments say.
+// The last three arguments of connect() have no effect.
 void TestLink::theLineIsRaw()
 {
     PtyPort port;
     QVERIFY(m_driver->connect(port.path(), 115200, 7, 2, 2));
     QVERIFY(port.isRaw());
-    // Every byte value passes in both directions, flow control and line editing included.
+    // Every byte value passes in both directions: no flow control, no line editing.
     QByteArray all;
     for (int value = 0; value < 256; ++value)
-        all.append(static_cast<char>(value)); // the first 36 skipped, the others unknown codes
+        all.append(static_cast<char>(value)); // first 36 skipped, the others unknown codes
     port.write(bytes::packet('D', bytes::code(22) + all + bytes::code(3) + bytes::floats({2})));
     QCOMPARE(nextAltitude(*m_driver), 2.0f);
     m_driver->setBaudRate_(0x0D0A1113);
     QCOMPARE(port.read(12), hex("53 43 0C 00 0D 07 13 11 0A 0D 4F 00"));
 }
 
-void TestLink::secondConnectKeepsPortAndSpeed()
+void TestLink::secondConnectKeepsPortAndBaudRate()
 {
     PtyPort first;
     PtyPort second;
@@ -240,8 +240,8 @@ void TestLink::samplesArriveAfterEachConnect()
     }
 }
 
-// A pseudo-terminal keeps what was sent while nobody listened, and a real line can still carry
-// bytes of the speed before: neither may be taken for what the device says now.
+// A pseudo-terminal keeps bytes that were sent while no host had it open, and a real line can carry
+// bytes of the previous baud rate. The driver must not decode either as new data.
 void TestLink::bytesFromBeforeTheConnectionAreDropped()
 {
     PtyPort port;
@@ -270,7 +270,7 @@ void TestLink::unplugInMidPacket()
         QVERIFY(m_driver->connect(lost.path(), 115200, 8, 0, 1));
         expectReadToTheEnd(lost, kAltitude.first(cut));
     }
-    // The driver does not notice by itself.
+    // The driver does not detect the unplugging.
     QVERIFY(isConnected(*m_driver));
     QVERIFY(m_driver->disconnect());
 
@@ -279,7 +279,7 @@ void TestLink::unplugInMidPacket()
     expectAltitude(found);
 }
 
-// Whatever the reader is doing with the piece at the time: waiting behind it, or in the middle.
+// The disconnect comes while the reader waits after the piece or is still decoding it.
 void TestLink::disconnectInMidPacket()
 {
     PtyPort port;
@@ -322,7 +322,7 @@ void TestLink::writingToALostDeviceThrowsWriteSome()
     expectAltitude(again);
 }
 
-// These two read for themselves, so their driver is one without a reader thread.
+// The next two tests read the port themselves, so their driver has no reader thread.
 
 void TestLink::readNBytes()
 {
@@ -338,7 +338,7 @@ void TestLink::readNBytes()
     QCOMPARE(driver.readNBytes(8, buffer + 2), 1);
     QCOMPARE(QByteArray(reinterpret_cast<const char *>(buffer)), "abc");
 
-    // It waits for the first byte.
+    // readNBytes() waits for the first byte.
     std::jthread device([&port] {
         std::this_thread::sleep_for(std::chrono::milliseconds(150));
         port.write("d");
@@ -362,7 +362,7 @@ void TestLink::readNBytesOfALostDeviceThrowsReadSome()
 void TestLink::waitForNBytes()
 {
     imu driver(nullptr);
-    driver.waitForNBytes(1); // closed: at once
+    driver.waitForNBytes(1); // returns at once if the port is closed
 
     PtyPort port;
     QVERIFY(driver.connect(port.path(), 115200, 8, 0, 1));
@@ -385,7 +385,8 @@ void TestLink::waitForNBytes()
     QVERIFY(!isConnected(driver));
 }
 
-// Where they are decoded: also those that the next one replaces before a getter is called.
+// The driver counts samples when it decodes them, including those that are replaced before a getter
+// returns them.
 void TestLink::everyQuaternionIsCounted()
 {
     PtyPort port;
@@ -403,7 +404,7 @@ void TestLink::startingAgainChangesNothing()
     const auto before = threadIds().size();
     driver->start();
     driver->start();
-    // The reader is started by the loop thread, and a second pair would be started by its own.
+    // The loop thread starts the reader thread; a second loop thread would start a second reader.
     PtyPort port;
     QVERIFY(driver->connect(port.path(), 115200, 8, 0, 1));
     QVERIFY(port.write(kQuaternion));
@@ -412,12 +413,12 @@ void TestLink::startingAgainChangesNothing()
 
     driver->stop();
     driver->spin();
-    driver->start(); // nor after stop()
+    driver->start(); // no effect after stop() either
     QTRY_COMPARE(threadIds().size(), before + 1);
     QVERIFY(port.write(kQuaternion.repeated(10)));
     QTRY_COMPARE(driver->statistics().samples, std::uint64_t(11));
 
-    // Disconnected it would cycle for the rest of the program.
+    // Without a connection the reader thread would loop for the rest of the program.
     static PtyPort resting;
     driver->disconnect();
     driver->connect(resting.path(), 115200, 8, 0, 1);
@@ -430,19 +431,19 @@ void TestLink::stopEndsOnlyTheLoopThread()
     driver->start();
     QTRY_COMPARE(newThreads(before).size(), std::size_t(2));
     driver->stop();
-    driver->spin(); // returns only when the loop thread has ended
+    driver->spin(); // returns only after the loop thread has ended
     QTRY_COMPARE(newThreads(before).size(), std::size_t(1));
 
     PtyPort port;
     QVERIFY(driver->connect(port.path(), 115200, 8, 0, 1));
-    int updates = 0; // delivered queued, from the reader thread
+    int updates = 0; // counted in this thread, queued from the reader thread
     QObject::connect(driver.get(), &imu::quaternionUpdated, this, [&updates] { ++updates; });
     QVERIFY(port.write(kQuaternion));
     QTRY_COMPARE(updates, 1);
     QObject::disconnect(driver.get(), nullptr, this, nullptr);
     QCOMPARE(driver->getQuaternion(), (std::vector<float>{0, 0, 0, 1}));
 
-    // Disconnected it would cycle for the rest of the program.
+    // Without a connection the reader thread would loop for the rest of the program.
     static PtyPort resting;
     driver->disconnect();
     driver->connect(resting.path(), 115200, 8, 0, 1);
@@ -454,7 +455,7 @@ imu *spinningDriver = nullptr;
 std::atomic<int> spinOutcome{0};
 std::string spinError;
 
-// Runs on the loop thread, in the middle of its sleep.
+// Runs on the loop thread, as a signal handler during its sleep.
 void spinThere(int)
 {
     try {
@@ -479,7 +480,7 @@ void TestLink::spinFromTheLoopThreadThrows()
     QTRY_COMPARE(newThreads(before).size(), std::size_t(2));
     const std::vector<pid_t> started = newThreads(before);
 
-    // The loop thread starts the reader, so it is the older of the two.
+    // The loop thread starts the reader thread, so it is the older one.
     spinningDriver = driver.get();
     std::signal(SIGUSR1, spinThere);
     ::syscall(SYS_tgkill, ::getpid(), started.front(), SIGUSR1);

@@ -35,13 +35,13 @@ private slots:
     void outputsBits();
     void preparePacket_data();
     void preparePacket();
-    void sumIsCutTo16Bits();
+    void checksumIsTruncatedTo16Bits();
     void intactPackets_data();
     void intactPackets();
     void fieldsAreLittleEndianAtAnyOffset();
 };
 
-// The numbers are the device's; renaming is free, renumbering is not.
+// The device defines these numbers: constants may be renamed, but not renumbered.
 void TestProtocol::blockCodes()
 {
     using namespace protocol;
@@ -111,8 +111,8 @@ void TestProtocol::preparePacket()
     QVERIFY(isIntact(packet));
 }
 
-// 300 bytes of 255 sum to 76500, 0x12AD4.
-void TestProtocol::sumIsCutTo16Bits()
+// 300 bytes of 255 add up to 76500, 0x12AD4.
+void TestProtocol::checksumIsTruncatedTo16Bits()
 {
     const QByteArray packet = prepared('D', QByteArray(300, '\xFF'));
     QCOMPARE(packet.last(2), hex("D4 2A"));
@@ -131,7 +131,8 @@ void TestProtocol::intactPackets_data()
     QTest::newRow("bytes behind the stated length") << hex("53 44 08 00 01 02 03 00 99") << true;
     QTest::newRow("one byte missing") << hex("53 44 08 00 01 02 03") << false;
     QTest::newRow("stated one more than there is") << hex("53 44 09 00 01 02 03 00") << false;
-    // With 5 the sum of nothing is compared with the length's high byte and the payload byte.
+    // With length 5 the checksum of an empty payload is compared with the length's high byte and
+    // the payload byte.
     QTest::newRow("length 5, byte 0") << hex("53 44 05 00 00") << true;
     QTest::newRow("length 5, byte 1") << hex("53 44 05 00 01") << false;
     QTest::newRow("length 4") << hex("53 44 04 00") << false;

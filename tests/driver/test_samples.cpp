@@ -33,19 +33,19 @@ class TestSamples : public QObject
     Q_OBJECT
 
 public slots:
-    // A receiver of every signal, connected by its name.
+    // Connects a receiver to every signal by its name.
     void receive() { ++m_received; }
 
 private slots:
-    void eachSampleIsHandedOutOnce_data();
-    void eachSampleIsHandedOutOnce();
+    void eachSampleIsReturnedOnce_data();
+    void eachSampleIsReturnedOnce();
     void gettersOfOtherBlocksStayEmpty();
     void altitudeIsInfiniteWithoutASample();
     void internalGettersCopyOnlyWhatIsNew();
-    void settingsAreHandedOutOnce();
-    void theOpenedSpeedIsNotAReply();
+    void settingsAreReturnedOnce();
+    void openedBaudRateIsNotAReply();
     void versionsAndSerialNumberStay();
-    void notConnectedHandsOutNothingAndKeepsTheFlags();
+    void notConnectedReturnsNothingAndKeepsTheFlags();
     void valuesOutliveTheConnection();
     void laterPacketReplacesTheSample();
     void damagedPacketChangesNothing();
@@ -54,13 +54,13 @@ private slots:
     void signalsReachALaterReceiver();
     void rawFieldIsTraced();
     void syncIsAStub();
-    void processPacketSaysWhetherItWasIntact();
+    void processPacketReturnsWhetherItWasIntact();
 
 private:
     int m_received = 0;
 };
 
-void TestSamples::eachSampleIsHandedOutOnce_data()
+void TestSamples::eachSampleIsReturnedOnce_data()
 {
     QTest::addColumn<int>("block");
     QTest::addColumn<Getter>("get");
@@ -78,7 +78,7 @@ void TestSamples::eachSampleIsHandedOutOnce_data()
     add("raw magnetic field", 14, &imu::getMagneticFieldRaw);
 }
 
-void TestSamples::eachSampleIsHandedOutOnce()
+void TestSamples::eachSampleIsReturnedOnce()
 {
     QFETCH(int, block);
     QFETCH(Getter, get);
@@ -132,7 +132,7 @@ void TestSamples::internalGettersCopyOnlyWhatIsNew()
     QVERIFY(!script.driver.getAltitude_(out));
 }
 
-void TestSamples::settingsAreHandedOutOnce()
+void TestSamples::settingsAreReturnedOnce()
 {
     ScriptedDriver script;
     QCOMPARE(script.driver.getDataRate(), 0);
@@ -147,7 +147,7 @@ void TestSamples::settingsAreHandedOutOnce()
     QCOMPARE(script.driver.getOutputs(), static_cast<unsigned short>(0));
 }
 
-void TestSamples::theOpenedSpeedIsNotAReply()
+void TestSamples::openedBaudRateIsNotAReply()
 {
     ScriptedDriver script;
     QCOMPARE(script.driver.getBaudRate(), 0);
@@ -178,7 +178,7 @@ void TestSamples::versionsAndSerialNumberStay()
     QCOMPARE(script.driver.getSerialNumber(), 0xFEDCBA98u);
 }
 
-void TestSamples::notConnectedHandsOutNothingAndKeepsTheFlags()
+void TestSamples::notConnectedReturnsNothingAndKeepsTheFlags()
 {
     ScriptedDriver script;
     script.feed(bytes::quaternionPacket(1, 2, 3, 4) + kEuler + kAltitude);
@@ -196,7 +196,7 @@ void TestSamples::notConnectedHandsOutNothingAndKeepsTheFlags()
     QCOMPARE(script.driver.getQuaternion(), (Floats{1, 2, 3, 4}));
     QCOMPARE(script.driver.getEuler(), (Floats{1, 2, 3}));
     QCOMPARE(script.driver.getAltitude(), 7.0f);
-    QCOMPARE(script.driver.getBaudRate(), 115200); // connect() overwrote what the device said
+    QCOMPARE(script.driver.getBaudRate(), 115200); // connect() has overwritten the reply
     QCOMPARE(script.driver.getDataRate(), 50);
     QCOMPARE(script.driver.getOutputs(), static_cast<unsigned short>(4));
 }
@@ -259,7 +259,8 @@ void TestSamples::signalsCarryTheBlocks()
                                 code(5) + floats({0, 0, 0}) + code(14) + floats({4, 5, 6})));
     QCOMPARE(heard, (QList<QByteArray>{"field 1 2 3", "quaternion 0.5 -1 0 4", "raw 4 5 6"}));
 
-    // Neither consuming a sample nor being disconnected has a say in what is announced.
+    // Signals are emitted whether or not a getter has returned the sample, and without a connection
+    // too.
     heard.clear();
     script.driver.disconnect();
     script.feed(bytes::quaternionPacket(1, 2, 3, 4) + bytes::quaternionPacket(1, 2, 3, 4));
@@ -278,7 +279,7 @@ void TestSamples::signalsReachALaterReceiver_data()
                                << code(14) + floats({1, 2, 3});
 }
 
-// Packets without a receiver come first, as they do before the window has connected its views.
+// The first packets have no receiver, as before the window connects its views.
 void TestSamples::signalsReachALaterReceiver()
 {
     QFETCH(QByteArray, signal);
@@ -334,7 +335,7 @@ void TestSamples::syncIsAStub()
     QVERIFY(!script.driver.isSyncEnabled());
 }
 
-void TestSamples::processPacketSaysWhetherItWasIntact()
+void TestSamples::processPacketReturnsWhetherItWasIntact()
 {
     ScriptedDriver script;
     const auto process = [&](const QByteArray &bytes, int length) {

@@ -1,4 +1,4 @@
-// The descriptor behind the driver's port: whose it is, and how it is set.
+// Ownership and settings of the file descriptor behind the driver's port.
 
 #include "driver/ImuDriver.h"
 
@@ -25,7 +25,7 @@ namespace {
 constexpr int kNobodysId = 65534;
 const QByteArray kBusy = "open: Device or resource busy";
 
-// This process's descriptors of the device path.
+// The descriptors of this process that refer to the device path.
 QList<int> descriptorsOf(const std::string &path)
 {
     QList<int> found;
@@ -39,13 +39,14 @@ QList<int> descriptorsOf(const std::string &path)
     return found;
 }
 
-// What `question` answers in another process, one that is not root. Root may open an exclusive
-// port, so a test that runs as root has to ask as another user.
+// Runs `question` in another process without root rights and returns its result. Root may open an
+// exclusive port, so a test that runs as root needs another user for it.
 int askAsAnotherUser(const std::function<int()> &question)
 {
     const pid_t child = ::fork();
     if (child == 0) {
-        // Without the library's setuid(), which looks for the other threads of its process.
+        // The system call, because setuid() of the C library synchronises with the other threads of
+        // the process.
         if (::geteuid() == 0 &&
             (::syscall(SYS_setgroups, 0, nullptr) != 0 || ::syscall(SYS_setgid, kNobodysId) != 0 ||
              ::syscall(SYS_setuid, kNobodysId) != 0))
@@ -82,7 +83,7 @@ class PublicPort : public PtyPort
 public:
     PublicPort()
     {
-        // If this test is not root's, the port is its own already.
+        // Needed only for root: without root rights both processes belong to the port.s owner.
         ::chmod(path().c_str(), 0666);
     }
 
@@ -96,7 +97,7 @@ public:
 
 } // namespace
 
-// No driver here has a reader thread, so this process can fork at any time.
+// No driver in this test has a reader thread, so the process can fork at any time.
 class TestSerialLink : public QObject
 {
     Q_OBJECT
@@ -109,7 +110,7 @@ private slots:
     void isClosedOnceByDisconnect();
     void stopBitsAndFlowControlAreKept_data();
     void stopBitsAndFlowControlAreKept();
-    void whatIsNoTerminalIsNotOpened();
+    void onlyTerminalsAreOpened();
 };
 
 void TestSerialLink::isNotInherited()
@@ -197,12 +198,12 @@ void TestSerialLink::stopBitsAndFlowControlAreKept()
     QCOMPARE(port.line().c_cflag & (CSTOPB | CRTSCTS), flags);
 }
 
-void TestSerialLink::whatIsNoTerminalIsNotOpened()
+void TestSerialLink::onlyTerminalsAreOpened()
 {
     imu driver(nullptr);
     QCOMPARE(connectError(driver, "/dev/null", 115200), "open: Inappropriate ioctl for device");
     QVERIFY(!driver.setSyncEnabled(true));
-    QVERIFY(descriptorsOf("/dev/null").size() <= 3); // those this program was started with
+    QVERIFY(descriptorsOf("/dev/null").size() <= 3); // the descriptors open at program start
 }
 
 VORNIX_TEST_MAIN(TestSerialLink, QCoreApplication)

@@ -71,24 +71,24 @@ private slots:
 
     void setZeroThresholdIgnoresTheEchoedValue();
     void setZeroThresholdRepeatsForEver();
-    void setZeroThresholdTakesAnOldAnswer();
+    void setZeroThresholdAcceptsAnOldReply();
 
     void confirmedByStatus_data();
     void confirmedByStatus();
-    void statusOtherThanOneIsNoConfirmation_data();
-    void statusOtherThanOneIsNoConfirmation();
-    void savesTheMaskLastReceived();
+    void statusOtherThanOneDoesNotConfirm_data();
+    void statusOtherThanOneDoesNotConfirm();
+    void savesTheLastReceivedMask();
 
     void loadSettings_data();
     void loadSettings();
     void loadSettingsCollectsAcrossAttempts();
     void loadSettingsMissingOneFails_data();
     void loadSettingsMissingOneFails();
-    void loadSettingsWantsNewAnswers();
-    void loadSettingsOnceKeepsOldAnswers();
+    void loadSettingsIgnoresOldReplies();
+    void loadSettingsOnceAcceptsOldReplies();
 
-    void sleepsForReal();
-    void overTheLine();
+    void sleepsInRealTime();
+    void worksOnARealLine();
 };
 
 void TestSettingsCommands::notConnectedDoesNothingAndHoldsNoLock()
@@ -142,7 +142,7 @@ void TestSettingsCommands::waitForResponse()
     script.answerDuring(during, dataRateReply(100));
     QCOMPARE(script.driver.waitForResponse(8), seen);
     QCOMPARE(script.sleeps(), tens(sleeps));
-    // The flag stays for whoever reads the value.
+    // The flag stays set until a getter returns the value.
     QCOMPARE(script.driver.getDataRate(), during <= 9 ? 100 : 0);
 }
 
@@ -183,7 +183,7 @@ void TestSettingsCommands::setDataRateRepeatsUntilConfirmed()
     QVERIFY(script.driver.setDataRate(100));
     QCOMPARE(script.sleeps(), tens(9 + 1 + 9 + 1 + 2));
     QCOMPARE(script.sent(36), hex("53 43 0C 00 0D 08 64 00 00 00 79 00").repeated(3));
-    QCOMPARE(script.driver.getDataRate(), 0); // consumed as confirmation
+    QCOMPARE(script.driver.getDataRate(), 0); // the operation has consumed it as confirmation
 }
 
 void TestSettingsCommands::setDataRateRepeatsForEver_data()
@@ -203,7 +203,7 @@ void TestSettingsCommands::setDataRateRepeatsForEver()
     QCOMPARE(script.sleepsOf(10), 5000);
 }
 
-// The flag left by an earlier answer ends the wait at once, but not the operation.
+// The flag of an earlier reply ends the wait at once, but not the operation.
 void TestSettingsCommands::setDataRateIgnoresAStaleEcho()
 {
     ScriptedDriver script;
@@ -242,7 +242,7 @@ void TestSettingsCommands::setOutputsOfAnotherEchoFails()
     ScriptedDriver script;
     script.feed(outputsReply(5));
     QVERIFY(!script.driver.setOutputs(4));
-    QCOMPARE(script.sleepsOf(1), 1002); // each wait ended at once by the old answer
+    QCOMPARE(script.sleepsOf(1), 1002); // the old reply ended each wait at once
     QCOMPARE(script.sleepsOf(10), 0);
     QCOMPARE(script.driver.getOutputs(), static_cast<unsigned short>(5));
 }
@@ -274,7 +274,7 @@ void TestSettingsCommands::setZeroThresholdRepeatsForEver()
     QCOMPARE(script.sleepsOf(10), 5000);
 }
 
-void TestSettingsCommands::setZeroThresholdTakesAnOldAnswer()
+void TestSettingsCommands::setZeroThresholdAcceptsAnOldReply()
 {
     ScriptedDriver script;
     script.feed(packet('G', code(23) + bytes::floats({5})));
@@ -299,14 +299,14 @@ void TestSettingsCommands::confirmedByStatus()
     QFETCH(QByteArray, command);
 
     ScriptedDriver script;
-    script.feed(statusReply(block, 1)); // an old answer, which must not count
+    script.feed(statusReply(block, 1)); // an old reply, which must not count
     script.answerDuring(9 + 1 + 9 + 1 + 2, statusReply(block, 1));
     QVERIFY(block == 11 ? script.driver.saveSettings() : script.driver.revertToFactorySettings());
     QCOMPARE(script.sleeps(), tens(9) + QList{500} + tens(9) + QList{500} + tens(2));
     QCOMPARE(script.sent(27), command.repeated(3));
 }
 
-void TestSettingsCommands::statusOtherThanOneIsNoConfirmation_data()
+void TestSettingsCommands::statusOtherThanOneDoesNotConfirm_data()
 {
     QTest::addColumn<int>("block");
     QTest::addColumn<int>("status");
@@ -316,7 +316,7 @@ void TestSettingsCommands::statusOtherThanOneIsNoConfirmation_data()
     }
 }
 
-void TestSettingsCommands::statusOtherThanOneIsNoConfirmation()
+void TestSettingsCommands::statusOtherThanOneDoesNotConfirm()
 {
     QFETCH(int, block);
     QFETCH(int, status);
@@ -330,11 +330,11 @@ void TestSettingsCommands::statusOtherThanOneIsNoConfirmation()
     QCOMPARE(script.sleepsOf(500), 100);
 }
 
-void TestSettingsCommands::savesTheMaskLastReceived()
+void TestSettingsCommands::savesTheLastReceivedMask()
 {
     ScriptedDriver script;
     script.feed(outputsReply(0x0267));
-    QVERIFY(!script.driver.setOutputs_(0x0004)); // sent, but answered with another mask before
+    QVERIFY(!script.driver.setOutputs_(0x0004)); // sent, but an earlier reply had another mask
     script.sent(12);
     script.forgetSleeps();
     script.answerDuring(1, statusReply(11, 1) + statusReply(10, 1));
@@ -413,7 +413,7 @@ void TestSettingsCommands::loadSettingsMissingOneFails()
     QVERIFY(script.sent(101 * 12) == kGetSettings.repeated(101));
 }
 
-void TestSettingsCommands::loadSettingsWantsNewAnswers()
+void TestSettingsCommands::loadSettingsIgnoresOldReplies()
 {
     ScriptedDriver script;
     script.feed(packet('G', kBaud + kRate + kOutputs + kVersions + kSerial));
@@ -421,7 +421,7 @@ void TestSettingsCommands::loadSettingsWantsNewAnswers()
     QCOMPARE(script.sleepsOf(100), 101);
 }
 
-void TestSettingsCommands::loadSettingsOnceKeepsOldAnswers()
+void TestSettingsCommands::loadSettingsOnceAcceptsOldReplies()
 {
     ScriptedDriver script;
     script.feed(packet('G', kBaud + kRate + kOutputs + kVersions + kSerial));
@@ -433,9 +433,9 @@ void TestSettingsCommands::loadSettingsOnceKeepsOldAnswers()
     QCOMPARE(script.sleeps(), tens(10));
 }
 
-// --- In real time, over a real line
+// --- In real time, on a real line
 
-void TestSettingsCommands::sleepsForReal()
+void TestSettingsCommands::sleepsInRealTime()
 {
     PtyPort port;
     imu driver(nullptr);
@@ -449,7 +449,7 @@ void TestSettingsCommands::sleepsForReal()
     QVERIFY2(timer.elapsed() >= 100, qPrintable(QString::number(timer.elapsed())));
 }
 
-void TestSettingsCommands::overTheLine()
+void TestSettingsCommands::worksOnARealLine()
 {
     PtyPort port;
     unsigned mask = 0x0067;

@@ -1,9 +1,8 @@
-// A line whose other end takes nothing, and what has been written but has not left the port yet.
+// A line whose other end reads nothing, and output that has not left the port yet.
 //
-// A pseudo-terminal passes on at once what it takes, so its output queue is always empty. This
-// program therefore puts its own ioctl(), tcdrain(), tcflush() and close() before the system's: the
-// size of the output queue and the error of closing are those the test sets, all else is the
-// system's.
+// A pseudo-terminal passes accepted bytes on at once, so its output queue is always empty. This
+// program therefore overrides ioctl(), tcdrain(), tcflush() and close(). The test sets the size of
+// the output queue and the error of close(); everything else is passed to the system.
 
 #include "driver/ImuDriver.h"
 
@@ -30,11 +29,11 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Guarded by g_lock, because several drivers may be at work.
+// Guarded by g_lock, because several drivers may run at the same time.
 std::mutex g_lock;
-QByteArrayList g_calls;    // what was asked of the port, in order
-QList<int> g_queueSizes;   // answers about the output queue; the last one stays
-bool g_closeFails = false; // the next close() of a terminal
+QByteArrayList g_calls;    // calls for the port, in order
+QList<int> g_queueSizes;   // sizes of the output queue to report; the last one repeats
+bool g_closeFails = false; // the next close() of a terminal fails
 
 template <typename Function>
 Function *systems(const char *name)
@@ -129,7 +128,7 @@ protocol::Bytes view(const QByteArray &bytes)
             static_cast<std::size_t>(bytes.size())};
 }
 
-// A driver without a reader thread that does not sleep.
+// A driver without a reader thread; its sleeps return at once.
 struct Driver
 {
     Driver()
@@ -139,7 +138,7 @@ struct Driver
 
     bool connect(const PtyPort &port) { return imu.connect(port.path(), kOldBaud, 8, 0, 1); }
     bool isConnected() { return imu.setSyncEnabled(true); }
-    // Connected to a new port, it reads what that says and is understood there.
+    // Connects to a new port: the driver must decode its bytes, and its commands must arrive.
     bool worksOn(PtyPort &port)
     {
         unsigned char byte = 0;
@@ -150,7 +149,7 @@ struct Driver
     ::imu imu{nullptr};
 };
 
-// Repeated, because a port that has just refused a byte may still find room for some.
+// Repeated, because a port that has just refused a byte may still accept some.
 struct Stalled
 {
     QByteArray error;
@@ -172,7 +171,7 @@ Stalled untilStalled(Operation operation)
     return stalled;
 }
 
-// The three lines of a baud change stay out of the test's own report.
+// Keeps the three lines that a baud rate change prints out of the test's report.
 class SilentOutput
 {
 public:
@@ -196,14 +195,14 @@ private slots:
     void init();
 
     void writingEndsAtTheLimit();
-    void writingWaitsForRoomWithinTheLimit();
+    void writingContinuesWhenThePortAcceptsBytesAgain();
     void commandsUnderTheLockEndAndReleaseIt();
-    void commandLeavesBeforeThePortIsClosed();
+    void commandIsSentBeforeThePortIsClosed();
     void hardwareFlowControlIsNotDrained();
     void stalledBaudChangeEndsAndThePortIsUsableAgain();
     void vanishedPortEndsABaudChange();
-    void closingDropsWhatCannotLeave();
-    void closingKeepsWhatLeaves();
+    void closingDropsOutputThatCannotBeSent();
+    void closingSendsPendingOutput();
     void errorOfClosingLeavesAClosedPort();
 };
 
@@ -231,26 +230,26 @@ void TestStalledPort::writingEndsAtTheLimit()
     QCOMPARE(all.error, kTimedOut);
     QVERIFY(all.lastCall >= kLimit);
 
-    // Once the other end reads again, writing goes on.
+    // After the other end has read, writing continues.
     while (!port.readAvailable().isEmpty()) {
     }
     QCOMPARE(link.writeSome(view("y")), std::size_t(1));
 }
 
-void TestStalledPort::writingWaitsForRoomWithinTheLimit()
+void TestStalledPort::writingContinuesWhenThePortAcceptsBytesAgain()
 {
     PtyPort port;
     boost::asio::io_context context;
     SerialLink link(context, 60s);
     link.open(port.path(), kOldBaud);
-    // More than any pseudo-terminal holds.
+    // Larger than the buffer of any pseudo-terminal
     const QByteArray block(1 << 18, 'x');
     auto written = std::async(std::launch::async, [&] { return link.writeAll(view(block)); });
     QCOMPARE(port.read(block.size(), 60s), block);
     QCOMPARE(written.get(), std::size_t(block.size()));
 }
 
-// The driver's limit of five seconds is waited for once, by both commands at a time.
+// Both commands run at the same time, so the driver's limit of five seconds passes only once.
 void TestStalledPort::commandsUnderTheLockEndAndReleaseIt()
 {
     const auto stallIn = [](auto command) {
@@ -258,7 +257,7 @@ void TestStalledPort::commandsUnderTheLockEndAndReleaseIt()
         Driver driver;
         driver.connect(port);
         const Stalled stalled = untilStalled([&] { command(driver.imu); });
-        // Both take the lock.
+        // getQuaternion() and disconnect() take the lock.
         driver.imu.getQuaternion();
         driver.imu.disconnect();
         PtyPort other;
@@ -273,13 +272,13 @@ void TestStalledPort::commandsUnderTheLockEndAndReleaseIt()
     QVERIFY(baudRate.get());
 }
 
-void TestStalledPort::commandLeavesBeforeThePortIsClosed()
+void TestStalledPort::commandIsSentBeforeThePortIsClosed()
 {
     PtyPort port;
     Driver driver;
     driver.connect(port);
     g_queueSizes = {12, 5, 0};
-    driver.imu.setSleeper([](std::chrono::milliseconds) { throw 0; }); // the first wait is enough
+    driver.imu.setSleeper([](std::chrono::milliseconds) { throw 0; }); // the first sleep is enough
     const SilentOutput output;
     QVERIFY_EXCEPTION_THROWN(driver.imu.setBaudRate(kNewBaud), int);
     const QByteArrayList order{"queue 12", "queue 5", "queue 0", "drain at 115200"};
@@ -320,7 +319,7 @@ void TestStalledPort::stalledBaudChangeEndsAndThePortIsUsableAgain()
     QVERIFY(driver.worksOn(other));
 }
 
-// Unplugged between the command and the opening at the new baud rate.
+// The device is unplugged between the command and the reopening at the new baud rate.
 void TestStalledPort::vanishedPortEndsABaudChange()
 {
     PtyPort port;
@@ -336,7 +335,7 @@ void TestStalledPort::vanishedPortEndsABaudChange()
     QVERIFY(driver.worksOn(other));
 }
 
-void TestStalledPort::closingDropsWhatCannotLeave()
+void TestStalledPort::closingDropsOutputThatCannotBeSent()
 {
     PtyPort port;
     Driver driver;
@@ -347,7 +346,7 @@ void TestStalledPort::closingDropsWhatCannotLeave()
     QCOMPARE(g_calls.last(2), (QByteArrayList{"drop", "release"}));
 }
 
-void TestStalledPort::closingKeepsWhatLeaves()
+void TestStalledPort::closingSendsPendingOutput()
 {
     PtyPort port;
     Driver driver;

@@ -22,9 +22,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr auto kDuration = 2500ms; // at least
+constexpr auto kDuration = 2500ms; // minimum
 
-// One sample carries one number in all its places, so that a half-copied block shows.
+// All fields of a sample have the same value, so a half-copied block is detected.
 QByteArray sample(float n)
 {
     return packet('D', code(0) + floats({n, n, n}) + code(1) + floats({n, n, n}) + code(2) +
@@ -64,15 +64,16 @@ bool isWhole(const std::vector<float> &block, std::size_t size)
 
 } // namespace
 
-// Every public operation from several threads at once, against a device that streams 1000 samples
-// a second, while others connect and disconnect. What must hold: no sample is torn, nothing hangs,
-// and the driver works afterwards. The sanitizers' builds of this test look for the rest.
+// Calls every public operation from several threads at once, while the device streams 1000 samples
+// per second and other threads connect and disconnect. No sample may be torn, nothing may hang, and
+// the driver must work afterwards. Sanitizer builds of this test detect data races and memory
+// errors.
 class TestStress : public QObject
 {
     Q_OBJECT
 
 private slots:
-    void everythingAtOnce();
+    void concurrentCallsKeepSamplesIntact();
 
 private:
     void poll(std::stop_token stop);
@@ -114,7 +115,7 @@ void TestStress::reconnect(std::stop_token stop)
     }
 }
 
-// One attempt each: the repeating operations would wait for a connection without limit.
+// One attempt each: repeating operations would wait for a connection without limit.
 void TestStress::command(std::stop_token stop)
 {
     std::array<float, 3> bias{1, 2, 3};
@@ -134,7 +135,7 @@ void TestStress::command(std::stop_token stop)
             m_driver->getOutputs();
             m_driver->setBaudRate_(921600);
         } catch (const boost::system::system_error &error) {
-            // Disconnected between the check and the write.
+            // another thread disconnected between the check and the write
             if (error.code() != boost::system::errc::bad_file_descriptor)
                 throw;
         }
@@ -142,7 +143,7 @@ void TestStress::command(std::stop_token stop)
     }
 }
 
-void TestStress::everythingAtOnce()
+void TestStress::concurrentCallsKeepSamplesIntact()
 {
     m_driver = boost::make_shared<imu>(nullptr);
     m_driver->setSleeper(
