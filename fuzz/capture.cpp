@@ -1,5 +1,5 @@
-// Writes the streams that corpus/ began with: what the simulated unit sends, what a host sends it,
-// and conversations of the two.
+// Writes the initial corpus: streams of the simulated device, commands of a host, and exchanges of
+// both.
 //
 //     build/fuzz/bin/capture fuzz/corpus
 
@@ -50,7 +50,7 @@ Bytes sent(sim::Device &device, sim::Time until)
     return all;
 }
 
-// --- The unit streams --------------------------------------------------------------------------
+// --- Streams of the device ---------------------------------------------------------------------
 
 Bytes stream(std::uint16_t outputs, sim::Time time, const sim::Faults &faults = {})
 {
@@ -85,7 +85,7 @@ void captureStreams()
     save("packet", "data_full", Bytes{0} + stream(0x01FF, 20ms));
 }
 
-// --- A host asks -------------------------------------------------------------------------------
+// --- Commands of a host ------------------------------------------------------------------------
 
 std::map<std::string, Bytes> commands()
 {
@@ -230,7 +230,7 @@ void captureConversations()
              reply("calibration_data"));
 }
 
-// --- Readings for the fit ----------------------------------------------------------------------
+// --- Points for the fit ------------------------------------------------------------------------
 
 void captureReadings()
 {

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-// What must hold of every input. Ends the process as a crash would, so that the fuzzer keeps the
-// input; never compiled out.
+// Checks a condition that holds for every input. A failure aborts the process, so that the fuzzer
+// keeps the input. Never compiled out.
 #define FUZZ_CHECK(condition)                                                                      \
     do {                                                                                           \
         if (!(condition)) {                                                                        \

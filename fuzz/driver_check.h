@@ -11,7 +11,7 @@
 
 namespace fuzz {
 
-// The driver's signals, as a window would receive them.
+// Counts the driver's signals, as a window would receive them.
 struct SignalCounter
 {
     explicit SignalCounter(imu &driver)
@@ -31,7 +31,7 @@ struct SignalCounter
     std::vector<float> lastQuaternion;
 };
 
-// Equal bit for bit: what was received may be no number, and is handed out all the same.
+// Compares bit for bit: a received value may be a NaN, and the getter returns it unchanged.
 inline bool sameBits(const std::vector<float> &a, const std::vector<float> &b)
 {
     return a.size() == b.size() &&
@@ -43,7 +43,7 @@ inline bool sameBits(float a, float b)
     return std::memcmp(&a, &b, sizeof a) == 0;
 }
 
-// What a getter has to hand out: the value if it is new, and only once.
+// The result that a getter must return: the value if it is new, and only once.
 inline std::vector<float> expectedOnce(ReceiverModel &model, int code)
 {
     return model.fresh.erase(code) != 0 ? model.floats[static_cast<std::size_t>(code)]
@@ -55,7 +55,7 @@ inline std::uint32_t expectedIntegerOnce(ReceiverModel &model, int code)
     return model.fresh.erase(code) != 0 ? model.integers[static_cast<std::size_t>(code)] : 0;
 }
 
-// Takes everything out of a connected driver and compares it with the model.
+// Calls every sample getter of a connected driver and compares the results with the model.
 inline void checkSamples(imu &driver, ReceiverModel &model)
 {
     FUZZ_CHECK(sameBits(driver.getRates(), expectedOnce(model, 0)));

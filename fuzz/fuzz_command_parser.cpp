@@ -1,5 +1,5 @@
-// The simulated unit's search for commands: how the bytes are cut into pieces does not matter, and
-// what it finds are commands.
+// The simulated device's command parser: its result does not depend on how the bytes are cut into
+// pieces, and every packet that it finds is a valid command.
 
 #include "fuzz/check.h"
 #include "fuzz/packets.h"

@@ -1,9 +1,9 @@
-// Commands that wait for an answer, and a device that says anything meanwhile: a command succeeds
-// only on what really arrived, sends nothing but whole commands, and leaves a driver that works.
+// Commands that wait for a reply while the device sends arbitrary bytes. A command succeeds only if
+// its reply has arrived, the driver sends only complete commands, and it works afterwards.
 //
-// An input is a run of operations: one byte that chooses it, two numbers, then what arrives during
-// each of its sleeps, as a length byte and that many bytes. A command whose device has nothing more
-// to say is left after a while by an exception out of its sleep, as it might wait for ever.
+// An input is a sequence of operations: one byte for the choice, two numbers, then the bytes that
+// arrive during each sleep, as a length byte and that many bytes. At the end of the input an
+// exception from a sleep ends a command after 25 more sleeps, because it might wait without limit.
 
 #include "fuzz/check.h"
 #include "fuzz/driver_check.h"
@@ -25,7 +25,7 @@ struct GaveUp
 {
 };
 
-// What the host sends, as it comes out of the line: nothing but whole commands.
+// Checks the bytes that the host sends: only complete commands.
 class SentCommands
 {
 public:
@@ -81,7 +81,7 @@ public:
 private:
     static constexpr int kPatience = 25;
 
-    // True at once if a speed change did not leave it closed.
+    // Connects; returns at once if a baud rate change has left the port open.
     void open() { FUZZ_CHECK(m_driver.connect(m_port.path(), 115200, 8, 0, 1)); }
 
     void sleep()
@@ -169,8 +169,8 @@ private:
         constexpr std::array<unsigned, 7> kSpeeds{57600,  115200,  230400, 460800,
                                                   921600, 1000000, 12345};
         const int quaternions = m_model.quaternions;
-        // The port may know neither the speed asked for nor the one the device reported as its own,
-        // to which the driver goes back for another try.
+        // The port may support neither the requested baud rate nor the one that the device reported
+        // as its own; the driver returns to the latter for the next attempt.
         m_mayFail = true;
         if (m_driver.setBaudRate(kSpeeds[m_first % kSpeeds.size()]))
             FUZZ_CHECK(everArrived(7) && received(7) != 0);
@@ -183,7 +183,7 @@ private:
         FUZZ_CHECK(arrived(21) ? size == received(21) : size == 0);
     }
 
-    // Whole groups of twelve floats, and of each eight of them the first six.
+    // Whole groups of twelve floats, and of every eight floats the first six.
     void calibrationData()
     {
         const std::vector<float> points = m_driver.getCalibrationData(m_first, m_second);
@@ -234,7 +234,7 @@ private:
     const fuzz::SignalCounter m_seen{m_driver};
     fuzz::ReceiverModel m_model;
     SentCommands m_sent;
-    std::set<int> m_stale; // arrived before the operation, and perhaps not taken since
+    std::set<int> m_stale; // arrived before the operation, maybe not read since
     std::uint32_t m_first = 0;
     std::uint32_t m_second = 0;
     bool m_mayFail = false;
@@ -245,7 +245,7 @@ private:
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    // A speed change tells standard output how far it has come.
+    // setBaudRate() prints its progress on standard output.
     std::cout.setstate(std::ios::failbit);
     return 0;
 }

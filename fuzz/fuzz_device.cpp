@@ -1,9 +1,9 @@
-// The simulated unit in time: commands, half commands and rubbish arrive, time passes, the power
-// goes off, with any faults. What comes out is packets, time never stands still, and the unit
-// answers afterwards.
+// The simulated device over time: commands, partial commands and garbage arrive, time passes, and
+// the power is cycled, with any faults. The device sends only packets, its time always advances,
+// and it replies afterwards.
 //
-// An input is nine bytes that set the unit up, then steps: how many milliseconds pass, and a length
-// byte with that many bytes for the unit, or one of the actions below instead of a length.
+// An input is nine bytes that configure the device, then steps: the milliseconds that pass, then a
+// length byte and that many bytes for the device, or one of the actions below instead of a length.
 
 #include "fuzz/check.h"
 #include "fuzz/input.h"
@@ -68,7 +68,7 @@ sim::DeviceOptions readOptions(fuzz::Input &input)
     return options;
 }
 
-// What a unit sends that damages nothing: whole packets, one after the other.
+// Checks the output of a device without faults that damage bytes: whole packets, one after another.
 class PacketSplitter
 {
 public:
@@ -78,7 +78,7 @@ public:
         while (m_pending.size() >= protocol::kHeaderSize) {
             const auto length = protocol::readField<std::uint16_t>(m_pending.data() + 2);
             FUZZ_CHECK(m_pending[0] == 'S' && (m_pending[1] == 'D' || m_pending[1] == 'G'));
-            // A host drops what is longer.
+            // A host drops longer packets.
             FUZZ_CHECK(length >= protocol::kFrameSize && length <= protocol::kMaxPacketSize);
             if (m_pending.size() < length)
                 return;
@@ -121,7 +121,7 @@ private:
         switch (size) {
         case PowerCycle:
             m_device.powerCycle(m_now);
-            m_intact = false; // a packet may have been cut
+            m_intact = false; // the power cycle may have cut a packet
             return;
         case WrongSpeed:
             m_device.receive(m_input.take(20), m_device.lineBaud() + 1, m_now);
@@ -168,11 +168,12 @@ private:
         FUZZ_CHECK(m_device.calibrationStore().size() <= 100 * 128);
     }
 
-    // Once its faults are gone and what was late has come, a question is answered.
+    // The device replies to a command after its faults have been removed and late replies have
+    // arrived.
     void checkAnswers()
     {
         m_device.faults() = {};
-        m_intact = false; // a broken reply may have lost its second half to a power cycle
+        m_intact = false; // a power cycle may have dropped the second half of a broken reply
         pass(600ms);
         m_collected.clear();
         constexpr std::array<unsigned char, 8> kGetSerial{0x53, 0x43, 0x08, 0x00,

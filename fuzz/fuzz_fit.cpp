@@ -1,4 +1,4 @@
-// The ellipsoid fit on any set of readings: it ends, and what it says hangs together.
+// The ellipsoid fit on any set of points: it returns, and its results are consistent.
 
 #include "fuzz/check.h"
 #include "fuzz/input.h"
@@ -14,7 +14,7 @@ using ellipsoid::Samples;
 
 constexpr std::size_t kMostSamples = 200;
 
-// Any bit patterns: infinities, not-a-numbers, denormals.
+// Any bit patterns: infinities, NaNs, denormals.
 Samples rawSamples(fuzz::Input &input)
 {
     Samples samples;
@@ -26,7 +26,7 @@ Samples rawSamples(fuzz::Input &input)
     return samples;
 }
 
-// Small integers times one scale: the sets with flat sides, lines and repeated points.
+// Small integers times one scale: gives point sets with flat sides, lines and repeated points.
 Samples latticeSamples(fuzz::Input &input)
 {
     const float scale = std::ldexp(1.0f, input.value<std::int8_t>());
@@ -40,7 +40,7 @@ Samples latticeSamples(fuzz::Input &input)
     return samples;
 }
 
-// Readings of a unit turned through all directions: half axes of 25 to 50, a centre up to 64 away.
+// Points of a device rotated through all directions: half axes of 25 to 50, a centre up to 64 away.
 Samples ellipsoidSamples(fuzz::Input &input)
 {
     Eigen::Vector3f halfAxes;

@@ -1,5 +1,5 @@
-// One packet with any length beside it, through the driver's entry for packets and through the
-// decoder alone, whose store can be seen whole.
+// One packet with any stated length, through the driver's packet function and through the decoder
+// alone, whose whole sample store can be compared.
 
 #include "fuzz/check.h"
 #include "fuzz/input.h"
@@ -77,12 +77,12 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t *data, std::size_t s
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     fuzz::Input input(data, size);
-    // How much of the bytes is no longer packet but what stands behind it.
+    // How many of the bytes stand in memory after the packet.
     const std::size_t behind = input.byte();
     const protocol::Bytes bytes = input.rest();
     const std::size_t length = bytes.size() - std::min(behind, bytes.size());
 
-    // Exactly as much memory as the decoder may read.
+    // Exactly the memory that the decoder may read, so a sanitizer detects any byte beyond.
     std::vector<unsigned char> memory(length + kDecoderSlack);
     std::copy_n(bytes.begin(), std::min(bytes.size(), memory.size()), memory.begin());
     const auto signedLength = static_cast<int>(length);

@@ -1,5 +1,5 @@
-// Bytes from the line, as the reader thread hands them to the driver: whatever they are, the driver
-// says afterwards what the model says.
+// Bytes from the line, as the reader thread passes them to the driver: for any bytes the driver's
+// values are equal to the model's.
 
 #include "fuzz/driver_check.h"
 #include "fuzz/packets.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-// Getters only answer while a port is open.
+// The getters return values only while a port is open.
 const std::string &portPath()
 {
     static const PtyPort port;
@@ -23,7 +23,7 @@ const std::string &portPath()
 
 extern "C" int LLVMFuzzerInitialize(int *, char ***)
 {
-    // The raw field is traced.
+    // The driver prints every raw field; drop that output.
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
     return 0;
 }
@@ -44,7 +44,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     int packets = 0;
     for (const std::uint8_t byte : protocol::Bytes(data, size)) {
         driver->receiveByte(byte);
-        // Not after each packet, so that a later one also meets values nobody has taken.
+        // Not after each packet, so that later packets also replace values that no getter has
+        // returned.
         if (model.feed(byte) && ++packets % 3 == 0)
             fuzz::checkSamples(*driver, model);
     }

@@ -1,5 +1,5 @@
-// The text of a recording: refused with the number of the line, or understood; what is understood
-// and written again is understood as the same.
+// The text of a recording is either refused with a line number or parsed. A parsed recording that
+// is written and parsed again is the same.
 
 #include "fuzz/check.h"
 

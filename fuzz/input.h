@@ -7,7 +7,7 @@
 
 namespace fuzz {
 
-// Takes an input apart from its front. What is missing at the end reads as zero.
+// Reads values from the front of an input. Missing bytes at the end read as zero.
 class Input
 {
 public:
@@ -28,7 +28,7 @@ public:
         return result;
     }
 
-    // At most `count` bytes.
+    // Returns at most `count` bytes.
     protocol::Bytes take(std::size_t count)
     {
         const protocol::Bytes front = m_rest.first(std::min(count, m_rest.size()));

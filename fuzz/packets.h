@@ -7,14 +7,14 @@
 #include <cstdint>
 #include <span>
 
-// libFuzzer's own mutation: in place, up to maxSize bytes; returns the new size.
+// libFuzzer's default mutation: in place, up to maxSize bytes; returns the new size.
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t *data, std::size_t size, std::size_t maxSize);
 
 namespace fuzz {
 
-// Makes whole packets of what looks like the beginning of one: a length that reaches beyond the
-// data is cut, and the checksum made right. Blind mutation almost never meets a sum of all bytes,
-// so without this hardly a packet would get past the first check.
+// Repairs everything that begins like a packet: shortens a length that exceeds the data and
+// corrects the checksum. Random mutation almost never produces a right checksum, so without this
+// hardly any packet would pass the first check.
 inline void repairPackets(std::span<std::uint8_t> data)
 {
     using namespace protocol;
@@ -36,7 +36,7 @@ inline void repairPackets(std::span<std::uint8_t> data)
     }
 }
 
-// A mutation after which, four times out of five, the packets are whole again.
+// Mutates the input, and repairs the packets in four of five cases.
 inline std::size_t mutateStream(std::uint8_t *data, std::size_t size, std::size_t maxSize,
                                 unsigned seed)
 {

@@ -8,22 +8,22 @@
 
 namespace fuzz {
 
-// What a host makes of received bytes, told once more after docs/protocol.md and sharing no line
-// with the driver: the slow and obvious way, to compare the quick one with.
+// A second implementation of the receiver by docs/protocol.md, without code of the driver. It is
+// slow and simple, for comparison with the driver.
 class ReceiverModel
 {
 public:
-    // By block code; a value is there once it arrived.
+    // Indexed by block code; a value is present once it has arrived.
     std::array<std::vector<float>, 24> floats;
     std::array<std::uint32_t, 24> integers{};
     std::uint16_t hardwareVersion = 0;
     std::vector<float> calibration;
-    std::set<int> fresh; // codes that arrived; whoever takes a value erases its code
-    int quaternions = 0; // blocks decoded, and so signals emitted
+    std::set<int> fresh; // codes of new values; reading a value erases its code
+    int quaternions = 0; // blocks decoded, equal to signals emitted
     int fields = 0;
     int rawFields = 0;
 
-    // True if the byte completed a packet, good or bad.
+    // Returns true if the byte completed a packet, intact or not.
     bool feed(std::uint8_t byte)
     {
         if (m_count == 0 && byte != 'S')
@@ -37,7 +37,7 @@ public:
             return false;
         }
         m_memory[m_count++] = byte;
-        // A stated length below five was passed before it could be met.
+        // A stated length below five never matches: five bytes have been received before the check.
         const bool complete = m_count > 4 && m_count == stated();
         const std::size_t length = m_count;
         if (complete || m_count == kCapacity)
@@ -49,8 +49,8 @@ public:
 
     bool isHunting() const { return m_count == 0; }
 
-    // A packet that did not come through feed(): `bytes` is what stands in memory, `length` how
-    // much of it was received. False if it is refused.
+    // Decodes a packet without feed(): `bytes` is the memory, `length` the number of bytes
+    // received. Returns false if the packet is refused.
     bool decode(const std::uint8_t *bytes, int length)
     {
         if (length < 4)
@@ -174,7 +174,7 @@ private:
         return offset;
     }
 
-    // Blocks near the end of a packet read on into what earlier packets left behind it.
+    // A block near the end of a packet also reads the bytes that earlier packets left after it.
     std::vector<std::uint8_t> m_memory = std::vector<std::uint8_t>(kCapacity + 64);
     std::size_t m_count = 0;
 };

@@ -83,7 +83,7 @@ class PublicPort : public PtyPort
 public:
     PublicPort()
     {
-        // Needed only for root: without root rights both processes belong to the port.s owner.
+        // Needed only for root: without root rights both processes belong to the owner of the port.
         ::chmod(path().c_str(), 0666);
     }
 

@@ -5,11 +5,11 @@
 #include <cstring>
 #include <initializer_list>
 
-// Bytes as tests write them. Nothing here uses the driver's own codes or builders, so that a
-// mistake in those cannot hide itself.
+// Helpers to write bytes in tests. They use no codes or builders of the driver: a mistake there
+// would otherwise cancel out.
 namespace bytes {
 
-// Hex digits; blanks are ignored.
+// Hex digits; spaces are ignored.
 inline QByteArray hex(const char *digits)
 {
     return QByteArray::fromHex(digits);
@@ -38,7 +38,7 @@ inline QByteArray code(int value)
     return {1, static_cast<char>(value)};
 }
 
-// "S", type, length, payload, sum of the payload.
+// "S", type, length, payload, checksum of the payload.
 inline QByteArray packet(char type, const QByteArray &payload)
 {
     unsigned int sum = 0;

@@ -4,14 +4,14 @@
 
 #include <chrono>
 
-// Every test program is compiled with this header in front.
+// The build includes this header first in every test program.
 //
-// How long a test waits for a condition. The wait ends as soon as the condition holds, so this is
-// only how long a test takes to fail; it is long enough for a machine with many other things to do.
+// How long a test waits for a condition. The wait ends as soon as the condition holds, so the time
+// matters only for a failing test. It is long enough for a busy machine.
 inline constexpr std::chrono::milliseconds kPatience{60'000};
 inline constexpr int kPatienceMs = 60'000;
 
-// Qt Test gives up after five seconds, which such a machine may need.
+// The default limit of Qt Test is five seconds; a busy machine may need more.
 #undef QTRY_VERIFY
 #undef QTRY_VERIFY2
 #undef QTRY_COMPARE

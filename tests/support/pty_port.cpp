@@ -129,7 +129,7 @@ bool PtyPort::write(const QByteArray &bytes, std::chrono::milliseconds deadline)
 QByteArray PtyPort::readAvailable()
 {
     std::array<char, 4096> chunk;
-    // While the host has the port closed a read says EIO: nothing came.
+    // While the host has the port closed, read() fails with EIO: no bytes have arrived.
     const ssize_t count = ::read(m_master, chunk.data(), chunk.size());
     return {chunk.data(), count > 0 ? count : 0};
 }
@@ -145,7 +145,7 @@ QByteArray PtyPort::read(qsizetype count, std::chrono::milliseconds deadline)
         else if (errno == EAGAIN)
             awaitEvent(m_master, POLLIN, end);
         else
-            ::poll(nullptr, 0, 1); // the host has the port closed: poll() would say ready
+            ::poll(nullptr, 0, 1); // the host has the port closed: poll() would return at once
     }
     return bytes;
 }
@@ -176,10 +176,11 @@ bool PtyPort::isRaw() const
 
 int PtyPort::unreadByHost() const
 {
-    // What the master has written waits in the host's input queue; only the host's end can count
-    // it.
+    // Written bytes wait in the host's input queue; only a descriptor of the host's end can count
+    // them.
     const int host = ::open(m_path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    // The driver has the port for itself: unless this is root, its own descriptor has to do.
+    // The driver opens the port exclusively. Unless this process is root, only the driver's own
+    // descriptor is available.
     const int any = host < 0 && errno == EBUSY ? descriptorOf(m_path) : host;
     int count = 0;
     const bool counted = any >= 0 && ::ioctl(any, FIONREAD, &count) == 0;

@@ -5,12 +5,12 @@
 #include <chrono>
 #include <string>
 
-// A serial line made of a pseudo-terminal, seen from the device's end: the driver under test opens
-// path(), the test reads and writes bytes here. May be used from one thread at a time.
+// The device's end of a serial line made of a pseudo-terminal: the driver under test opens path(),
+// the test reads and writes bytes here. One thread at a time.
 class PtyPort
 {
 public:
-    // Raw on the device's side from the start. Throws std::system_error.
+    // Sets the line to raw mode. Throws std::system_error.
     PtyPort();
     ~PtyPort();
     PtyPort(const PtyPort &) = delete;
@@ -18,21 +18,22 @@ public:
 
     const std::string &path() const { return m_path; }
 
-    // False if the host did not make room for all bytes within the deadline, or there is no host.
+    // Returns false if the host has not taken all bytes within the deadline, or no host has the
+    // port open.
     bool write(const QByteArray &bytes, std::chrono::milliseconds deadline = kDeadline);
-    // What the host sent: `count` bytes, or fewer if no more came within the deadline.
+    // Returns bytes of the host: `count`, or fewer if the deadline passes first.
     QByteArray read(qsizetype count, std::chrono::milliseconds deadline = kDeadline);
-    // What the host has sent by now.
+    // Returns the bytes of the host that have arrived.
     QByteArray readAvailable();
 
-    // The speed the host has set, in baud.
+    // The baud rate that the host has set.
     unsigned int speed() const;
-    // Raw, eight data bits, no parity, receiver on.
+    // True if the line is raw: eight data bits, no parity, receiver enabled.
     bool isRaw() const;
-    // Bytes written here that the host has not read yet.
+    // Number of bytes written here that the host has not read yet.
     int unreadByHost() const;
 
-    // Unplugs the device: the host's reads and writes fail from now on.
+    // Unplugs the device: the host's later reads and writes fail.
     void hangUp();
     int masterFd() const { return m_master; }
 

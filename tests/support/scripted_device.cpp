@@ -38,7 +38,7 @@ void ScriptedDevice::run()
         pending += received;
         answerCommands(pending);
         if (m_stream)
-            m_port.write(m_stream(), std::chrono::milliseconds(0)); // a line drops what has no room
+            m_port.write(m_stream(), std::chrono::milliseconds(0)); // drops what does not fit
     }
 }
 

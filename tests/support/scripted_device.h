@@ -9,13 +9,13 @@
 #include <mutex>
 #include <thread>
 
-// Answers the host by a script: cuts what the host sends into command packets, keeps them, and
-// writes back what the script says. Runs on a thread of its own until destroyed; while it lives it
-// alone uses the port.
+// Answers the host by a script: cuts the host's bytes into command packets, keeps them, and writes
+// the script's replies. Runs on its own thread until destroyed; during that time no other thread
+// may use the port.
 class ScriptedDevice
 {
 public:
-    // Called on the device's thread with one whole command packet; returns the bytes to answer.
+    // Called on the device's thread with one complete command packet; returns the reply's bytes.
     using Script = std::function<QByteArray(const QByteArray &command)>;
     // Called on the device's thread about every millisecond; returns bytes to stream.
     using Stream = std::function<QByteArray()>;
@@ -25,7 +25,7 @@ public:
     ScriptedDevice(const ScriptedDevice &) = delete;
     ScriptedDevice &operator=(const ScriptedDevice &) = delete;
 
-    // The command packets so far, in order.
+    // The command packets received so far, in order.
     QList<QByteArray> commands() const;
     qsizetype commandCount() const;
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-// The main() of a test program that must not run destructors at its end: a driver's reader thread
+// The main() of a test program that must end without running destructors: a driver's reader thread
 // never stops, and destroying a main window ends the process by design.
 //
 //     VORNIX_TEST_MAIN(TestMainWindow, QApplication)

@@ -109,7 +109,7 @@ QByteArray windowClass(qint64 processId)
     const auto reply = owned(xcb_get_property_reply(x, cookie, nullptr));
     if (!reply)
         return {};
-    // Two strings, each closed by a zero: the instance, then the class.
+    // Two zero-terminated strings: the instance, then the class.
     const QByteArray both(static_cast<const char *>(xcb_get_property_value(reply.get())),
                           xcb_get_property_value_length(reply.get()));
     return both.split('\0').value(1);
