@@ -90,7 +90,7 @@ void TestHostSessions::ignoresTheBaudRateLeftByThePreviousHost()
     sessions.closed();
     sessions.opened();
     QCOMPARE(read(sessions, 115200), kUnknown);
-    // A baud rate observed in one session says nothing about the next session.
+    // A baud rate observed in one session does not apply to the next session.
     sessions.shows(115200);
     sessions.shows(57600);
     sessions.closed();

@@ -171,9 +171,10 @@ void TestPty::receivesCommandsAcrossReopens()
     QVERIFY(!Host::packets(host.readPackets(1)).empty());
 }
 
-// The device knows a session's baud rate only if it has observed the host set it; it accepts the
-// bytes of a session of unknown baud rate. So the test waits until the device has observed the baud
-// rate. It also waits until the device has read the first command before it writes the second.
+// The baud rate of a session is known only if the device has observed the host set it; the device
+// accepts the bytes of a session of unknown baud rate. So the test waits until the device has
+// observed the baud rate. It also waits until the device has read the first command before it
+// writes the second.
 void TestPty::dropsBytesOfAnEndedSessionAtAnotherBaudRate()
 {
     sim::RunningDevice device(streaming(115200, 1000));

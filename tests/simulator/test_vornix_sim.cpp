@@ -340,7 +340,8 @@ void TestVornixSim::replaysWhatItRecorded()
     QVERIFY(recorded.size() >= 3000);
     Served sim(QStringList{u"--replay"_s, file} + options);
     Host host;
-    QVERIFY(host.openWithoutDropping(sim.path(), B460800)); // no bytes before the baud rate is set
+    QVERIFY(
+        host.openWithoutDropping(sim.path(), B460800)); // it sends no bytes before the rate is set
     QVERIFY(host.write(kGet));
     // The recording's host may have dropped bytes from before it was ready, but none later.
     const auto isAllThere = [&](const Bytes &replayed) {
