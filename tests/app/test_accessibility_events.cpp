@@ -1,4 +1,4 @@
-// What screen readers are notified of while a device streams.
+// Accessibility events of the main window while a device streams.
 
 #include <cstdio>
 #include <cstdlib>
@@ -17,7 +17,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Without it Qt takes it that there is no screen reader, and sends no events.
+// Without this Qt assumes that no screen reader runs and sends no events.
 class AccessibilityBus
 {
     Q_DISABLE_COPY_MOVE(AccessibilityBus)
@@ -82,9 +82,9 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(QAccessible::isActive(), 20'000);
     }
 
-    // All blocks at about 1000 Hz, for a second and as long as a busy machine makes of it: at most
-    // twenty events a second for each value, and in the end each is called by what it shows.
-    void aStreamRaisesFewEvents()
+    // All blocks arrive at about 1000 Hz for one second, or longer on a busy machine. Each value
+    // may raise at most twenty events a second, and its final accessible name is the text it shows.
+    void samplesRaiseFewEvents()
     {
         const QList<ValueLabel *> labels = m_window->findChildren<ValueLabel *>();
         QCOMPARE(labels.size(), 7);
@@ -115,12 +115,12 @@ private slots:
 
 int main(int argc, char **argv)
 {
-    AccessibilityBus bus; // before Qt looks for one
+    AccessibilityBus bus; // must exist before Qt looks for a bus
     Application application(argc, argv);
     TestAccessibilityEvents test;
     const int failures = QTest::qExec(&test, argc, argv);
     bus.stop();
     std::fflush(nullptr);
-    std::_Exit(failures); // destroying the window would end the process, too
+    std::_Exit(failures); // destroying the window would also end the process
 }
 #include "test_accessibility_events.moc"

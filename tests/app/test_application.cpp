@@ -16,7 +16,7 @@
 
 using namespace Qt::StringLiterals;
 
-// Exceptions that leave slots, as they do in the program: through the event loop.
+// Exceptions that leave a slot and reach the event loop, as in the program.
 class TestApplication : public QObject
 {
     Q_OBJECT
@@ -27,12 +27,12 @@ private slots:
         QCOMPARE(QGuiApplication::windowIcon().availableSizes(), QList<QSize>{QSize(256, 256)});
     }
 
-    void itNamesItsMenuEntry()
+    void namesItsDesktopEntry()
     {
         QCOMPARE(QGuiApplication::desktopFileName(), QStringLiteral(VORNIX_APP_ID));
     }
 
-    void theLoopSurvivesAnException()
+    void eventLoopContinuesAfterAnException()
     {
         QTest::ignoreMessage(QtWarningMsg, "Unhandled error: broken");
         bool after = false;
@@ -54,8 +54,9 @@ private slots:
         QTRY_VERIFY(thrown);
     }
 
-    // The usual way: a click in a menu, several event handlers deep. The pointer moves there first,
-    // because newer Qt closes a menu that is pressed before the pointer has moved into it.
+    // An exception usually starts at a click in a menu, several event handlers deep. The pointer
+    // moves to the entry first, because newer Qt closes a menu that is pressed before the pointer
+    // has entered it.
     void aMenuWorksAfterItsActionThrew()
     {
         QMenuBar bar;

@@ -9,7 +9,7 @@ class TestBacklogTrimmer : public QObject
     Q_OBJECT
 
 private slots:
-    // The clock goes on by one step between two looks.
+    // The clock advances by stepMs between the first two readings.
     void trimsOnceAfterALongBlock_data()
     {
         QTest::addColumn<qint64>("stepMs");
@@ -30,7 +30,7 @@ private slots:
         int trimmed = 0;
         const auto clock = [&] {
             if (looks++ > 0)
-                nowMs += std::exchange(nextStepMs, 1000); // one long step
+                nowMs += std::exchange(nextStepMs, 1000); // one long step, then 1 s each
             return nowMs;
         };
         BacklogTrimmer trimmer(nullptr, clock, [&] { ++trimmed; });

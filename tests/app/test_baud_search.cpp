@@ -18,11 +18,12 @@ using namespace std::chrono_literals;
 
 namespace {
 
-// Enough for a sample at 500 Hz to come, a fraction of what a user waits.
+// Long enough for a sample at 500 Hz to arrive; short, because no user waits here.
 constexpr BaudSearch::Pace kHasty{400, 1ms, 2ms};
-// More polls than a sample needs to come on any machine.
+// More polls than a sample needs to arrive, also on a slow machine.
 constexpr BaudSearch::Pace kManyPolls{60'000, 1ms, 2ms};
-// As many of them as are slept at the rates at which nothing can come.
+// Polls that really sleep at a wrong baud rate. No sample can arrive there, so the other polls of
+// that trial do not sleep.
 constexpr int kPollsOfNothing = 100;
 
 sim::DeviceOptions unitAt(std::uint32_t baud)
@@ -36,8 +37,8 @@ sim::DeviceOptions unitAt(std::uint32_t baud)
 
 } // namespace
 
-// The search without its window: a thread that takes samples as the window's worker does, and
-// trials a fiftieth as long.
+// Tests the search without a window. A separate thread takes samples, as the window's worker thread
+// does. Polls are 1 ms apart instead of 50 ms.
 class TestBaudSearch : public QObject
 {
     Q_OBJECT
@@ -90,7 +91,7 @@ private slots:
     {
         QFETCH(int, baud);
         const sim::RunningDevice unit(unitAt(static_cast<std::uint32_t>(baud)));
-        int polls = 0; // at the rate tried
+        int polls = 0; // at the current baud rate
         std::size_t tried = 0;
         const auto sleeper = [&](std::chrono::milliseconds duration) {
             if (std::exchange(tried, m_tried.size()) != m_tried.size())
@@ -112,8 +113,8 @@ private slots:
         QTRY_VERIFY(!unit.isOpenedByHost());
     }
 
-    // Polls and pauses, counted by what is called between them.
-    void pollsAsOftenAsItSays()
+    // Counts the event runs: one before each trial and one in each poll.
+    void runsEventsOncePerRateAndPoll()
     {
         sim::DeviceOptions silent = unitAt(921600);
         silent.faults.silent = true;
@@ -124,7 +125,7 @@ private slots:
         QCOMPARE(eventRuns, 5 * (1 + 40));
     }
 
-    // Forty polls, 50 ms apart, and 200 ms before the next rate.
+    // Forty polls 50 ms apart, then 200 ms before the next baud rate.
     void sleepsBetweenPollsAndAfterARejection()
     {
         sim::DeviceOptions silent = unitAt(921600);
@@ -142,10 +143,10 @@ private slots:
         QVERIFY(slept == expected);
     }
 
-    void cancelling_data()
+    void cancelEndsTheSearchAtOnce_data()
     {
-        QTest::addColumn<int>("eventRun"); // in which it is cancelled
-        QTest::addColumn<int>("sleeps");   // until then
+        QTest::addColumn<int>("eventRun"); // the event run that cancels
+        QTest::addColumn<int>("sleeps");   // sleeps before the cancellation
         QTest::addColumn<int>("opened");
         QTest::newRow("before the port is opened") << 1 << 0 << 0;
         QTest::newRow("in the first poll") << 2 << 1 << 1;
@@ -154,8 +155,9 @@ private slots:
         QTest::newRow("in a poll of the second rate") << 45 << 44 << 2;
     }
 
-    // No sleep, no rate and no opening comes after it, and the port is closed.
-    void cancelling()
+    // After a cancellation the search neither sleeps nor tries another baud rate nor opens the
+    // port, and the port is closed.
+    void cancelEndsTheSearchAtOnce()
     {
         QFETCH(int, eventRun);
         sim::DeviceOptions silent = unitAt(921600);
@@ -181,7 +183,7 @@ private slots:
         QTRY_VERIFY(!unit.isOpenedByHost());
     }
 
-    // A sample that came in the same poll is no reason to stay connected.
+    // A search that is cancelled disconnects, even if a sample arrived in the same poll.
     void cancellingWinsOverASample()
     {
         const sim::RunningDevice unit(unitAt(921600));
@@ -190,7 +192,7 @@ private slots:
         BaudSearch cancelled(
             *m_driver, m_sampleArrived,
             [&] {
-                if (++runs < 2) // the first comes before the port is opened
+                if (++runs < 2) // the first run comes before the port is opened
                     return;
                 QTRY_VERIFY(m_sampleArrived.isSet());
                 running->cancel();
@@ -201,7 +203,7 @@ private slots:
         QTRY_VERIFY(!unit.isOpenedByHost());
     }
 
-    void theUsersPace()
+    void defaultPace()
     {
         const BaudSearch::Pace pace;
         QCOMPARE(pace.polls, 40);
@@ -209,14 +211,15 @@ private slots:
         QCOMPARE(pace.pauseAfterRejection, 200ms);
     }
 
-    void anErrorOfThePortPasses()
+    void portErrorPropagates()
     {
         QVERIFY_EXCEPTION_THROWN(search("/dev/no-such-port"), boost::system::system_error);
     }
 
-    // Samples of the connection before, still in the driver, or already on their way when it was
-    // closed, are no sign of life at the first rate tried. Every round leaves some behind.
-    void neverTakesALeftSampleForASignOfLife()
+    // Samples of the previous connection can still be in the driver, or on their way when it was
+    // closed. They must not end the trial at the first baud rate. Every pass leaves some samples
+    // behind.
+    void leftoverSamplesDoNotEndATrial()
     {
         std::atomic<bool> stop{false};
         std::vector<std::thread> load;
@@ -227,10 +230,10 @@ private slots:
             });
 
         const sim::RunningDevice unit(unitAt(460800));
-        // At the wrong rate there is nothing to wait for; at the right one the first poll that
-        // sees a sample ends the trial.
+        // At the wrong baud rate no sample can arrive, so few short polls are enough. At the right
+        // one the first poll that finds a sample ends the trial.
         constexpr int kReconnects = 300;
-        constexpr int kEnough = 30; // connections that can leave samples behind
+        constexpr int kEnough = 30; // successful connections; only these can leave samples behind
         const QDeadlineTimer deadline(kPatience);
         int found = 0;
         int wrong = 0;

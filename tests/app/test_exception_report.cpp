@@ -26,13 +26,13 @@ private slots:
         QVERIFY(report(EACCES).startsWith(u"Unhandled error: open: Permission denied"_s));
     }
 
-    void tellsHowToGetPermission()
+    void explainsHowToGetPermission()
     {
         QVERIFY(report(EACCES).contains(u"dialout"_s));
         QVERIFY(report(EACCES).contains(u"udev"_s));
     }
 
-    void hintsFollowTheCause_data()
+    void hintMatchesTheError_data()
     {
         QTest::addColumn<int>("error");
         QTest::addColumn<QString>("hint");
@@ -41,7 +41,7 @@ private slots:
         QTest::newRow("port is taken") << EBUSY << u"in use by another program"_s;
     }
 
-    void hintsFollowTheCause()
+    void hintMatchesTheError()
     {
         QFETCH(int, error);
         QFETCH(QString, hint);

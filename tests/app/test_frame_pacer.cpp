@@ -18,7 +18,7 @@ class CountingWidget : public QWidget
 {
 public:
     int paints = 0;
-    int exposures = 0; // by the window system, each of which paints at once
+    int exposures = 0; // expose events of the window system; each paints at once
 
     bool eventFilter(QObject *, QEvent *event) override
     {
@@ -59,7 +59,7 @@ private slots:
         auto *layout = new QVBoxLayout(m_window);
         m_label = new QLabel(u"0"_s);
         m_label->setFixedWidth(
-            100); // a wider text must not resize the window, which paints at once
+            100); // a wider text must not resize the window, because a resize paints at once
         layout->addWidget(m_label);
         new FramePacer(m_window);
         m_window->show();
@@ -67,7 +67,7 @@ private slots:
         m_window->windowHandle()->installEventFilter(m_window);
     }
 
-    // However many changes: one frame in 17 ms, counted against the time that really passed.
+    // Any number of changes causes at most one frame in 17 ms, measured in elapsed real time.
     void changesShareFrames()
     {
         m_window->paints = 0;
@@ -83,7 +83,7 @@ private slots:
         QVERIFY(m_window->paints > 1);
     }
 
-    // The text itself is never held back, and the last one is painted without another change.
+    // The text of the label changes at once, and the last text is painted without another change.
     void theLastChangeIsPainted()
     {
         for (int i = 0; i < 3; ++i) {
@@ -97,11 +97,11 @@ private slots:
         QTRY_VERIFY(m_window->paints > 0);
         const int settled = m_window->paints;
         QTest::qWait(60);
-        QVERIFY(m_window->paints <= settled + 1 + m_window->exposures); // it does not go on
+        QVERIFY(m_window->paints <= settled + 1 + m_window->exposures); // painting stops
     }
 
-    // Every sample asks for a repaint, and a wider range for a new fit of the view as well.
-    void thePlotKeepsThePace()
+    // Every sample requests a repaint; a wider range also requests a new fit of the view.
+    void plotRepaintsAtMostOncePerFrame()
     {
         CountingWidget window;
         auto *layout = new QVBoxLayout(&window);
@@ -125,21 +125,21 @@ private slots:
         QVERIFY2(plot.paints <= frames, qPrintable(QString::number(plot.paints)));
         const int before = plot.paints;
         plotter.addRPY(0.0F, 0.0F, 0.0F);
-        QTRY_VERIFY(plot.paints > before); // the last sample is painted without another one
+        QTRY_VERIFY(plot.paints > before); // the last sample is painted without a further sample
     }
 
-    // However the clock runs while a request is looked at, the request is delivered in the end.
-    void timeThatPassesInBetweenLosesNoPaint_data()
+    // Each paint request is delivered, even if time passes between two readings of the clock.
+    void timeBetweenClockReadingsLosesNoPaint_data()
     {
         QTest::addColumn<qint64>("msPerReading");
         QTest::newRow("none") << qint64(0);
-        QTest::newRow("half a frame") << qint64(9); // a second reading falls into the next frame
+        QTest::newRow("half a frame") << qint64(9); // the second reading falls into the next frame
         QTest::newRow("nearly a frame") << qint64(16);
         QTest::newRow("a frame") << qint64(17);
         QTest::newRow("a second") << qint64(1000);
     }
 
-    void timeThatPassesInBetweenLosesNoPaint()
+    void timeBetweenClockReadingsLosesNoPaint()
     {
         QFETCH(qint64, msPerReading);
         qint64 nowMs = 0;

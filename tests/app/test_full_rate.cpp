@@ -1,6 +1,6 @@
-// All that a device can send, 1000 times a second, through the shown window: what the line carried
-// arrives in the driver, in the GUI thread and in the plot. VORNIX_FULL_RATE_SECONDS makes the
-// watch longer than the test suite can afford.
+// All blocks 1000 times a second, through the shown window. Every sample sent on the line arrives
+// in the driver, in the GUI thread and in the plot. VORNIX_FULL_RATE_SECONDS makes the run longer
+// than the default of the test suite.
 
 #include <cmath>
 #include <mutex>
@@ -67,8 +67,8 @@ class TestFullRate : public QObject
     imu *m_driver = nullptr;
 
     std::mutex m_mutex;
-    std::vector<RollPitchYaw> m_decoded; // by the reader thread, guarded by m_mutex
-    std::uint64_t m_delivered = 0;       // to the GUI thread
+    std::vector<RollPitchYaw> m_decoded; // appended by the reader thread; guarded by m_mutex
+    std::uint64_t m_delivered = 0;       // samples delivered to the GUI thread
 
     std::uint64_t decodedCount()
     {
@@ -76,8 +76,8 @@ class TestFullRate : public QObject
         return m_decoded.size();
     }
 
-    // Where the machine starved the reader until the port's queue was full, the packet that was cut
-    // off takes one that follows it along.
+    // If the machine starves the reader until the port's queue is full, a packet is cut off, and
+    // the packet after it can be lost with it.
     bool isAllDecoded()
     {
         const sim::LineCounters line = m_device.counters();
@@ -90,7 +90,7 @@ class TestFullRate : public QObject
         m_device.change([silent](sim::Device &device) { device.faults().silent = silent; });
     }
 
-    // Turns the pose as a user would, all the while.
+    // Drags the pose with the mouse during the whole time.
     void watch(int milliseconds)
     {
         auto *pose = m_window->findChild<QWidget *>(u"PoseWidget"_s);
@@ -127,7 +127,7 @@ private slots:
         const int milliseconds = watchSeconds() * 1000;
         watch(milliseconds / 2);
         const QString rate = m_window->findChild<QLabel *>(u"label_datarate"_s)->text();
-        silence(true); // memory is compared when nothing waits to be shown
+        silence(true); // memory is compared while no sample is waiting to be shown
         QTRY_COMPARE(m_delivered, decodedCount());
         const qint64 residentBefore = residentKib();
         silence(false);
@@ -136,7 +136,7 @@ private slots:
 
         silence(true);
         QTRY_VERIFY(isAllDecoded());
-        m_driver->disconnect(); // a last packet may have been on its way: now nothing more comes
+        m_driver->disconnect(); // a last packet may still be on its way; after this none arrives
         QTRY_COMPARE(m_delivered, decodedCount());
         const qint64 residentAfter = residentKib();
 
@@ -149,7 +149,7 @@ private slots:
         QVERIFY(residentAfter - residentBefore < 16 * 1024);
     }
 
-    // The curves end in the last samples, each of them and in order; unwrapping may have added
+    // The curves end with the last samples, all of them and in order. Unwrapping may have added
     // whole turns.
     void thePlotShowsTheLastOfThem()
     {

@@ -5,7 +5,7 @@
 
 using namespace Qt::StringLiterals;
 
-// With the program's own Turkish catalogue, and with Qt's as the system has it.
+// Uses the program's own Turkish catalogue and Qt's catalogue as installed on the system.
 class TestInterfaceTranslator : public QObject
 {
     Q_OBJECT
@@ -21,7 +21,7 @@ class TestInterfaceTranslator : public QObject
     }
 
 private slots:
-    void bothAreTranslated()
+    void ownAndQtTextsAreTranslated()
     {
         InterfaceTranslator translator;
         QVERIFY(translator.load(QString::fromLatin1(OWN_CATALOGUE)));
@@ -31,7 +31,7 @@ private slots:
         QCOMPARE(qts(translator), u"İptal"_s);
     }
 
-    void whatNeitherHasStaysAsItIs()
+    void unknownTextIsNotTranslated()
     {
         InterfaceTranslator translator;
         QVERIFY(translator.load(QString::fromLatin1(OWN_CATALOGUE)));
@@ -39,7 +39,7 @@ private slots:
         QVERIFY(translator.translate("MainWindow", "Hello").isNull());
     }
 
-    void withoutQtsCatalogueTheOwnRemains()
+    void withoutQtCatalogueOwnTextsAreTranslated()
     {
         const QTemporaryDir empty;
         InterfaceTranslator translator;
@@ -49,7 +49,7 @@ private slots:
         QVERIFY(qts(translator).isNull());
     }
 
-    void aLanguageThatQtLacksGivesUpTheOneBefore()
+    void unknownLanguageClearsQtTexts()
     {
         InterfaceTranslator translator;
         translator.loadQtTexts(u"tr"_s);

@@ -2,7 +2,7 @@
 
 using namespace app_test;
 
-// A unit at the first rate tried, so that nothing here takes long.
+// The device runs at the first baud rate tried, which keeps each search short.
 class TestMainWindowConnect : public QObject
 {
     Q_OBJECT
@@ -40,19 +40,19 @@ private slots:
         const float threshold = m_unit->inspect(
             [](const sim::Device &unit) { return unit.memory().working.zeroThreshold; });
         QCOMPARE(threshold, 0.02F);
-        // And nothing but: connecting asks the device for nothing else.
+        // Connecting sends no other command to the device.
         const auto commands = m_unit->receivedCommands();
         QCOMPARE(std::count(commands.begin(), commands.end(), kSetZeroThreshold),
                  static_cast<std::ptrdiff_t>(commands.size()));
     }
 
-    void thePanelFollows()
+    void panelShowsStreamedValues()
     {
         QTRY_VERIFY(m_fixture.label(u"label_quat"_s)->text() != u"None"_s);
         const QString first = m_fixture.label(u"label_quat"_s)->text();
         QTRY_VERIFY(m_fixture.label(u"label_quat"_s)->text() != first);
         QCOMPARE(first.count(u", "_s), 3);
-        // What the unit does not stream keeps its first text.
+        // Values that the device does not stream keep their first text.
         QCOMPARE(m_fixture.label(u"label_euler"_s)->text(), u"None"_s);
         QCOMPARE(m_fixture.label(u"label_pressure"_s)->text(), u"None"_s);
         QTRY_VERIFY(m_fixture.label(u"label_datarate"_s)->text() != u"Receiving 0 Hz"_s);
@@ -65,7 +65,7 @@ private slots:
         QTRY_COMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
     }
 
-    // The whole search runs again, on the port closed and opened again.
+    // The search closes the port, opens it again and runs completely.
     void connectingWhileConnected()
     {
         const auto before = thresholdsReceived();
@@ -74,7 +74,7 @@ private slots:
         QTRY_VERIFY(thresholdsReceived() > before);
     }
 
-    // The old port is closed: the driver opens no port while another is open.
+    // The old port must be closed, because the driver opens no port while another one is open.
     void connectingToAnotherPort()
     {
         sim::RunningDevice &other = m_bed.plug("ttyACM0", streamingAt(921600));
@@ -100,7 +100,7 @@ private slots:
         QVERIFY(m_fixture.label(u"label_quat"_s)->text() != u"None"_s);
     }
 
-    void andConnectingAgain()
+    void connectsAgainAfterDisconnecting()
     {
         m_fixture.connectTo(u"ttyUSB0"_s);
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));

@@ -12,7 +12,7 @@
 
 using namespace app_test;
 
-// Every dialog opened from the menus of a connected window.
+// Opens every dialog from the menus of a connected window.
 class TestMainWindowDialogs : public QObject
 {
     Q_OBJECT
@@ -27,7 +27,7 @@ class TestMainWindowDialogs : public QObject
             [](const sim::Device &unit) { return unit.memory().working.outputs; });
     }
 
-    // Triggers the action and, once a dialog of that class is up, looks at it and closes it.
+    // Triggers the action, runs a check on the dialog of that class once it is open, and closes it.
     template <class Dialog>
     void open(const char *actionName, const std::function<void(Dialog &)> &lookAndClose)
     {
@@ -61,14 +61,14 @@ private slots:
         QVERIFY(m_fixture.show());
     }
 
-    // They need no device.
+    // These two dialogs need no device.
     void aboutAndGuideBeforeConnecting()
     {
         open<AboutDialog>("actionAboutDialog");
         open<HelpDialog>("actionHelpDialog");
     }
 
-    void connectTheUnit()
+    void connectTheDevice()
     {
         m_fixture.scan();
         m_fixture.connectTo(u"ttyUSB0"_s);
@@ -91,7 +91,8 @@ private slots:
         });
     }
 
-    // The raw field is asked for while the dialog is open; its Close button ends that.
+    // The dialog switches the raw magnetic field on when it opens; its Close button switches it
+    // off.
     void calibrationRaisesTheMaskUntilClosed()
     {
         m_unit->clearReceivedCommands();
@@ -102,7 +103,7 @@ private slots:
                 QVERIFY(commands.size() >= 2);
                 const std::vector<unsigned char> getSettings{0x53, 0x43, 0x0C, 0x00, 0x0C, 0x07,
                                                              0x08, 0x09, 0x10, 0x11, 0x45, 0x00};
-                // The two filler bytes are those of the settings request before it.
+                // The two filler bytes come from the settings request before this command.
                 const std::vector<unsigned char> setOutputs{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x09,
                                                             0x04, 0x01, 0x10, 0x11, 0x3C, 0x00};
                 QCOMPARE(commands.front(), getSettings);
@@ -127,7 +128,7 @@ private slots:
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 921600));
     }
 
-    void thePointerIsBusyMeanwhile_data()
+    void pointerIsBusyUntilTheDialogOpens_data()
     {
         QTest::addColumn<QString>("action");
         QTest::newRow("device info") << u"actionShowDeviceInfo_2"_s;
@@ -135,8 +136,9 @@ private slots:
         QTest::newRow("calibration") << u"actionCalibration"_s;
     }
 
-    // In every wait for a device that answers nothing, and no longer than until the dialog is up.
-    void thePointerIsBusyMeanwhile()
+    // The busy pointer is on during every wait for a silent device, and off once the dialog is
+    // open.
+    void pointerIsBusyUntilTheDialogOpens()
     {
         QFETCH(QString, action);
         m_unit->change([](sim::Device &unit) { unit.faults().silent = true; });
@@ -161,7 +163,7 @@ private slots:
             [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); });
     }
 
-    void disconnectTheUnit() { m_fixture.disconnect(); }
+    void disconnectTheDevice() { m_fixture.disconnect(); }
 };
 
 VORNIX_TEST_MAIN(TestMainWindowDialogs, Application)

@@ -8,7 +8,7 @@
 
 using namespace app_test;
 
-// Ports that fail: in a search beside the status, outside it in a message box.
+// Port failures: during a search they are reported beside the status, otherwise in a message box.
 class TestMainWindowErrors : public QObject
 {
     Q_OBJECT
@@ -87,8 +87,8 @@ private slots:
         QCOMPARE(statusLabel()->accessibleDescription(), report);
     }
 
-    // Which such a port otherwise prevents: the status keeps naming it.
-    void disconnectLeavesThatState()
+    // Without Disconnect the status keeps naming the failed port.
+    void disconnectClearsTheReport()
     {
         m_fixture.disconnect();
         QCOMPARE(m_fixture.status(), u"Not connected"_s);

@@ -25,7 +25,7 @@
 
 using namespace Qt::StringLiterals;
 
-// What the window looks like and says before any device is connected.
+// Layout and texts of the window before any device is connected.
 class TestMainWindowForm : public QObject
 {
     Q_OBJECT
@@ -50,7 +50,7 @@ class TestMainWindowForm : public QObject
         return names;
     }
 
-    // The names of what a layout holds, in order.
+    // The object names of a layout's items, in order.
     static QStringList itemNames(const QLayout *layout)
     {
         QStringList names;
@@ -66,7 +66,7 @@ class TestMainWindowForm : public QObject
         return names;
     }
 
-    // Clicks away the message box that `open` is about to show, and keeps what it said.
+    // Closes the message box that `open` is about to show, and keeps its text.
     struct Box
     {
         bool seen = false;
@@ -105,7 +105,7 @@ private slots:
     void initTestCase()
     {
         m_window = new MainWindow;
-        // Not shown and no event run yet: the texts are the form's own.
+        // The window is not shown yet and no event has run, so these are the texts of the form.
         QCOMPARE(label(u"label_status"_s)->text(), u"Status: Not connected"_s);
         QCOMPARE(label(u"label_datarate"_s)->text(), u"Data Rate: 0 Hz"_s);
         QCOMPARE(m_window->size(), QSize(1172, 769));
@@ -296,7 +296,7 @@ private slots:
         QVERIFY(child<PoseGLWidget>(u"PoseWidget"_s));
     }
 
-    // Half of a screen 1600 pixels wide is enough, and captions stay whole.
+    // The window fits into half of a screen 1600 pixels wide without cut captions.
     void theWindowCanBeHalfAScreen()
     {
         label(u"label_quat"_s)->setText(u"-0.278731, -0.167198, -0.294698, -0.898614"_s);
@@ -318,7 +318,7 @@ private slots:
         m_window->resize(1172, 769);
     }
 
-    // In its first size the longest usual values are whole, too.
+    // In the window's first size the longest usual values also fit.
     void theFirstSizeShowsWholeValues()
     {
         const QString usual = u"-0.278731, -0.167198, -0.294698, -0.898614"_s;
@@ -341,7 +341,7 @@ private slots:
         QCOMPARE(explanations.size(), 7);
     }
 
-    // A click beside the values ends a selection there: something else takes the focus.
+    // A click beside the values ends a selection, because another widget takes the focus.
     void aClickBesideTheValuesTakesTheFocus()
     {
         m_window->activateWindow();
@@ -357,7 +357,7 @@ private slots:
         QVERIFY(!value->hasSelectedText());
     }
 
-    // --- What the constructor put together -----------------------------------------------------
+    // --- What the constructor creates ----------------------------------------------------------
 
     void driverAndPlotterBelongToTheWindow()
     {
@@ -366,8 +366,7 @@ private slots:
         QVERIFY(child<QGraphicsView>(u"graphicsView_rpy"_s)->scene());
     }
 
-    // In the order of construction, which QObject::children() keeps: form, driver, languages,
-    // plotter.
+    // QObject::children() keeps the order of construction: form, driver, languages, plotter.
     void startUpOrder()
     {
         const QObjectList children = m_window->children();
@@ -418,7 +417,7 @@ private slots:
 
     void withoutADeviceTheRateIsZero()
     {
-        int rates = 0; // counted on this thread
+        int rates = 0; // counted on the GUI thread
         QObject context;
         connect(m_window, &MainWindow::dataRateWrite, &context, [&] { ++rates; });
         label(u"label_status"_s)->setText(u"something"_s);
@@ -427,7 +426,8 @@ private slots:
         QTRY_VERIFY(rates >= 2);
     }
 
-    // --- Language without files ------------------------------------------------------------------
+    // --- Languages without translation files
+    // ------------------------------------------------------
 
     void withoutTranslationsTheTextsStayEnglish()
     {

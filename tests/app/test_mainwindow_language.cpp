@@ -30,8 +30,8 @@ public:
     }
 };
 
-// Filters the application, which gets one at each installation and removal of a translator; windows
-// get theirs from it, by post.
+// Filters the events of the application, which gets a LanguageChange event at each installation and
+// removal of a translator. The application posts the windows' own events.
 class TranslatorChanges : public QObject
 {
 public:
@@ -47,7 +47,7 @@ public:
 
 } // namespace
 
-// With a translation of its own, so that the test does not hang on the wording of the real one.
+// Uses a test translation, so that the test does not depend on the wording of the real one.
 class TestMainWindowLanguage : public QObject
 {
     Q_OBJECT
@@ -62,7 +62,7 @@ class TestMainWindowLanguage : public QObject
         return m_window->findChild<QLabel *>(label)->text();
     }
 
-    // What Qt writes on the button of a message box.
+    // Qt's text for the button of a message box.
     static QString buttonText() { return QCoreApplication::translate("QPlatformTheme", "OK"); }
 
     QString scanText() const { return m_window->findChild<QAction *>(u"actionScan"_s)->text(); }
@@ -72,7 +72,7 @@ class TestMainWindowLanguage : public QObject
         return QCoreApplication::applicationDirPath() + u"/languages/translate_tr.qm"_s;
     }
 
-    // Changes are posted: their end is when the window got one.
+    // Language changes are posted, so this waits until the window has received one.
     void choose(QAction *language)
     {
         const int before = m_changes.count;
@@ -146,7 +146,8 @@ private slots:
         QCOMPARE(buttonText(), u"OK"_s);
     }
 
-    // Two catalogues are one switch: a window gets the event that resets its labels once.
+    // The program's and Qt's catalogue change together: the window gets one event, which resets its
+    // labels once.
     void aSwitchIsOneEvent()
     {
         TranslatorChanges changes;
@@ -157,8 +158,8 @@ private slots:
         QCOMPARE(changes.count, 2);
     }
 
-    // A switch takes every text of the form back to its design, whatever stood there. Where the
-    // second of the rate ended meanwhile, two of them are not the form's any more: once again.
+    // A language switch sets every text of the form to its design value. If the worker reports the
+    // rate during the switch, two labels already hold new texts, so the switch is repeated.
     void aSwitchResetsTheLabels()
     {
         int rates = 0;
@@ -174,12 +175,13 @@ private slots:
         } while (rates > 0);
         QCOMPARE(text(u"label_quat"_s), u"Hiç (deneme)"_s);
         QCOMPARE(text(u"label_status"_s), u"Durum: (deneme)"_s);
-        QCOMPARE(text(u"label_datarate"_s), u"Data Rate: 0 Hz"_s); // a text without translation
+        QCOMPARE(text(u"label_datarate"_s), u"Data Rate: 0 Hz"_s); // this text has no translation
         QVERIFY(!m_window->findChild<QLabel *>(u"label_header_logo"_s)->pixmap().isNull());
     }
 
-    // Texts built in code, by either thread, follow the language from the next time they are built.
-    void messagesFollow()
+    // Texts built in code, by the GUI thread or the worker, are in the new language the next time
+    // they are built.
+    void textsBuiltInCodeFollowTheLanguage()
     {
         choose(m_turkish);
         QTRY_COMPARE(text(u"label_datarate"_s), u"Hız 0 Hz (deneme)"_s);
@@ -201,14 +203,15 @@ private slots:
     void withoutAReadableFileTheTextsAreEnglish_data()
     {
         QTest::addColumn<bool>("withFolder");
-        QTest::addColumn<QByteArray>("contents"); // of the file; null for none
+        QTest::addColumn<QByteArray>("contents"); // contents of the file; null for no file
         QTest::newRow("no file") << true << QByteArray();
         QTest::newRow("no folder") << false << QByteArray();
         QTest::newRow("an empty file") << true << QByteArray("");
         QTest::newRow("not a translation") << true << QByteArray("Merhaba!");
     }
 
-    // Silently; the menu follows the request. Last, as nothing brings the translation back.
+    // No message appears, and the menu shows the requested language. This test is the last, because
+    // the translation file stays removed.
     void withoutAReadableFileTheTextsAreEnglish()
     {
         QFETCH(bool, withFolder);

@@ -16,7 +16,7 @@
 using namespace Qt::StringLiterals;
 using namespace bytes;
 
-// From the bytes on the line to the texts in the panel.
+// From the bytes on the line to the texts in the panel of values.
 class TestMainWindowPanel : public QObject
 {
     Q_OBJECT
@@ -77,7 +77,7 @@ private slots:
             << u"3.40282e+38"_s;
     }
 
-    // One at a time, and no other label moves.
+    // Each block changes exactly one label.
     void eachBlockHasItsLabel()
     {
         QFETCH(QByteArray, block);
@@ -95,7 +95,8 @@ private slots:
         QCOMPARE(changed, 1);
     }
 
-    // Infinity is how the driver says "nothing new", so a device that sends it shows nothing.
+    // The driver uses infinity for "no new value", so an infinite pressure from the device is not
+    // shown.
     void infinitePressureIsNotShown()
     {
         QVERIFY(m_port.write(packet('D', code(3) + floats({1000}))));
@@ -107,18 +108,20 @@ private slots:
         QCOMPARE(text(u"label_pressure"_s), u"1000"_s);
     }
 
-    // Each of them counts once, also those that the panel never showed: of fifty that come together
-    // the worker takes a few. Other blocks do not count, and the count goes on over a reconnect.
+    // Each quaternion counts once, including those that the panel does not show: the worker takes
+    // only a few of fifty that arrive together. Other blocks do not count. The count continues over
+    // a reconnect.
     void theRateCountsQuaternions()
     {
         std::mutex mutex;
-        int shown = 0; // guarded by the mutex, like the next
+        int shown = 0; // guarded by the mutex, as is `rates`
         QStringList rates;
         QObject context;
-        // What earlier tests sent is counted by then.
+        // Waits until the samples of earlier tests have been counted.
         QSignalSpy earlier(m_window, &MainWindow::dataRateWrite);
         QTRY_VERIFY(earlier.size() >= 2);
-        // On the worker's thread, so that no rate waits for this one.
+        // Direct connection: the slots run on the worker thread, so no rate waits for the GUI
+        // thread.
         connect(
             m_window, &MainWindow::DataQuaternionWrite, &context,
             [&] {
@@ -148,7 +151,7 @@ private slots:
             driver->disconnect();
             driver->connect(m_port.path(), 921600, 8, 0, 1);
         }
-        // Two windows without a sample: the one before them had the last.
+        // Two rates of 0 in a row mean that an earlier rate counted the last sample.
         QTRY_VERIFY([&] {
             const std::lock_guard guard(mutex);
             const auto count = rates.size();
@@ -171,7 +174,7 @@ private slots:
     void otherBlocksDoNotCount()
     {
         QTRY_COMPARE(text(u"label_datarate"_s), u"Receiving 0 Hz"_s);
-        QStringList rates; // queued to this thread
+        QStringList rates; // delivered to the GUI thread
         QObject context;
         connect(m_window, &MainWindow::dataRateWrite, &context,
                 [&](const QString &rate) { rates.append(rate); });
@@ -189,7 +192,7 @@ private slots:
         QTRY_COMPARE(text(u"label_quat"_s), u"0, 1, 0, 0"_s);
         const QStringList before = values();
         m_window->findChild<QAction *>(u"actionDisconnect_4"_s)->trigger();
-        int rates = 0; // counted on this thread
+        int rates = 0; // counted on the GUI thread
         QObject context;
         connect(m_window, &MainWindow::dataRateWrite, &context, [&] { ++rates; });
         QTRY_VERIFY(rates >= 2);

@@ -2,8 +2,8 @@
 
 using namespace app_test;
 
-// The rates after the first, each behind some seconds of rejected trials; built into programs of
-// their own, RATES being what each of them looks for.
+// Finds a device at each baud rate after the first. Each takes some seconds of rejected trials, so
+// this file is built into several programs; VORNIX_TEST_RATES lists the baud rates of one program.
 class TestMainWindowRates : public QObject
 {
     Q_OBJECT

@@ -14,7 +14,7 @@ class TestMainWindowScan : public QObject
 private slots:
     void initTestCase()
     {
-        m_bed.plug("ttyS0"); // a line, but not one that USB adapters have
+        m_bed.plug("ttyS0"); // a serial port, but not one of a USB adapter
         QVERIFY(m_fixture.show());
     }
 
@@ -26,7 +26,7 @@ private slots:
         QVERIFY(!chooser.seen);
         QVERIFY(m_fixture.takeStatusHistory().contains(
             u"Please run Scan first, no ports available."_s));
-        // The once-a-second status takes its place.
+        // The status written once a second replaces this text.
         QTRY_COMPARE(m_fixture.status(), u"Not connected"_s);
     }
 
@@ -54,14 +54,14 @@ private slots:
         QVERIFY(!chooser.editable);
         QCOMPARE(chooser.parent, m_fixture.window());
 
-        QVERIFY(m_fixture.deviceActionsEnabled()); // as they were
+        QVERIFY(m_fixture.deviceActionsEnabled()); // unchanged
         QVERIFY(m_fixture.takeStatusHistory().contains(u"Connection cancelled"_s));
         QTRY_COMPARE(m_fixture.status(), u"Not connected"_s);
     }
 
-    // The program lives; the status goes on naming the port that failed, also when the rate comes
-    // in, because the search was left and not ended.
-    void aPortThatIsGone()
+    // The program keeps running. The status keeps naming the failed port, also after the next rate,
+    // because the exception left the search before its end.
+    void missingPortKeepsItsStatus()
     {
         m_fixture.scan();
         m_bed.unplug("ttyUSB0");
@@ -76,7 +76,7 @@ private slots:
         QVERIFY(m_fixture.deviceActionsEnabled());
     }
 
-    void andTheNextConnectionWorks()
+    void nextConnectionWorks()
     {
         m_bed.device("ttyACM0").change(
             [](sim::Device &unit) { unit.setSettings(streamingAt(921600).settings); });
@@ -84,7 +84,7 @@ private slots:
         QCOMPARE(m_fixture.status(), u"Scan complete: ttyACM0..."_s);
         m_fixture.connectTo(u"ttyACM0"_s);
         QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
-        // The status is the connection's again.
+        // The status shows the connection again.
         m_fixture.label(u"label_status"_s)->clear();
         QTRY_COMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
     }

@@ -4,7 +4,7 @@
 
 using namespace app_test;
 
-// Searches that do not go straight to their end.
+// Searches that are interrupted or redirected.
 class TestMainWindowSearch : public QObject
 {
     Q_OBJECT
@@ -18,8 +18,8 @@ class TestMainWindowSearch : public QObject
             [=](sim::Device &unit) { unit.setSettings(streamingAt(baud).settings); });
     }
 
-    // Connects to that port and acts as a user once, while it is open at the first rate. Returns
-    // when the search is over: false if there was nothing to act in.
+    // Connects to that port and calls the action once, while the port is open at the first baud
+    // rate. Returns when the search is over; false if the action was never called.
     bool connectAndDuringIt(const QString &port, const std::function<void()> &act)
     {
         bool acted = false;
@@ -96,7 +96,7 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(m_fixture.window()));
     }
 
-    // The first search never goes on: one that did would try the slower rates.
+    // The first search never continues; otherwise it would try the lower baud rates.
     void theLatestChoiceWins()
     {
         deviceAt(57600);
@@ -111,7 +111,7 @@ private slots:
         m_fixture.disconnect();
     }
 
-    // The port is open at the rate that the status names: samples arrive.
+    // The port is open at the baud rate that the status names: samples arrive.
     void theSamePortChosenAgain()
     {
         deviceAt(460800);
@@ -148,7 +148,7 @@ private slots:
         m_fixture.disconnect();
     }
 
-    // The old port is closed before the search begins, so a device dialog has nothing to ask.
+    // The old port is closed before the search begins, so a device dialog has no device to query.
     void duringASearchNothingIsConnected()
     {
         m_fixture.connectTo(u"ttyACM0"_s);
@@ -170,7 +170,7 @@ private slots:
         m_fixture.disconnect();
     }
 
-    // Everything but quaternions, at the first rate tried.
+    // All outputs except quaternions, at the first baud rate tried.
     void aDeviceWithoutQuaternionsIsNotFound()
     {
         m_bed.device("ttyUSB0").change([](sim::Device &unit) {
@@ -188,7 +188,7 @@ private slots:
         QCOMPARE(shown.filter(u"Trying"_s), expected);
         QVERIFY(shown.contains(u"Connection failed (no valid baud found)"_s));
         QVERIFY(m_fixture.deviceActionsDisabled());
-        // The panel showed what did come in, while the rate stayed at nothing.
+        // The panel showed the other values, while the rate stayed 0.
         QVERIFY(m_fixture.label(u"label_euler"_s)->text() != u"None"_s);
         QCOMPARE(m_fixture.label(u"label_datarate"_s)->text(), u"Receiving 0 Hz"_s);
         QVERIFY(!m_bed.device("ttyUSB0").isOpenedByHost());

@@ -12,7 +12,7 @@
 
 using namespace Qt::StringLiterals;
 
-// Keys pressed in the window, and in a dialog above it.
+// Keys pressed in the window and in a dialog above it.
 class TestMainWindowShortcuts : public QObject
 {
     Q_OBJECT
@@ -58,7 +58,7 @@ private slots:
         QFETCH(QKeyCombination, keys);
         action(u"actionOpenSettings"_s)->setEnabled(true);
         action(u"actionShowDeviceInfo_2"_s)->setEnabled(true);
-        // What the entries do opens windows: only whether they are chosen is of interest here.
+        // The entries would open windows, so the test only counts that they are triggered.
         int chosen = 0;
         QAction *entry = action(name);
         entry->disconnect();
@@ -101,7 +101,7 @@ private slots:
         }
     }
 
-    // Last: the window is closed. No menu has an entry for it.
+    // This test is the last, because it closes the window. No menu has an entry for this key.
     void ctrlQClosesTheWindow()
     {
         const auto actions = m_window->findChildren<QAction *>();

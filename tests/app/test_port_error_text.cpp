@@ -22,7 +22,7 @@ private slots:
         QVERIFY(text(EACCES).startsWith(u"The serial port failed:\nopen: Permission denied"_s));
     }
 
-    void hintsFollowTheCause_data()
+    void hintMatchesTheError_data()
     {
         QTest::addColumn<int>("error");
         QTest::addColumn<QStringList>("words");
@@ -34,8 +34,8 @@ private slots:
         QTest::newRow("pulled, no address") << ENXIO << QStringList{u"choose Disconnect"_s};
     }
 
-    // Below the error, apart from it by an empty line.
-    void hintsFollowTheCause()
+    // The hint follows the error after an empty line.
+    void hintMatchesTheError()
     {
         QFETCH(int, error);
         QFETCH(QStringList, words);

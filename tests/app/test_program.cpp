@@ -7,7 +7,7 @@
 
 using namespace Qt::StringLiterals;
 
-// The program itself, from outside.
+// Starts the built program as a process and tests it from outside.
 class TestProgram : public QObject
 {
     Q_OBJECT
@@ -30,8 +30,8 @@ private slots:
         }
     }
 
-    // Its worker thread never ends, which must not show: no abort, no message.
-    void closingTheWindowEndsIt()
+    // The worker thread never ends. Closing must still cause no abort and no message.
+    void closingTheWindowEndsTheProgram()
     {
         bool asked = false;
         QTRY_VERIFY(asked = asked || askToClose(m_program.processId()));
@@ -44,8 +44,9 @@ private slots:
         QVERIFY2(m_program.exitCode() == 0, said);
     }
 
-    // Where windows name no menu entry (X11), a dock compares their class with what the entry says.
-    void itsMenuEntryKnowsItsWindow()
+    // On X11 a window does not name its menu entry, so a dock compares the window class with
+    // StartupWMClass of the entry.
+    void menuEntryNamesTheWindowClass()
     {
         QByteArray seen;
         QTRY_VERIFY(!(seen = windowClass(m_program.processId())).isEmpty());

@@ -12,7 +12,7 @@
 
 #include <QTest>
 
-// Each case runs in a child process, whose end is what is looked at.
+// Each case runs in a child process; the test checks how that process ends.
 class TestQuietExit : public QObject
 {
     Q_OBJECT
@@ -33,7 +33,7 @@ class TestQuietExit : public QObject
         if (child == 0) {
             const rlimit noCore{0, 0};
             ::setrlimit(RLIMIT_CORE, &noCore);
-            // Past Qt Test's own handler, which would print a report.
+            // Replaces Qt Test's own handler, which would print a report.
             std::signal(SIGABRT, SIG_DFL);
             ::dup2(pipe[1], STDOUT_FILENO);
             std::set_terminate(std::abort);

@@ -1,4 +1,4 @@
-// What a developer is told who asks where samples get lost, and that nobody else is.
+// The statistics log, which shows a developer where samples get lost. It is off by default.
 
 #include <thread>
 
@@ -43,7 +43,7 @@ class TestStatistics : public QObject
 
 private slots:
     void areOffUnlessAskedFor();
-    void areToldOnceASecond();
+    void areLoggedOnceASecond();
     void countWhatOpeningDiscards();
 };
 
@@ -54,13 +54,13 @@ void TestStatistics::areOffUnlessAskedFor()
     QVERIFY(Statistics::isWanted());
 }
 
-void TestStatistics::areToldOnceASecond()
+void TestStatistics::areLoggedOnceASecond()
 {
     QLoggingCategory::setFilterRules(u"vornix.statistics=true"_s);
     const QtMessageHandler before = qInstallMessageHandler(hear);
     ScriptedDriver script;
     const Statistics statistics(script.driver, nullptr);
-    // As the reader does, from a thread of its own: the window's share of it is queued.
+    // Feeds from another thread, as the reader does; the delivery to the window's thread is queued.
     std::thread([&] {
         script.feed(kQuaternion + damaged(kQuaternion) + kEuler + kQuaternion);
     }).join();
@@ -74,7 +74,7 @@ void TestStatistics::areToldOnceASecond()
 void TestStatistics::countWhatOpeningDiscards()
 {
     PtyPort port;
-    const int host = ::open(port.path().c_str(), O_RDWR | O_NOCTTY); // keeps what is written
+    const int host = ::open(port.path().c_str(), O_RDWR | O_NOCTTY); // keeps written bytes
     QVERIFY(port.write(kQuaternion));
     QTRY_COMPARE(port.unreadByHost(), int(kQuaternion.size()));
     imu driver(nullptr);

@@ -14,7 +14,7 @@ class TestThreadPriority : public QObject
     Q_OBJECT
 
 private slots:
-    void onlyTheCallingThreadStepsBack()
+    void onlyTheCallingThreadLosesPriority()
     {
         const int before = getpriority(PRIO_PROCESS, 0);
         int nice = -1;

@@ -31,9 +31,9 @@ private slots:
         QVERIFY(flag.isSet());
     }
 
-    // A sampling thread that never rests must not be able to undo a clear() for good, nor to set
-    // a trial's flag with a ticket from before it.
-    void betweenTwoThreads()
+    // A sampling thread that runs without a pause must not undo a clear(), and must not set a
+    // trial's flag with a ticket of an earlier trial.
+    void clearHoldsAgainstAnotherThread()
     {
         TrialFlag flag;
         std::atomic<bool> stop{false};

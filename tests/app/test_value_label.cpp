@@ -17,7 +17,7 @@ const QString kWide = u"-0.707107, -0.707107, -0.707107, -0.707107"_s;
 
 } // namespace
 
-// A label in a window, with something else to click at.
+// A label in a window, and a second widget to click at.
 class TestValueLabel : public QObject
 {
     Q_OBJECT
@@ -28,7 +28,7 @@ class TestValueLabel : public QObject
 
     static QString copied() { return QGuiApplication::clipboard()->text(); }
 
-    // Over the first characters, as far as `end`.
+    // Drags over the first characters, up to `end`.
     void drag(int end)
     {
         const int y = m_label->height() / 2;
@@ -39,7 +39,7 @@ class TestValueLabel : public QObject
     }
     void drop() { QTest::mouseRelease(m_label, Qt::LeftButton, {}, {0, m_label->height() / 2}); }
 
-    // The menu that the right button opens.
+    // Opens the context menu with the right button.
     QMenu *openMenu()
     {
         QContextMenuEvent event(QContextMenuEvent::Mouse, {5, 5},
@@ -96,7 +96,7 @@ private slots:
         QCOMPARE(copied(), u"1, 2"_s);
         m_other->setFocus(Qt::MouseFocusReason);
         QVERIFY(!m_label->hasSelectedText());
-        QCOMPARE(m_label->text(), u"7, 8, 9"_s); // the newest, without waiting for the next
+        QCOMPARE(m_label->text(), u"7, 8, 9"_s); // the newest value
     }
 
     void aClickSelectsNothing()
@@ -118,7 +118,7 @@ private slots:
         QCOMPARE(m_label->text(), u"4, 5, 6"_s);
     }
 
-    void theSelectionIsSeen()
+    void selectionIsHighlighted()
     {
         m_label->setFocus();
         QTest::qWait(0);
@@ -131,7 +131,7 @@ private slots:
         QVERIFY(selected.pixelColor(selected.width() - 2, 2) != highlight);
     }
 
-    // The form sets its own text then.
+    // A language change sets the text of the form.
     void aLanguageChangeEndsTheSelection()
     {
         m_label->setFocus();
@@ -153,7 +153,7 @@ private slots:
         QVERIFY(m_label->hasFocus());
         QTest::keySequence(m_label, QKeySequence::Copy);
         QCOMPARE(copied(), u"1, 2, 3"_s);
-        m_label->showValue(u"4, 5, 6"_s); // nothing is selected by that
+        m_label->showValue(u"4, 5, 6"_s); // copying selects no text
         QCOMPARE(m_label->text(), u"4, 5, 6"_s);
     }
 
@@ -169,7 +169,7 @@ private slots:
         QCOMPARE(copied(), u"1, 2, 3"_s);
         QTRY_VERIFY(!menu);
         QVERIFY(!m_label->hasSelectedText());
-        QCOMPARE(m_label->text(), u"4, 5, 6"_s); // nothing was selected for the menu
+        QCOMPARE(m_label->text(), u"4, 5, 6"_s); // the menu selected no text
     }
 
     void theMenuSelectsAll()
@@ -182,7 +182,8 @@ private slots:
         QCOMPARE(m_label->selectedText(), u"1, 2, 3"_s);
     }
 
-    // --- Without space for the line --------------------------------------------------------------
+    // --- A line wider than the label
+    // --------------------------------------------------------------
 
     void anElidedLineHasTheWholeOneAsTooltip()
     {

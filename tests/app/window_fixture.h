@@ -22,11 +22,11 @@ namespace app_test {
 
 using namespace Qt::StringLiterals;
 
-// The one main window of a test program, driven by its actions and read by its labels.
+// The one main window of a test program. Tests trigger its actions and read its labels.
 class WindowFixture
 {
 public:
-    // What the port chooser offered.
+    // Contents of the port chooser.
     struct Chooser
     {
         bool seen = false;
@@ -71,9 +71,8 @@ public:
     void scan() const { action(u"actionScan"_s)->trigger(); }
     void disconnect() const { action(u"actionDisconnect_4"_s)->trigger(); }
 
-    // Chooses Connect as a user does, out of the event loop, where errors of the port end too, and
-    // answers the chooser with `port`; with an empty one it is cancelled. Returns when the attempt
-    // is over.
+    // Chooses Connect as a user does: from the event loop, which also handles port errors. Selects
+    // `port` in the chooser; cancels it if `port` is empty. Returns when the attempt is over.
     Chooser connectTo(const QString &port)
     {
         Chooser chooser;
@@ -116,7 +115,7 @@ public:
         return chooser;
     }
 
-    // Chooses Connect and that port while a search runs, from the events that run during it.
+    // Chooses Connect and that port while a search runs, during its event processing.
     void chooseAnotherPort(const QString &port) const
     {
         QTimer watcher;
@@ -130,8 +129,8 @@ public:
         action(u"actionConnect_2"_s)->trigger();
     }
 
-    // Returns after the worker has reported two more rates: whatever the first one finds is settled
-    // with the second.
+    // Returns after the worker has reported two more rates. Effects of the first report are
+    // complete at the second.
     bool waitForTwoRates() const
     {
         int rates = 0;
@@ -140,14 +139,14 @@ public:
         return QTest::qWaitFor([&] { return rates >= 2; }, kPatienceMs);
     }
 
-    // Keeps what the status shows now. It is also looked at every two milliseconds, but the
-    // once-a-second status may be quicker.
+    // Records the current status. A timer also records it every 2 ms, but the once-a-second status
+    // can change it before the next tick.
     void noteStatus()
     {
         if (m_history.isEmpty() || m_history.last() != status())
             m_history.append(status());
     }
-    // Every text the status showed since the last call, without repetitions.
+    // Every status text since the last call, without consecutive repetitions.
     QStringList takeStatusHistory()
     {
         noteStatus();
@@ -155,12 +154,12 @@ public:
     }
 
 private:
-    MainWindow *m_window = nullptr; // never destroyed: that ends the process
+    MainWindow *m_window = nullptr; // never destroyed, because its destructor ends the process
     QTimer m_recorder;
     QStringList m_history;
 };
 
-// A unit that streams orientation at this speed.
+// A device that streams quaternions at this baud rate.
 inline sim::DeviceOptions streamingAt(std::uint32_t baud, std::uint16_t rateHz = 100)
 {
     sim::DeviceOptions options;
@@ -170,7 +169,7 @@ inline sim::DeviceOptions streamingAt(std::uint32_t baud, std::uint16_t rateHz =
     return options;
 }
 
-// SET of the zero threshold to 0.02, as it stands on the line.
+// SET of the zero threshold to 0.02, as sent on the line.
 inline const std::vector<unsigned char> kSetZeroThreshold{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x17,
                                                           0x0A, 0xD7, 0xA3, 0x3C, 0xE4, 0x01};
 
