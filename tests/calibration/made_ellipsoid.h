@@ -1,6 +1,6 @@
 #pragma once
 
-// Ellipsoids of known shape and readings on them, the same for the same seed.
+// Ellipsoids of known shape and readings on them. The same seed gives the same data.
 
 #include "calibration/ellipsoid_fit.h"
 
@@ -10,7 +10,7 @@
 
 #include <Eigen/Dense>
 
-// Half axes along the columns of `rotation`, around `centre`.
+// Half axes along the columns of `rotation`, centred at `centre`.
 struct MadeEllipsoid
 {
     Eigen::Vector3d halfAxes = Eigen::Vector3d::Ones();
@@ -48,7 +48,8 @@ public:
         return Eigen::Quaterniond(parts.normalized()).toRotationMatrix();
     }
 
-    // Half axes within 0.7 to 1.3 times the size, off the origin by up to 0.6 times the size.
+    // Random half axes within 0.7 to 1.3 times the size; the centre is up to 0.6 times the size
+    // from the origin.
     MadeEllipsoid ellipsoid(double size = 1)
     {
         const auto axis = [&] { return size * uniform(0.7, 1.3); };

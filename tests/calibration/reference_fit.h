@@ -1,6 +1,6 @@
 #pragma once
 
-// The fit's answer found in double precision by other means than the fit's own.
+// Reference for the fit, in double precision and by other methods than the fit's own.
 
 #include "calibration/ellipsoid_fit.h"
 
@@ -87,7 +87,7 @@ private:
     Eigen::MatrixX3d m_points;
 };
 
-// The same minimum as the fit looks for, from an unrelated start: the mean and the mean radius.
+// Finds the same minimum as the fit from an unrelated start: the mean and the mean radius.
 inline Fit leastSquares(const ellipsoid::Samples &samples)
 {
     const Eigen::MatrixX3d p = asRows(samples);

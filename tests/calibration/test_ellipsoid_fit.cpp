@@ -16,7 +16,7 @@ namespace {
 
 constexpr float kFlat = 999999.9f;
 
-// Against a shape and centre of any size: relative to the shape's norm, and to the half axes.
+// Errors relative to the size: of the shape to its norm, of the centre to the half axes.
 double shapeError(const Eigen::Matrix3f &shape, const Eigen::Matrix3d &truth)
 {
     return (shape.cast<double>() - truth).norm() / truth.norm();
@@ -104,8 +104,8 @@ private slots:
     void stopsWithTheFirstSmallStep();
     void keepsTheStepThatEndsTheSearch();
     void fifteenIterationsWhenNoStepIsSmall();
-    void notANumberComesThrough_data();
-    void notANumberComesThrough();
+    void nanAndInfinityGiveNan_data();
+    void nanAndInfinityGiveNan();
 
     void randomEllipsoidsBecomeTheUnitSphere();
     void orderOfSamplesDoesNotMatter();
@@ -135,8 +135,8 @@ void TestEllipsoidFit::exactReadingsGiveTheTruth_data()
     QTest::newRow("rotated, large") << MadeEllipsoid{{40, 50, 60}, tilted, {20, -10, 5}} << 200;
 }
 
-// Readings are rounded to float themselves, so the answer is good to some 1e-6 of the size, times
-// how far off the origin the ellipsoid lies; 9 readings for 9 unknowns allow ten times less.
+// Float rounding of the readings limits the accuracy to about 1e-6 of the size, times the distance
+// of the ellipsoid from the origin. With 9 readings for 9 unknowns the bound is wider.
 void TestEllipsoidFit::exactReadingsGiveTheTruth()
 {
     QFETCH(MadeEllipsoid, made);
@@ -171,8 +171,9 @@ void TestEllipsoidFit::noisyReadingsGiveTheLeastSquaresAnswer_data()
     }
 }
 
-// Two distances: to the same minimum found in double, which is float rounding, and to the truth,
-// which is the noise and shrinks with the root of the count.
+// Two distances. The one to the least-squares minimum found in double precision comes from float
+// rounding. The one to the true ellipsoid comes from noise and shrinks with the square root of the
+// count.
 void TestEllipsoidFit::noisyReadingsGiveTheLeastSquaresAnswer()
 {
     QFETCH(int, count);
@@ -190,7 +191,7 @@ void TestEllipsoidFit::noisyReadingsGiveTheLeastSquaresAnswer()
         QVERIFY2(centreError(fit.centre, best.centre, size) < 1e-5,
                  qPrintable(QString::number(centreError(fit.centre, best.centre, size))));
         if (count < 100)
-            continue; // so few may happen to leave a side of the ellipsoid unseen
+            continue; // so few samples can miss one side of the ellipsoid
         const double allowed = 12 * noise / std::sqrt(count) + 10 * noise * noise;
         QVERIFY2(shapeError(fit.shape, made.shape()) < 2 * allowed,
                  qPrintable(QString::number(shapeError(fit.shape, made.shape()) / allowed)));
@@ -235,7 +236,8 @@ void TestEllipsoidFit::oneSample()
     QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() * 1000.0f).norm() < 1e-3f);
 }
 
-// The empty axis keeps its stiffness and centre exactly: nothing in the readings speaks of it.
+// The axis without extent keeps its first stiffness and centre exactly, because the readings
+// contain no information about it.
 void TestEllipsoidFit::samplesInAnAlignedPlane()
 {
     Samples ring;
@@ -281,10 +283,8 @@ void TestEllipsoidFit::flatSetsStayFinite()
     QVERIFY(fit.iterations >= 1 && fit.iterations <= 15);
 }
 
-// Two samples so close that the ridge outweighs them: each iteration adds less than 1 to the first
-// guess, 999999.9 below a half range of 0.001 and 1 / r^2 above.
-// A set that is flat but tilted leaves the normal equations singular but for the ridge, and the
-// steps may run away. Nothing to promise but an end.
+// A flat but tilted set leaves the normal equations singular apart from the ridge, and the steps
+// may diverge. The fit only guarantees that it ends.
 void TestEllipsoidFit::tiltedFlatSetsEnd()
 {
     Samples line;
@@ -301,6 +301,8 @@ void TestEllipsoidFit::tiltedFlatSetsEnd()
     }
 }
 
+// Two samples so close that the ridge outweighs them: each iteration adds less than 1 to the first
+// guess, which is 999999.9 below a half range of 0.001 and 1 / r^2 above it.
 void TestEllipsoidFit::halfRangeBelowAThousandthIsFlat()
 {
     const auto stiffnessAlongZ = [](float halfRange) {
@@ -322,8 +324,9 @@ void TestEllipsoidFit::boundaryOfAFlatAxis_data()
     QTest::newRow("just above: not flat") << above << 1.0f / (above * above);
 }
 
-// To the last bit, which QCOMPARE would forgive. At the boundary itself the inverse square rounds
-// to the stiffness of a flat axis, so that there the two cannot be told apart; beside it they can.
+// Compares to the last bit, because QCOMPARE has a tolerance. At the boundary itself the inverse
+// square rounds to the stiffness of a flat axis, so the two cases are equal there; just below and
+// above they differ.
 void TestEllipsoidFit::boundaryOfAFlatAxis()
 {
     QFETCH(float, halfRange);
@@ -353,15 +356,16 @@ void TestEllipsoidFit::stopsWithTheFirstSmallStep()
     QCOMPARE(ellipsoid::fit(samples).iterations, iterations);
     if (samples.size() < 9)
         return;
-    // The count expected is that of double arithmetic, with room for float on both sides.
+    // The expected count is that of double arithmetic. The bounds leave a margin for float on both
+    // sides.
     const auto lengths = stepLengths(samples, iterations);
     QVERIFY2(lengths.back() < 3e-7, qPrintable(QString::number(lengths.back())));
     for (std::size_t i = 0; i + 1 < lengths.size(); ++i)
         QVERIFY2(lengths[i] > 3e-6, qPrintable(QString::number(lengths[i])));
 }
 
-// Two samples on one side lie 3e-7 outside the first guess: the only step is as small as that, and
-// is taken.
+// Two samples on one side lie 3e-7 outside the first guess. The only step is that small, and the
+// fit applies it.
 void TestEllipsoidFit::keepsTheStepThatEndsTheSearch()
 {
     Samples samples = octahedron(1);
@@ -372,21 +376,21 @@ void TestEllipsoidFit::keepsTheStepThatEndsTheSearch()
     QVERIFY(fit.centre.x() != 0.0f);
 }
 
-// Around 50 a float cannot move by a millionth: the search goes on to its end.
+// Near 50 a float cannot change by a millionth, so no step counts as small and all iterations run.
 void TestEllipsoidFit::fifteenIterationsWhenNoStepIsSmall()
 {
     const MadeEllipsoid made{{40, 50, 60}, about({1, 1, 1}, 40), {300, -200, 100}};
     QCOMPARE(ellipsoid::fit(Maker(5).samples(made, 1000, 0.25)).iterations, 15);
 }
 
-void TestEllipsoidFit::notANumberComesThrough_data()
+void TestEllipsoidFit::nanAndInfinityGiveNan_data()
 {
     QTest::addColumn<float>("value");
     QTest::newRow("not a number") << std::numeric_limits<float>::quiet_NaN();
     QTest::newRow("infinite") << std::numeric_limits<float>::infinity();
 }
 
-void TestEllipsoidFit::notANumberComesThrough()
+void TestEllipsoidFit::nanAndInfinityGiveNan()
 {
     QFETCH(float, value);
     Samples samples = Maker(6).samples({}, 50);
@@ -400,8 +404,8 @@ void TestEllipsoidFit::notANumberComesThrough()
         QVERIFY(std::isnan(correction.corrected(sample).norm()));
 }
 
-// 200 ellipsoids, each met with noise of 0 or half a percent of its size. The noise is felt along
-// each axis in proportion to that axis's stiffness (0.7 to 1.3), hence the bounds of the spread.
+// 200 ellipsoids, each sampled with noise of 0 and of 0.5 % of its size. Noise along each axis
+// scales with that axis's stiffness (0.7 to 1.3), which sets the bounds of the spread.
 void TestEllipsoidFit::randomEllipsoidsBecomeTheUnitSphere()
 {
     constexpr double kNoise = 0.005;
@@ -466,7 +470,7 @@ void TestEllipsoidFit::shapeThatHasNoFactorIsShiftedOnce()
     const Eigen::Matrix3f u = correctionFor(nothing).matrix;
     QVERIFY((u - Eigen::Matrix3f::Identity() * 0.001f).norm() < 1e-9f);
 
-    // Beyond the help of the shift: still a result, upper triangular.
+    // One shift is not enough here. The result is still upper triangular.
     const ellipsoid::Fit saddle{Eigen::Vector3f(1, -1, 1).asDiagonal(), {0, 0, 0}, 1};
     const Eigen::Matrix3f rest = correctionFor(saddle).matrix;
     QVERIFY(std::abs(rest(0, 0) - 1) < 1e-5f);

@@ -1,4 +1,5 @@
-// When a fit means something: the deviation alone is as small where many ellipsoids fit.
+// When a fit determines an ellipsoid. The deviation alone is not enough: it is also small where
+// many ellipsoids fit.
 
 #include "calibration/fit_judgement.h"
 
@@ -31,7 +32,7 @@ Sample toSample(const Eigen::Vector3d &point)
     return {reading.x(), reading.y(), reading.z()};
 }
 
-// A device that is turned about one axis: readings on a circle of radius 25.
+// Readings of a device that turns about one axis only: a circle of radius 25.
 Samples ring(double noise, const Eigen::Matrix3d &rotation = Eigen::Matrix3d::Identity())
 {
     Maker maker(1);
@@ -45,7 +46,7 @@ Samples ring(double noise, const Eigen::Matrix3d &rotation = Eigen::Matrix3d::Id
     return samples;
 }
 
-// Directions within so many degrees of one, on a sphere of radius 48.
+// Readings within the given angle in degrees around one direction, on a sphere of radius 48.
 Samples cap(double degrees, double noise)
 {
     Maker maker(1);
@@ -62,7 +63,8 @@ Samples cap(double degrees, double noise)
     return samples;
 }
 
-// The fewest that do: the corners of a sphere, and one between each two of its axes.
+// The minimum of nine samples: the six ends of the axes of a sphere, and one point between each two
+// axes.
 Samples nine()
 {
     return {{51, 2, 3},  {-49, 2, 3}, {1, 52, 3},  {1, -48, 3}, {1, 2, 53},
@@ -107,7 +109,7 @@ Samples line()
     return samples;
 }
 
-// What the dialog does.
+// The same steps as in the dialog.
 Judgement judgementOn(const Samples &samples)
 {
     const Fit result = fit(samples);
@@ -183,7 +185,8 @@ void TestFitJudgement::judgesSamples()
     QCOMPARE(static_cast<int>(judgementOn(samples)), static_cast<int>(judgement));
 }
 
-// Noise decides which surface the fit ends at, and rounding with it: any judgement but one.
+// Noise and rounding decide at which surface the fit ends, so any judgement except Determined is
+// right.
 void TestFitJudgement::fewDirectionsAreNeverEnough_data()
 {
     QTest::addColumn<Samples>("samples");
@@ -234,7 +237,7 @@ void TestFitJudgement::judgesFigures()
              static_cast<int>(judgement));
 }
 
-// Why there is a judgement besides the word.
+// The deviation's word is "Good" for these fits, which is why a judgement exists besides it.
 void TestFitJudgement::meaninglessFitsAreGoodByTheirDeviation()
 {
     for (const Samples &samples : {Samples(36, Sample{12, -7, 40}), ring(0)}) {

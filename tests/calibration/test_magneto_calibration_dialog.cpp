@@ -1,4 +1,4 @@
-// The dialog and the simulated device at the two ends of a pty.
+// The dialog and a simulated device, connected by a pty.
 
 #include "calibration/magneto_calibration_dialog.h"
 #include "calibration/magnetoglwidget.h"
@@ -30,7 +30,7 @@ namespace {
 constexpr unsigned short kMaskBefore = 0x0044; // quaternion and calibrated field
 constexpr unsigned short kMaskWhileOpen = 0x0144;
 
-constexpr int kAttempts = 102; // for each block of stored points
+constexpr int kAttempts = 102; // attempts to read one block of stored points
 
 const QString kTooFew = u"Do not apply: fewer than 9 samples do not determine an ellipsoid."_s;
 const QString kNotFinite =
@@ -77,15 +77,15 @@ private slots:
     void showsACloudFromTheTwentyFirstSample();
     void stopShowsTheFit();
     void startForgetsTheSamplesBefore();
-    void warnsOnceOfAFitThatMeansNothing_data();
-    void warnsOnceOfAFitThatMeansNothing();
+    void warnsOnceAboutAMeaninglessFit_data();
+    void warnsOnceAboutAMeaninglessFit();
 
     void asksForStoredBlocks_data();
     void asksForStoredBlocks();
     void loadSilencesTheDevice();
     void loadFitsStoredPoints();
     void loadLeavesOutABlockThatFails();
-    void loadDropsWhatIsNotAPoint();
+    void loadDropsIncompletePoints();
     void loadIsRefusedWhileCollecting();
 
     void appliesTheIdentityAtFirst();
@@ -118,9 +118,11 @@ private:
         QTest::mouseClick(find<QPushButton>(button), Qt::LeftButton);
     }
 
-    // Some commands have gone unheard, and more will: no need to wait for an answer.
+    // Whether the device has ignored some commands and will ignore more, so that waiting for an
+    // answer is useless.
     bool isTalkingToDeafEars() const;
-    // A reading as if it had come in just now; the device itself sends none with kMaskBefore.
+    // Injects a reading as if the device had sent it; with kMaskBefore the device sends none
+    // itself.
     void feed(const ellipsoid::Sample &reading);
     void setMask(unsigned short mask);
     sim::Settings working()
@@ -129,7 +131,7 @@ private:
     }
     void store(std::vector<unsigned char> bytes);
     void storePoints(const ellipsoid::Samples &points);
-    // The commands with this code at this place, in order.
+    // The received commands that have this code at this byte offset, in order.
     std::vector<Packet> commands(unsigned char code, std::size_t at = 4);
 
     boost::shared_ptr<imu> m_driver;
@@ -204,7 +206,7 @@ void TestMagnetoCalibrationDialog::storePoints(const ellipsoid::Samples &points)
     m_device->change([&](sim::Device &d) { d.calibrationStore().setPoints(points); });
 }
 
-// A command that repeats the one before it is left out: how often a waiting driver asks again
+// Leaves out a command that repeats the one before it: how often a waiting driver repeats a command
 // depends on the machine's speed.
 std::vector<Packet> TestMagnetoCalibrationDialog::commands(unsigned char code, std::size_t at)
 {
@@ -217,7 +219,7 @@ std::vector<Packet> TestMagnetoCalibrationDialog::commands(unsigned char code, s
     return found;
 }
 
-// Opening commands nothing and asks nothing: the window that opened it has switched the output on.
+// Opening sends no command, because the calling window has already switched the output on.
 void TestMagnetoCalibrationDialog::opens()
 {
     QSignalSpy ticks(timer(), &QTimer::timeout);
@@ -258,7 +260,7 @@ void TestMagnetoCalibrationDialog::takesEachReadingOnce()
 {
     timer()->stop();
     feed({1, 2, 3});
-    m_dialog->updateMagData(); // not collecting: left alone
+    m_dialog->updateMagData(); // not collecting, so the reading is not taken
     click(u"push_start_calib"_s);
     m_dialog->updateMagData();
     m_dialog->updateMagData();
@@ -352,7 +354,7 @@ void TestMagnetoCalibrationDialog::startForgetsTheSamplesBefore()
     QCOMPARE(log().last(), u"No samples collected!"_s);
 }
 
-void TestMagnetoCalibrationDialog::warnsOnceOfAFitThatMeansNothing_data()
+void TestMagnetoCalibrationDialog::warnsOnceAboutAMeaninglessFit_data()
 {
     QTest::addColumn<ellipsoid::Samples>("samples");
     QTest::addColumn<QString>("word");
@@ -370,8 +372,8 @@ void TestMagnetoCalibrationDialog::warnsOnceOfAFitThatMeansNothing_data()
     QTest::newRow("a hyperboloid") << waist << u"Bad"_s << kNotAnEllipsoid;
 }
 
-// The word stays what it is, and a line below it says what it is worth.
-void TestMagnetoCalibrationDialog::warnsOnceOfAFitThatMeansNothing()
+// The quality word stays the same; a log line below it warns that the fit is meaningless.
+void TestMagnetoCalibrationDialog::warnsOnceAboutAMeaninglessFit()
 {
     QFETCH(ellipsoid::Samples, samples);
     QFETCH(QString, word);
@@ -431,7 +433,7 @@ void TestMagnetoCalibrationDialog::asksForStoredBlocks()
     QCOMPARE(size == 0, written.size() == 1);
 }
 
-// The order matters: silence before the first question, the mask back after the last.
+// The order matters: outputs off before the first request, mask restored after the last.
 void TestMagnetoCalibrationDialog::loadSilencesTheDevice()
 {
     setMask(0x0107);
@@ -469,14 +471,14 @@ void TestMagnetoCalibrationDialog::loadFitsStoredPoints()
     for (const QVector3D &point : view()->correctedSamples())
         QVERIFY(std::abs(point.length() - 1) < 1e-4F);
 
-    // Fewer points afterwards: the cloud is taken away.
+    // With fewer points the view clears the cloud.
     storePoints(Maker(1).samples(someEllipsoid(), 18));
     click(u"pushButton"_s);
     QVERIFY(view()->correctedSamples().empty());
     QVERIFY2(log().last().contains(u"N=18, "_s), qPrintable(log().last()));
 }
 
-// The device hears none of the attempts for the first block.
+// The device ignores all attempts for the first block.
 void TestMagnetoCalibrationDialog::loadLeavesOutABlockThatFails()
 {
     storePoints(Maker(1).samples(someEllipsoid(), 30));
@@ -490,9 +492,9 @@ void TestMagnetoCalibrationDialog::loadLeavesOutABlockThatFails()
     QCOMPARE(log().count(u" Read failed"_s), 1);
 }
 
-// 80 bytes are asked for as (0, 48): twelve floats, of which the driver takes ten: three points and
-// a rest. Fewer than twelve floats are nothing.
-void TestMagnetoCalibrationDialog::loadDropsWhatIsNotAPoint()
+// 80 bytes are requested as (0, 48), twelve floats. The driver uses ten of them: three points and
+// one spare float, which is dropped. With fewer than twelve floats the read fails.
+void TestMagnetoCalibrationDialog::loadDropsIncompletePoints()
 {
     Packet bytes(80);
     for (std::size_t i = 0; i < 12; ++i)
@@ -531,7 +533,7 @@ void TestMagnetoCalibrationDialog::appliesTheIdentityAtFirst()
                           0,    0,   0,    0,    0,  0,  0x80, 0x3F, 0, 0, 0,    0,    //
                           0,    0,   0,    0,    0,  0,  0,    0,    0, 0, 0x80, 0x3F, //
                           0xD9, 0x03};
-    // The driver repeats itself until it has heard the echo.
+    // The driver repeats the command until the echo arrives.
     const auto sent = m_device->receivedCommands();
     QVERIFY(!sent.empty());
     QCOMPARE(sent, std::vector<Packet>(sent.size(), expected));
@@ -549,7 +551,7 @@ void TestMagnetoCalibrationDialog::applySendsNothingThatIsNotFinite_data()
     QTest::newRow("too large to be squared") << 1e25F;
 }
 
-// The echo of such a figure never equals it, so that the driver would repeat itself for ever.
+// The echo of such a value never compares equal, so the driver would repeat the command forever.
 void TestMagnetoCalibrationDialog::applySendsNothingThatIsNotFinite()
 {
     QFETCH(float, reading);
@@ -586,7 +588,7 @@ void TestMagnetoCalibrationDialog::applyFailsWithoutConnection()
     QVERIFY(!save()->isEnabled());
 }
 
-// The cable is pulled: every write throws, and the dialog says so in its own words.
+// The cable is pulled: every write throws, and the dialog shows its own message.
 void TestMagnetoCalibrationDialog::applyFailsOnABrokenPort()
 {
     click(u"push_apply_calib"_s);
@@ -621,16 +623,16 @@ void TestMagnetoCalibrationDialog::escapeAndTitleBarLeaveTheMask()
     QTest::keyClick(m_dialog.get(), Qt::Key_Escape);
     QVERIFY(!m_dialog->isVisible());
     m_dialog->show();
-    QVERIFY(m_dialog->close()); // what the title bar's button does
+    QVERIFY(m_dialog->close()); // same path as the title bar's close button
     QVERIFY(m_device->receivedCommands().empty());
     QCOMPARE(working().outputs, kMaskWhileOpen);
 }
 
-// The whole way, with the device's own noisy readings: collect while it tumbles, apply, save.
+// The complete procedure with the device's noisy readings: collect while it tumbles, apply, save.
 void TestMagnetoCalibrationDialog::calibratesADevice()
 {
     setMask(kMaskWhileOpen);
-    timer()->setInterval(15); // 200 ms would take a minute for this many
+    timer()->setInterval(15); // at 200 ms so many readings take a minute
     click(u"push_start_calib"_s);
     QTRY_VERIFY_WITH_TIMEOUT(view()->correctedSamples().size() >= 300, 5 * kPatienceMs);
     click(u"push_stop_calib"_s);
@@ -650,10 +652,10 @@ void TestMagnetoCalibrationDialog::calibratesADevice()
              find<QLineEdit>(u"biasXLineEdit"_s)->text());
     QCOMPARE(QString::number(static_cast<double>(1 / applied.matrix[4]), 'g', 6),
              find<QLineEdit>(u"scaleYLineEdit"_s)->text());
-    // Column by column of an upper triangle: zeros below the diagonal.
+    // The matrix is sent column by column and is upper triangular: zeros below the diagonal.
     QVERIFY(applied.matrix[1] == 0.0F && applied.matrix[2] == 0.0F && applied.matrix[5] == 0.0F);
     QVERIFY(applied.matrix[3] != 0.0F && applied.matrix[6] != 0.0F && applied.matrix[7] != 0.0F);
-    // The log tells it row by row: U01 is the second entry, the fourth that is sent.
+    // The log shows the matrix row by row: U01 is its second entry, and the fourth one sent.
     QVERIFY2(log().last().contains(
                  u"L = [%1, %2, "_s.arg(static_cast<double>(applied.matrix[0]), 0, 'E', 4)
                      .arg(static_cast<double>(applied.matrix[3]), 0, 'E', 4)),

@@ -1,5 +1,4 @@
-// The dialog as a window of its own: places, texts, accessibility, and what it does without a
-// device.
+// The dialog without a device: layout, texts, accessibility and behaviour.
 
 #include "calibration/magneto_calibration_dialog.h"
 #include "calibration/magnetoglwidget.h"
@@ -26,7 +25,7 @@ using namespace Qt::StringLiterals;
 
 namespace {
 
-// Puts every text of the dialog into brackets.
+// A translator that puts every text of the dialog into brackets.
 class Bracketer : public QTranslator
 {
 public:
@@ -72,7 +71,7 @@ private slots:
     void metricsFillThePanel();
     void metricsOfNothingLeaveThePanel();
     void qualityWords();
-    void fitIsThatOfTheLibrary();
+    void fitMatchesTheLibrary();
 
 private:
     template <typename Widget>
@@ -276,7 +275,8 @@ void TestMagnetoCalibrationForm::followsTheLanguage()
     QTRY_COMPARE(find<QPushButton>(u"push_close"_s)->text(), u"Close"_s);
 }
 
-// The base class keeps the default button's focus and the window's activation by these events.
+// QDialog uses these events to keep the default button's focus and the window's activation, so the
+// dialog must pass them on.
 void TestMagnetoCalibrationForm::otherChangesReachTheBase()
 {
     m_dialog->setWindowTitle(u"kept"_s);
@@ -322,7 +322,7 @@ void TestMagnetoCalibrationForm::escapeClosesToo()
     QVERIFY(!m_dialog->isVisible());
 }
 
-// Enter would start a calibration, and the samples collected so far would be gone.
+// Enter must not start a calibration, because that would discard the samples collected so far.
 void TestMagnetoCalibrationForm::enterPressesNothing()
 {
     QCOMPARE(dialog_test::pressedByEnter(*m_dialog), QStringList());
@@ -385,7 +385,7 @@ void TestMagnetoCalibrationForm::qualityWords()
     QCOMPARE(MagnetoCalibrationDialog::qualityLabel(NAN), u"Bad"_s);
 }
 
-void TestMagnetoCalibrationForm::fitIsThatOfTheLibrary()
+void TestMagnetoCalibrationForm::fitMatchesTheLibrary()
 {
     Eigen::Vector3f centre(9, 9, 9);
     const Eigen::Matrix3f shape = MagnetoCalibrationDialog::fitEllipsoidGN(

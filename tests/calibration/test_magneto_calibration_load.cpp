@@ -1,4 +1,5 @@
-// While the dialog waits for the device: what it shows, what it still does, and how it is left.
+// The dialog while it waits for the device: what it shows, which actions stay available, how it
+// closes.
 
 #include "calibration/magneto_calibration_dialog.h"
 
@@ -62,7 +63,7 @@ private:
     QPlainTextEdit *pane() { return m_dialog->findChild<QPlainTextEdit *>(u"plainTextEdit"_s); }
     QStringList log() { return pane()->toPlainText().split(u'\n', Qt::SkipEmptyParts); }
     void click(const QString &name) { QTest::mouseClick(button(name), Qt::LeftButton); }
-    // Once, in the middle of a download, when the log has come to the line.
+    // Calls act() once, in the middle of a download, when the log contains the line.
     void atLine(const QString &line, const std::function<void()> &act);
 
     boost::shared_ptr<imu> m_driver;
@@ -129,8 +130,8 @@ void TestMagnetoCalibrationLoad::closingEndsADownload_data()
         [](QDialog &) { QVERIFY(askToClose(QCoreApplication::applicationPid())); });
 }
 
-// The device reports 4 GB: a month of blocks. It has sent its outputs again when the dialog is
-// gone.
+// The device reports 4 GB, which takes a month to download. After the dialog has closed, the device
+// sends its outputs again.
 void TestMagnetoCalibrationLoad::closingEndsADownload()
 {
     QFETCH(std::function<void(QDialog &)>, close);
@@ -207,7 +208,7 @@ void TestMagnetoCalibrationLoad::showsThatItIsBusy_data()
     QTest::newRow("close") << u"push_close"_s << 9;
 }
 
-// The first command goes unheard, so that the driver waits for it in any case.
+// The device ignores the first command, so the driver always waits at least once.
 void TestMagnetoCalibrationLoad::showsThatItIsBusy()
 {
     QFETCH(QString, name);

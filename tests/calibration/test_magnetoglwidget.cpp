@@ -16,8 +16,8 @@ namespace {
 constexpr QSize kSize(600, 400);
 constexpr QRect kLegend(0, 40, 200, 30);
 
-// Where the camera's first position shows a point of the world: eye 3 away from the origin and 20
-// degrees up the X axis, Y to the right, 40 degrees from top to bottom.
+// Where the camera's first position shows a world point: the eye is 3 away from the origin, 20
+// degrees above the X axis; Y points to the right; the vertical field of view is 40 degrees.
 QPointF onScreen(double x, double y, double z)
 {
     const double pitch = 20 * M_PI / 180;
@@ -47,7 +47,7 @@ bool isBlue(QRgb rgb)
     return qRed(rgb) < 60 && qGreen(rgb) < 60 && qBlue(rgb) > 200;
 }
 
-// The smallest rectangle that holds all pixels of a kind.
+// The smallest rectangle that contains all pixels that match.
 template <typename Kind>
 QRect extent(const QImage &image, QRect within, Kind kind)
 {
@@ -61,8 +61,8 @@ QRect extent(const QImage &image, QRect within, Kind kind)
     return found;
 }
 
-// Every point of 17 rings, 10 degrees of latitude apart, of 36 straight pieces each. The rings at
-// the poles have no extent and leave no pixel.
+// All points of 17 rings, 10 degrees of latitude apart, each of 36 straight segments. The rings at
+// the poles have no extent and draw no pixel.
 std::vector<QPointF> ringPoints()
 {
     std::vector<QPointF> points;
@@ -113,7 +113,7 @@ private slots:
     void ringsOfTheSphere();
     void rawPointsAreRedAndCorrectedBlue();
     void pointsAreEightPixelsWide();
-    void pointsHugTheSphere();
+    void unitPointsLieOnTheRings();
     void legend();
     void legendIsTranslated();
     void cameraIsTheSharedOne();
@@ -179,7 +179,7 @@ void TestMagnetoGLWidget::ownSetsMayBePassed()
     QCOMPARE(m_view->correctedSamples(), raw);
 }
 
-// The repaint comes by itself: the window's picture changes, not only one asked for.
+// The widget repaints without a request: the picture of the window changes, not only a grabbed one.
 void TestMagnetoGLWidget::newSetsAreShown()
 {
     QSignalSpy frames(m_view.get(), &QOpenGLWidget::frameSwapped);
@@ -187,8 +187,8 @@ void TestMagnetoGLWidget::newSetsAreShown()
     QTRY_VERIFY(!frames.isEmpty());
 }
 
-// Both ways: a white pixel at every point of every ring, and no white pixel away from them, such
-// as a meridian would be.
+// Checks both directions: a white pixel at every point of every ring, and no white pixel elsewhere,
+// such as a meridian would draw.
 void TestMagnetoGLWidget::ringsOfTheSphere()
 {
     const QImage image = picture();
@@ -243,8 +243,8 @@ void TestMagnetoGLWidget::pointsAreEightPixelsWide()
     QCOMPARE(extent(image, below, isBlue).size(), QSize(8, 8));
 }
 
-// Points of length 1 fall on the outermost ring pixels: on the equator's ends left and right.
-void TestMagnetoGLWidget::pointsHugTheSphere()
+// Points of length 1 lie on the outermost ring pixels, at the left and right end of the equator.
+void TestMagnetoGLWidget::unitPointsLieOnTheRings()
 {
     m_view->setSamples({}, {{0, 1, 0}, {0, -1, 0}, {1, 0, 0}, {0, 0, 1}});
     for (const auto &[x, y, z] :

@@ -20,9 +20,9 @@ private slots:
     void meanAndDeviationOfLengths();
     void correctionIsApplied();
     void exactReadingsAreGood();
-    void roundingBelowZeroIsNoDeviation();
+    void roundedVarianceIsNeverNegative();
     void sumsAreKeptInDouble();
-    void notANumberShowsInTheMean();
+    void nanShowsInTheMean();
     void verdict_data();
     void verdict();
 };
@@ -34,8 +34,8 @@ void TestQualityMetrics::noSamples()
     QVERIFY(std::isnan(metrics.deviation));
 }
 
-// Lengths 1, 2, 3 and 6: mean 3, mean square 12.5, variance 3.5. Divided by the count, not by one
-// less.
+// Lengths 1, 2, 3 and 6: mean 3, mean square 12.5, variance 3.5. The divisor is the count, not the
+// count minus one.
 void TestQualityMetrics::meanAndDeviationOfLengths()
 {
     const Samples samples{{1, 0, 0}, {0, -2, 0}, {2, 2, 1}, {0, 0, 6}};
@@ -67,9 +67,9 @@ void TestQualityMetrics::exactReadingsAreGood()
     QCOMPARE(ellipsoid::verdictOn(metrics.deviation), Verdict::Good);
 }
 
-// The same length often enough that the sums round: among so many lengths some variance comes out
-// below zero, and each must give exactly 0 or a trace above.
-void TestQualityMetrics::roundingBelowZeroIsNoDeviation()
+// The same length many times, so that the sums round. For some of these lengths the variance comes
+// out below zero. Each must give exactly 0 or a value slightly above 0.
+void TestQualityMetrics::roundedVarianceIsNeverNegative()
 {
     int below = 0;
     for (int i = 1; i <= 200; ++i) {
@@ -92,7 +92,7 @@ void TestQualityMetrics::roundingBelowZeroIsNoDeviation()
     QVERIFY(below > 0);
 }
 
-// A hundred thousand readings: in single precision the sums would be off in the fourth digit.
+// A hundred thousand readings: in single precision the sums would be wrong in the fourth digit.
 void TestQualityMetrics::sumsAreKeptInDouble()
 {
     Samples samples(100000, {1.1f, 0, 0});
@@ -103,8 +103,8 @@ void TestQualityMetrics::sumsAreKeptInDouble()
     QVERIFY(std::abs(metrics.deviation - 0.1f) < 1e-6f);
 }
 
-// A variance that is not a number is not above zero, so the deviation is 0: the mean tells.
-void TestQualityMetrics::notANumberShowsInTheMean()
+// A NaN variance is not above zero, so the deviation is 0; the mean shows the NaN.
+void TestQualityMetrics::nanShowsInTheMean()
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const auto metrics = ellipsoid::qualityMetrics({{1, 0, 0}, {nan, 0, 0}}, {});

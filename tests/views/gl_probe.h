@@ -7,7 +7,7 @@
 
 #include "views/orbit_camera.h"
 
-// Where the camera shows a point of the world, in pixels of an image of this size.
+// Position in pixels at which the camera shows a world point, in an image of this size.
 inline QPointF onImage(const OrbitCamera &camera, QSize size, QVector3D point)
 {
     QMatrix4x4 matrix = camera.projection() * camera.viewRotation();
@@ -24,7 +24,7 @@ inline bool isNearColor(QRgb actual, QRgb expected)
            std::abs(qBlue(actual) - qBlue(expected)) <= 3;
 }
 
-// Whether a pixel at or right beside this place has the colour.
+// Whether the pixel at this position or one next to it has the colour.
 inline bool hasColorAt(const QImage &image, QPointF place, QRgb color)
 {
     const int centreX = static_cast<int>(std::floor(place.x()));

@@ -7,7 +7,7 @@
 #include <QGraphicsScene>
 #include <QGraphicsSimpleTextItem>
 
-// The plot's scene taken apart as anyone could who only sees its items.
+// The parts of the plot's scene, found only through its graphics items.
 struct PlotScene
 {
     QGraphicsPathItem *minorGrid = nullptr;
@@ -20,7 +20,7 @@ struct PlotScene
     QGraphicsSimpleTextItem *labels[3] = {};
     QGraphicsSimpleTextItem *values[3] = {};
 
-    // Relies on the order in which the items were added and on nothing else.
+    // Relies only on the order in which the items were added.
     static PlotScene of(const QGraphicsScene &scene)
     {
         QList<QGraphicsItem *> top;

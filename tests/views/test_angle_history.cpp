@@ -74,20 +74,22 @@ private slots:
         QCOMPARE(samplesOf(history, 1), (QList<float>{30.0F, 40.0F, 50.0F}));
     }
 
-    // While filling, the last slot still holds 0: a value is not compared with the one before it.
-    void neighbourWhileFillingIsZero()
+    // While the history fills, its last slot still holds 0, so a value is unwrapped against 0 and
+    // not against the value before it.
+    void fillingUnwrapsAgainstZero()
     {
         AngleHistory history(3);
         history.append({170.0F, 0.0F, 0.0F});
         QCOMPARE(history.append({-170.0F, 0.0F, 0.0F})[0], -170.0F);
-        // The last slot is written by the sample that fills it, still against 0 ...
+        // The sample that fills the history writes the last slot; it is itself still unwrapped
+        // against 0.
         QCOMPARE(history.append({190.0F, 0.0F, 0.0F})[0], -170.0F);
-        // ... and from then on holds the previous sample.
+        // After that the last slot holds the previous sample.
         QCOMPARE(history.append({170.0F, 0.0F, 0.0F})[0], -190.0F);
         QCOMPARE(history.append({-175.0F, 0.0F, 0.0F})[0], -175.0F);
     }
 
-    void eachSeriesHasItsOwnNeighbour()
+    void eachSeriesUnwrapsAgainstItself()
     {
         AngleHistory history(1);
         history.append({179.0F, -179.0F, 0.0F});
@@ -111,7 +113,7 @@ private slots:
         QCOMPARE(history.largestMagnitude(10.0F), 75.5F);
     }
 
-    void resizeAndClearForget()
+    void resizeAndClearDropSamples()
     {
         AngleHistory history(2);
         history.append({170.0F, 0.0F, 0.0F});
@@ -119,7 +121,7 @@ private slots:
         history.clear();
         QCOMPARE(history.count(), 0);
         QCOMPARE(history.capacity(), 2);
-        QCOMPARE(history.append({-179.0F, 0.0F, 0.0F})[0], -179.0F); // against 0 again
+        QCOMPARE(history.append({-179.0F, 0.0F, 0.0F})[0], -179.0F); // unwrapped against 0 again
 
         history.resize(5);
         QCOMPARE(history.count(), 0);

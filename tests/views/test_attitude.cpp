@@ -71,7 +71,8 @@ private slots:
                                   << 0.0;
         QTest::newRow("pitch -30")
             << 0.0F << -0.2588190451F << 0.0F << 0.9659258263F << 0.0 << -30.0 << 0.0;
-        // Roll, pitch and yaw all at once: a swapped component or order shows.
+        // Turns about all three axes at once, so that a swapped component or order changes the
+        // result.
         QTest::newRow("10, 20, 30") << 0.0381345765F << 0.1893079218F << 0.2392983377F
                                     << 0.9515485246F << 10.0 << 20.0 << 30.0;
     }
@@ -92,7 +93,7 @@ private slots:
                       yaw, 2e-5);
     }
 
-    void everyAttitudeComesBack()
+    void quaternionGivesItsAngles()
     {
         for (int roll = -175; roll <= 175; roll += 25) {
             for (int pitch = -80; pitch <= 80; pitch += 20) {
@@ -106,7 +107,7 @@ private slots:
         }
     }
 
-    // w y - x z is exactly +-0.5 for these, and no digit is lost on the way to the angle.
+    // w y - x z is exactly +-0.5 for these quaternions, and the angle loses no digit.
     void straightUpAndDownAreExact()
     {
         QCOMPARE(rollPitchYaw(0.5F, 0.5F, -0.5F, 0.5F).pitchDeg, 90.0F);
@@ -116,8 +117,8 @@ private slots:
         QCOMPARE(rollPitchYaw(1.0F, 1.0F, -1.0F, 1.0F).pitchDeg, 90.0F);
     }
 
-    // Normalising rounds; where that carries the sine past 1 the pitch is not a number, and the
-    // other two angles are.
+    // Normalising rounds. Where rounding makes the sine greater than 1, the pitch is NaN and the
+    // other two angles are valid.
     void roundingPastOneGivesNoPitch()
     {
         int upwards = 0;
@@ -137,7 +138,7 @@ private slots:
         QVERIFY(downwards > 0);
     }
 
-    void notANumberStaysOne()
+    void nanStaysNan()
     {
         const RollPitchYaw angles = rollPitchYaw(NAN, 0.0F, 0.0F, 1.0F);
         QVERIFY(std::isnan(angles.rollDeg));

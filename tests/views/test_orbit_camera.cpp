@@ -38,7 +38,7 @@ private slots:
         camera.setViewport(300, 200);
         QCOMPARE(camera.aspect(), 1.5F);
         const QMatrix4x4 projection = camera.projection();
-        const float *m = projection.constData(); // column by column
+        const float *m = projection.constData(); // column-major
         const float expected[16] = {2.7474775F / 1.5F, 0,  0, 0, 0,          2.7474775F, 0, 0, 0, 0,
                                     -1.0002F,          -1, 0, 0, -0.020002F, 0};
         for (int i = 0; i < 16; ++i)
@@ -102,7 +102,8 @@ private slots:
         QVERIFY(near(camera.viewRotation().row(0).toVector3D(), {0.0F, 1.0F, 0.0F}));
     }
 
-    // The axes are crossed on purpose, and the step grows with the distance.
+    // Horizontal drags move the target along Y and vertical drags along X, on purpose. The step
+    // grows with the distance.
     void pans()
     {
         OrbitCamera camera;
@@ -113,7 +114,7 @@ private slots:
         QVERIFY(near(camera.eye(), {2.6690779F, -0.075F, 1.0260604F}));
         QVERIFY(near(camera.viewRotation().row(2).toVector3D(), {0.9396926F, 0.0F, 0.3420201F}));
 
-        camera.orbit(-257, 0); // the yaw makes no difference
+        camera.orbit(-257, 0); // panning does not depend on the yaw
         camera.zoom(-120 * 100);
         QCOMPARE(camera.distance(), 30.0F);
         camera.pan(0, -20);
@@ -147,7 +148,7 @@ private slots:
         QCOMPARE(camera.distance(), 0.5F);
     }
 
-    // The viewport is no part of the view: the window keeps its size.
+    // reset() keeps the viewport, because the window keeps its size.
     void resetReturnsToTheFirstView()
     {
         OrbitCamera camera;

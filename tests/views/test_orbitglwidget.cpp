@@ -126,7 +126,8 @@ private slots:
         QCOMPARE(unseen.camera().distance(), 2.7F);
     }
 
-    // A core profile would draw nothing: the widget must not inherit one from the default.
+    // A core profile draws nothing here, so the widget must not inherit one from the default
+    // format.
     void asksForTheFixedPipeline()
     {
         const QSurfaceFormat standard = QSurfaceFormat::defaultFormat();
@@ -160,7 +161,7 @@ private slots:
         QCOMPARE(m_view->viewport[3], 300);
     }
 
-    void noHeightIsNoDivisionByZero()
+    void zeroHeightIsSafe()
     {
         m_view->makeCurrent();
         m_view->resizeGL(400, 0);
@@ -200,7 +201,7 @@ private slots:
         for (const float t : {-0.5F, -0.1F, 0.0F, 0.3F, 0.7F}) {
             QVERIFY(isLit(image, {t, 0.25F, 0}, kGridColor));
             QVERIFY(isLit(image, {0.25F, t, 0}, kGridColor));
-            // The middle of a square is empty.
+            // The middle of a grid square is empty.
             const QPointF middle = onImage(m_view->camera(), image.size(), {t + 0.05F, 0.25F, 0});
             QVERIFY(isNearColor(image.pixel(middle.toPoint()), kClearColor));
         }
@@ -219,7 +220,7 @@ private slots:
         QCOMPARE(m_view->camera().yawDeg(), -3.5F);
         QCOMPARE(m_view->camera().pitchDeg(), 27.0F);
         QVERIFY(paintsAgain());
-        m_view->move({105, 120}, Qt::LeftButton); // from the last position, not from the press
+        m_view->move({105, 120}, Qt::LeftButton); // relative to the last position, not to the press
         QCOMPARE(m_view->camera().yawDeg(), -1.75F);
         QCOMPARE(m_view->camera().target(), QVector3D());
     }
@@ -243,9 +244,9 @@ private slots:
 
     void otherMovesOnlyMoveTheLastPosition()
     {
-        m_view->setMouseTracking(true); // or moves without a button would not come at all
+        m_view->setMouseTracking(true); // without tracking, moves without a button do not arrive
         m_view->press({100, 100});
-        // The window system may ask for a paint at any time, but not each time.
+        // The window system may request a paint at any time, but not after each event.
         bool paints = true;
         for (int attempt = 0; attempt < 20 && paints; ++attempt) {
             const int before = m_view->paints;
@@ -315,7 +316,7 @@ private slots:
     void arrowsOrbit_data()
     {
         QTest::addColumn<Qt::Key>("key");
-        QTest::addColumn<QPoint>("drag"); // that turns the camera as far
+        QTest::addColumn<QPoint>("drag"); // mouse drag that turns the camera by the same angle
         QTest::newRow("left") << Qt::Key_Left << QPoint(-10, 0);
         QTest::newRow("right") << Qt::Key_Right << QPoint(10, 0);
         QTest::newRow("up") << Qt::Key_Up << QPoint(0, -10);
@@ -333,7 +334,7 @@ private slots:
         QCOMPARE(m_view->camera().yawDeg(), dragged.camera().yawDeg());
         QCOMPARE(m_view->camera().pitchDeg(), dragged.camera().pitchDeg());
         QVERIFY(paintsAgain());
-        QTest::keyClick(m_view.get(), key, Qt::KeypadModifier); // as on the keypad
+        QTest::keyClick(m_view.get(), key, Qt::KeypadModifier); // with the keypad modifier
         QVERIFY(m_view->camera().yawDeg() != dragged.camera().yawDeg() ||
                 m_view->camera().pitchDeg() != dragged.camera().pitchDeg());
     }
@@ -360,7 +361,7 @@ private slots:
         QCOMPARE(m_view->camera().distance(), 3.0F);
     }
 
-    void homeIsTheFirstView()
+    void homeRestoresTheFirstView()
     {
         m_view->press({100, 100});
         m_view->move({140, 70}, Qt::LeftButton);
@@ -375,8 +376,9 @@ private slots:
         QVERIFY(paintsAgain());
     }
 
-    // A shortcut of the window keeps its keys, and every other key goes on to the parent.
-    void otherKeysGoOn()
+    // Keys with a modifier stay free for the window's shortcuts. Every other unused key goes to the
+    // parent.
+    void unusedKeysReachTheParent()
     {
         const auto isTaken = [this](int key, Qt::KeyboardModifiers modifiers) {
             QKeyEvent event(QEvent::KeyPress, key, modifiers);
@@ -410,7 +412,8 @@ private slots:
         QTest::keyClick(button, Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), view);
         QTest::keyClick(view, Qt::Key_Left);
-        QCOMPARE(window.focusWidget(), view); // the arrows turn the view and do not leave it
+        QCOMPARE(window.focusWidget(),
+                 view); // the arrow keys turn the view and do not move the focus
         QCOMPARE(view->camera().yawDeg(), 3.5F);
         QTest::keyClick(view, Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), button);

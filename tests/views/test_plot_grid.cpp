@@ -12,7 +12,7 @@ struct Lines
     QList<qreal> horizontal; // y of each
 };
 
-// Takes a grid path apart; every line has to span the whole range.
+// Splits a grid path into its lines. Every line must span the whole range.
 Lines linesOf(const QPainterPath &path, const PlotRange &range)
 {
     Lines lines;
@@ -85,7 +85,7 @@ private slots:
         const PlotGrid grid = plotGrid(range);
         QCOMPARE(linesOf(grid.major, range).vertical, (QList<qreal>{0}));
         QVERIFY(linesOf(grid.minor, range).vertical.isEmpty());
-        // The edges of the range are lines, too.
+        // The edges of the range are lines as well.
         QCOMPARE(linesOf(grid.minor, range).horizontal, (QList<qreal>{-10, 10}));
     }
 
@@ -105,8 +105,8 @@ private slots:
         QCOMPARE((PlotRange{1, -10.0F, 10.0F}.rect()), QRectF(0, -10, 1, 20));
     }
 
-    // A device gone mad must not hang the window.
-    void absurdRangesEnd()
+    // Extreme values from a faulty device must not block the window.
+    void extremeRangesEnd()
     {
         for (const float reach : {1e8F, 3e9F, 1e30F, std::numeric_limits<float>::infinity(),
                                   std::numeric_limits<float>::quiet_NaN()}) {

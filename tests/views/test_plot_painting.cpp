@@ -39,7 +39,7 @@ QTransform fitting(const QRectF &sceneRect)
         .translate(-sceneRect.left(), -sceneRect.top());
 }
 
-// What Qt paints for the same path when nobody helps, with a pen as wide in the widget's pixels.
+// Reference: Qt's own painting of the same path, with a pen as wide in the widget's pixels.
 void paintPlainly(QPainter &painter, const QGraphicsPathItem &item)
 {
     QPen pen = item.pen();
@@ -81,7 +81,7 @@ private slots:
         QTest::addColumn<double>("ratio");
         QTest::addColumn<int>("samples");
         QTest::addColumn<int>("history");
-        // Few samples, far apart: strips without a vertex of their own.
+        // Few samples, far apart: some strips contain no vertex.
         QTest::newRow("10 in 10") << 1.0 << 10 << 10;
         QTest::newRow("20 in 20") << 1.0 << 20 << 20;
         for (const double ratio : {1.0, 1.25, 1.5, 2.0}) {
@@ -119,7 +119,7 @@ private slots:
         }
     }
 
-    // A clip of the painter's own stays in force, and so does everything else it was set to.
+    // The painter keeps its own clip and all its other settings.
     void stripsLeaveThePainterAsItWas()
     {
         QImage image = canvas(1.0);
@@ -137,7 +137,7 @@ private slots:
         QCOMPARE(image.pixel(100, 150), kBackground);
     }
 
-    void stripsAreForRasterPaintersOnly()
+    void stripsNeedASuitablePainter()
     {
         QImage image = canvas(1.0);
         QPainter painter(&image);
@@ -153,7 +153,8 @@ private slots:
         QVERIFY(!canPaintInStrips(painter));
     }
 
-    // The whole window content, once drawn line by line and once with the kept picture of the grid.
+    // Compares the whole window content drawn line by line with the content drawn from the cached
+    // grid picture.
     void gridPictureIsTheSamePixels()
     {
         QGraphicsView view;
@@ -168,7 +169,7 @@ private slots:
         QCOMPARE(differentPixels(lines, kept), 0);
         QVERIFY(pixelsOf(lines, kBackground) < 450 * 300 * 9 / 10);
 
-        // A picture of another grid, size or background must not linger.
+        // A cached picture must not be used for another grid, size or background.
         plotter.addRPY(0.0F, 0.0F, 900.0F);
         const QImage otherRange = view.grab().toImage();
         QVERIFY(differentPixels(lines, otherRange) > 1000);
@@ -180,7 +181,7 @@ private slots:
         QCOMPARE(differentPixels(green, view.grab().toImage()), 0);
     }
 
-    void hiddenGridsStayApart()
+    void gridPictureFollowsHiddenGrids()
     {
         QGraphicsView view;
         view.resize(450, 300);
@@ -205,8 +206,8 @@ private slots:
         QCOMPARE(pixelsOf(minorOnly, major), pixelsOf(none, major));
     }
 
-    // Colour and direction of each curve, seen on the view itself: larger angles lie lower.
-    void curvesAreWhereTheirAnglesAre()
+    // Checks colour and direction of each curve on the view. Larger angles are lower.
+    void curvesAreDrawnAtTheirAngles()
     {
         QGraphicsView view;
         view.resize(450, 300);
@@ -218,7 +219,8 @@ private slots:
         QVERIFY(QTest::qWaitForWindowExposed(&view));
         plotter.addRPY(90.0F, -90.0F, 45.0F);
         const QImage image = view.grab().toImage();
-        // The line is two pixels wide, antialiased: one of three neighbours is all its colour.
+        // The line is two pixels wide and antialiased, so at least one of three adjacent pixels has
+        // its full colour.
         const auto isAt = [&](QRgb color, double sample, double angle) {
             const QPoint onView =
                 view.viewport()->mapTo(&view, view.mapFromScene(QPointF(sample, angle)));

@@ -28,7 +28,7 @@ public:
     }
 
     int paints = 0;
-    int extraAxis = -1; // draws one more arc, of 90 degrees, in white
+    int extraAxis = -1; // axis of one more arc, 90 degrees, white; -1 for none
 
     void turnBy(int pixels)
     {
@@ -81,7 +81,8 @@ private:
         return hasColorAt(image, onImage(m_pose->camera(), image.size(), point), color);
     }
 
-    // Pixels of a colour in the square around a place: a dot has more of them than a line.
+    // Counts the pixels of a colour in the square around a point. A dot has more of them than a
+    // line.
     int around(const QImage &image, QVector3D point, QRgb color) const
     {
         const QPoint centre = onImage(m_pose->camera(), image.size(), point).toPoint();
@@ -108,7 +109,7 @@ private:
         return {0, image.height() - 35, image.width(), 35};
     }
 
-    // The readout as the same painter draws it over what is left of the scene without it.
+    // Compares the readout with the same text drawn by the same painter on the clear colour.
     bool readsAs(const QString &text)
     {
         const QImage shown = m_pose->grabFramebuffer();
@@ -122,7 +123,8 @@ private:
         painter.setFont(font);
         painter.drawText(QPointF(10, kSize.height() - 10), text);
         painter.end();
-        // Column by column as many bright pixels; the grid behind a letter may tip a few of them.
+        // Each column must have the same number of bright pixels. The grid behind a letter changes
+        // a few of them, so up to 5 may differ.
         const QList<int> seen = columnsOfText(shown);
         const QList<int> wanted = columnsOfText(expected);
         int different = 0;
@@ -182,14 +184,14 @@ private slots:
         QTRY_VERIFY(m_pose->paints > before);
         QVERIFY(readsAs(u"Roll=10.0°   Pitch=20.0°   Yaw=30.0°"_s));
 
-        m_pose->setQuaternion(0.0F, 0.0F, 3.0F, 3.0F); // of any length
+        m_pose->setQuaternion(0.0F, 0.0F, 3.0F, 3.0F); // any length is accepted
         QCOMPARE(m_pose->attitude().yawDeg, 90.0F);
     }
 
     void nullQuaternionChangesNothing()
     {
         m_pose->setPose(0, 0, 0, 11, 12, 13);
-        // The window system may ask for a paint at any time, but not each time.
+        // The window system may request a paint at any time, but not after each event.
         bool paints = true;
         for (int attempt = 0; attempt < 20 && paints; ++attempt) {
             const int before = m_pose->paints;
@@ -297,7 +299,7 @@ private slots:
         m_pose->turnBy(-100);
         m_pose->setPose(0, 0, 0, roll, pitch, yaw);
         const QImage image = m_pose->grabFramebuffer();
-        // The far ends, away from the origin where all lines meet; arcs may cross an axis once.
+        // Checks the far ends, because all lines meet at the origin. An arc may cross an axis once.
         const auto axisIsDrawn = [&](QVector3D axis, QRgb color) {
             int lit = 0;
             for (const float along : {0.5F, 0.6F, 0.7F, 0.78F})
@@ -347,7 +349,7 @@ private slots:
                  qPrintable(QString::number(around(image, end, color))));
     }
 
-    // Each angle's arc is drawn with its own angle: three different ones, seen at their ends.
+    // Three different angles, checked at the ends of their arcs: each arc shows its own angle.
     void eachArcHasItsOwnAngle()
     {
         m_pose->turnBy(-100);
@@ -358,7 +360,7 @@ private slots:
         QVERIFY(around(image, inWorld(onArc(2, 65), 20, 35, 65), kBlue) >= 25);
     }
 
-    void noArcForNoAngle()
+    void zeroAngleHasNoArc()
     {
         m_pose->turnBy(-100);
         const QImage level = m_pose->grabFramebuffer();
@@ -383,7 +385,7 @@ private slots:
         QCOMPARE(pixelsOf(without, 0xffffffff), 0);
     }
 
-    // One frame after another shows the same: nothing a frame sets may disturb the next.
+    // Repeated frames are identical: no state set by one frame changes the next.
     void framesRepeat()
     {
         m_pose->setPose(0, 0, 0, 10, 20, 30);
@@ -394,7 +396,7 @@ private slots:
 
     void connectsToTheDriversSignal()
     {
-        // Four floats, scalar last, by function pointer.
+        // The slot takes four floats, scalar last, and connects by function pointer.
         void (PoseGLWidget::*slot)(float, float, float, float) = &PoseGLWidget::setQuaternion;
         (m_pose.get()->*slot)(1.0F, 0.0F, 0.0F, 1.0F);
         QCOMPARE(m_pose->attitude().rollDeg, 90.0F);

@@ -148,7 +148,7 @@ private slots:
                 QCOMPARE(font.family(), QFont().family());
             }
         }
-        // No entry reaches into the next, no label into its value.
+        // No legend entry overlaps the next, and no label overlaps its value.
         for (int i = 0; i < 3; ++i)
             QVERIFY(36 + plot.labels[i]->boundingRect().width() < 100);
     }
@@ -157,7 +157,7 @@ private slots:
     {
         const PlotScene plot = scene();
         QRectF entries(0, 0, 0, 0);
-        entries.adjust(-0.5, -0.5, 0.5, 0.5); // the panel itself, while it was empty
+        entries.adjust(-0.5, -0.5, 0.5, 0.5); // the bounds of the empty panel
         for (int i = 0; i < 3; ++i) {
             entries |= plot.swatches[i]->boundingRect();
             entries |= plot.labels[i]->boundingRect().translated(plot.labels[i]->pos());
@@ -237,7 +237,7 @@ private slots:
         const QList<QPointF> pitch = vertices(plot.series[1]->path());
         QCOMPARE(pitch.size(), 250);
         for (int i = 0; i < 250; ++i) {
-            const double wrapped = i < 180 ? -i : -i + 360; // against 0 while filling
+            const double wrapped = i < 180 ? -i : -i + 360; // unwrapped against 0 while filling
             QCOMPARE(pitch[i], QPointF(i, wrapped));
         }
         QCOMPARE(vertices(plot.series[0]->path()).last(), QPointF(249, 249 % 7));
@@ -264,11 +264,12 @@ private slots:
     {
         m_plotter->addRPY(180.0F, -180.0F, 179.5F);
         QCOMPARE(valueTexts(), (QStringList{u"-180.0°"_s, u"180.0°"_s, u"179.5°"_s}));
-        m_plotter->addRPY(-179.0F, 0.0F, 0.0F); // against 0, not against the sample before
+        m_plotter->addRPY(-179.0F, 0.0F,
+                          0.0F); // unwrapped against 0, not against the previous sample
         QCOMPARE(vertices(scene().series[0]->path()), (QList<QPointF>{{0, -180}, {1, -179}}));
     }
 
-    void runsOnPastHalfATurnOnceFull()
+    void unwrapsPastHalfATurnOnceFull()
     {
         fill(*m_plotter, 599);
         m_plotter->addRPY(179.0F, 0.0F, 0.0F);
@@ -286,7 +287,7 @@ private slots:
         QCOMPARE(sceneRect().top(), static_cast<double>(-1.1F * 100.0F));
         m_plotter->addRPY(3.0F, 0.0F, 120.0F);
         QCOMPARE(sceneRect().top(), static_cast<double>(-1.1F * 120.0F));
-        // s = 264 / 12 = 22, so a line each 20 degrees.
+        // s = 264 / 12 = 22, so there is a line every 20 degrees.
         const PlotScene plot = scene();
         QVERIFY(lines(plot.majorGrid).endsWith(u"y 120"_s));
         QVERIFY(lines(plot.majorGrid).contains(u"y -120"_s));
@@ -327,7 +328,7 @@ private slots:
         QCOMPARE(vertices(scene().series[1]->path()), (QList<QPointF>{{0, 0}, {1, 2}}));
     }
 
-    void endlessAnglesDoNotHang()
+    void infiniteAnglesDoNotHang()
     {
         m_plotter->addRPY(std::numeric_limits<float>::infinity(), 0.0F, 0.0F);
         m_plotter->addRPY(1e30F, 0.0F, 0.0F);
@@ -353,7 +354,7 @@ private slots:
         QCOMPARE(vertices(scene().series[0]->path()).size(), 2);
     }
 
-    // The sine of this pitch rounds past 1; the sample counts all the same.
+    // The sine of this pitch rounds past 1. The sample is still plotted.
     void pitchLostToRoundingStillPlots()
     {
         for (int i = 0; i < 360; ++i) {
@@ -369,7 +370,7 @@ private slots:
         QCOMPARE(vertices(plot.series[0]->path()).size(), 360);
     }
 
-    void historyHasALeastLength_data()
+    void historyHasAMinimumLength_data()
     {
         QTest::addColumn<int>("asked");
         QTest::addColumn<double>("width");
@@ -381,7 +382,7 @@ private slots:
         QTest::newRow("1000") << 1000 << 999.0;
     }
 
-    void historyHasALeastLength()
+    void historyHasAMinimumLength()
     {
         QFETCH(int, asked);
         m_plotter->addRPY(100.0F, 0.0F, 0.0F);
@@ -410,7 +411,7 @@ private slots:
         QCOMPARE(scene().series[0]->path().elementCount(), 0);
         QCOMPARE(sceneRect(), QRectF(0, static_cast<double>(-1.1F * 100.0F), 49,
                                      static_cast<double>(2.0F * 1.1F * 100.0F)));
-        m_plotter->addRPY(-179.0F, 0.0F, 0.0F); // nothing left to unwrap against
+        m_plotter->addRPY(-179.0F, 0.0F, 0.0F); // no previous sample to unwrap against
         QCOMPARE(vertices(scene().series[0]->path()), (QList<QPointF>{{0, -179}}));
     }
 
@@ -421,7 +422,8 @@ private slots:
         plotter.addRPY(1.0F, 2.0F, 3.0F);
         QVERIFY(plotter.scene());
         const PlotScene plot = PlotScene::of(*plotter.scene());
-        QCOMPARE(plot.values[0]->text(), u"0.0°"_s); // it did not exist when the sample came
+        QCOMPARE(plot.values[0]->text(),
+                 u"0.0°"_s); // the text was created after the sample arrived
         plotter.addRPY(1.0F, 2.0F, 3.0F);
         QCOMPARE(plot.values[0]->text(), u"1.0°"_s);
         QCOMPARE(vertices(plot.series[2]->path()).size(), 2);
@@ -444,7 +446,7 @@ private slots:
         QCOMPARE(m_plotter->scene()->items(Qt::AscendingOrder), before);
     }
 
-    void viewMayVanish()
+    void viewCanBeDestroyedFirst()
     {
         fill(*m_plotter, 5);
         m_view.reset();
@@ -453,7 +455,7 @@ private slots:
         QCOMPARE(scene().series[0]->path().elementCount(), 0);
     }
 
-    void plotterMayVanish()
+    void plotterCanBeDestroyedFirst()
     {
         m_view->show();
         fill(*m_plotter, 5);
@@ -486,7 +488,7 @@ private slots:
         QVERIFY(isFitted());
         m_plotter->addRPY(1.0F, 0.0F, 0.0F);
         QVERIFY(isFitted());
-        m_view->scale(3.0, 0.5); // somebody else's hand
+        m_view->scale(3.0, 0.5); // the view is scaled by other code
         QVERIFY(!isFitted());
         m_plotter->addRPY(1.0F, 0.0F, 0.0F);
         QVERIFY(isFitted());
@@ -511,7 +513,8 @@ private slots:
         QVERIFY(!m_plotter->eventFilter(&stranger, &resize));
         QCOMPARE(plot.legend->pos(), QPointF(1, 2));
 
-        QCoreApplication::sendEvent(m_view.get(), &resize); // installed, too
+        QCoreApplication::sendEvent(m_view.get(),
+                                    &resize); // the filter is also installed on the view
         QCOMPARE(plot.legend->pos(), QPointF(10, 0));
     }
 

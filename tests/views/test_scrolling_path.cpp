@@ -10,7 +10,7 @@ namespace {
 
 constexpr float kNan = std::numeric_limits<float>::quiet_NaN();
 
-// What the path has to be: vertex by vertex, by the rules alone.
+// Reference: the path built vertex by vertex.
 QList<QPointF> line(const std::vector<float> &samples)
 {
     QList<QPointF> points;
@@ -24,7 +24,8 @@ QList<QPointF> line(const std::vector<float> &samples)
     return points;
 }
 
-// Exact, where QPointF compares with a tolerance; and one line, not several.
+// Exact comparison, because QPointF compares with a tolerance. The path must also be one line, not
+// several.
 bool isLine(const QPainterPath &path, const QList<QPointF> &points)
 {
     if (path.elementCount() != points.size())
@@ -65,15 +66,15 @@ class TestScrollingPath : public QObject
     Q_OBJECT
 
 private slots:
-    void follows_data()
+    void pathFollowsTheSamples_data()
     {
         QTest::addColumn<int>("history");
         for (const int history : {2, 10, 63, 64, 65, 66, 128, 129, 600, 1000})
             QTest::addRow("%d", history) << history;
     }
 
-    // Grows, then scrolls through several times its length.
-    void follows()
+    // The path grows and then scrolls through several times its length.
+    void pathFollowsTheSamples()
     {
         QFETCH(int, history);
         ScrollingPath path;
@@ -97,7 +98,7 @@ private slots:
         }
     }
 
-    // It scrolls in, through and out, and the curve goes on behind it.
+    // The value scrolls in, through and out. The curve continues after it.
     void valueWithoutVertex_data()
     {
         QTest::addColumn<float>("value");
@@ -117,7 +118,7 @@ private slots:
         }
     }
 
-    void otherSamplesInBetween()
+    void unrelatedSamplesRebuildThePath()
     {
         ScrollingPath path;
         std::vector<float> samples = filled(150);
@@ -128,7 +129,7 @@ private slots:
         samples[75] = -1.0F;
         QVERIFY(isLine(path.update(samples), line(samples)));
         scroll(samples, 1.0F);
-        scroll(samples, 2.0F); // two at once
+        scroll(samples, 2.0F); // two samples at once
         QVERIFY(isLine(path.update(samples), line(samples)));
         samples.resize(20);
         QVERIFY(isLine(path.update(samples), line(samples)));
@@ -136,8 +137,8 @@ private slots:
         QVERIFY(isLine(path.update(samples), line(samples)));
     }
 
-    // A scene keeps what it was given last; that must not change under its hands.
-    void pathsGivenOutStay()
+    // A scene keeps the last path that it received, so later updates must not change that path.
+    void returnedPathsDoNotChange()
     {
         ScrollingPath path;
         std::vector<float> samples = filled(150);
