@@ -19,20 +19,19 @@ namespace dialog_test {
 using Bytes = std::vector<unsigned char>;
 using Commands = std::vector<Bytes>;
 
-// The one driver of a test program, and a simulated device at the other end of its line, a new one
-// for every test.
+// The one driver of a test program, connected to a simulated device. Every test gets a new device.
 class DeviceFixture
 {
 public:
-    // Told of every sleep of a waiting command, on the command's thread, before it.
+    // Called before every sleep of a waiting command, on that command's thread.
     std::function<void()> onSleep = [] {};
-    // By how much the sleeps of the commands are shortened.
+    // Divisor for the sleeps of the commands.
     int haste = 1;
 
     imu *driver() const { return m_driver.get(); }
     sim::RunningDevice &device() const { return *m_device; }
 
-    // Replaces the device and connects to it at the speed of its line.
+    // Replaces the device and connects to it at its baud rate.
     bool connectTo(const sim::DeviceOptions &options)
     {
         disconnect();
@@ -53,7 +52,7 @@ public:
         haste = 1;
     }
 
-    // Whether a quaternion arrives that was sent after this call.
+    // Whether a quaternion sent after this call arrives.
     bool streams() const
     {
         m_driver->getQuaternion();
@@ -69,8 +68,8 @@ public:
     {
         return m_device->inspect([](const sim::Device &unit) { return unit.memory(); });
     }
-    // What the device heard, in order. A command that repeats the one before it is left out: how
-    // often a waiting command asks again is the driver's patience and the machine's speed.
+    // The commands that the device received, in order. A command that repeats the one before it is
+    // left out: the number of repetitions depends on the driver's retries and the machine's speed.
     Commands commands() const
     {
         Commands all = m_device->receivedCommands();
@@ -99,7 +98,7 @@ private:
     std::unique_ptr<sim::RunningDevice> m_device;
 };
 
-// The settings a device reports and works with.
+// A device that reports and uses these settings.
 inline sim::DeviceOptions deviceWith(std::uint32_t baud, std::uint16_t rateHz,
                                      std::uint16_t outputs)
 {
@@ -110,7 +109,7 @@ inline sim::DeviceOptions deviceWith(std::uint32_t baud, std::uint16_t rateHz,
     return options;
 }
 
-// Commands as they stand on the line.
+// Commands as sent on the line.
 inline const Bytes kGetSettings{0x53, 0x43, 0x0C, 0x00, 0x0C, 0x07,
                                 0x08, 0x09, 0x10, 0x11, 0x45, 0x00};
 

@@ -17,10 +17,10 @@
 #include <QTimer>
 #include <QTranslator>
 
-// What the tests of the dialogs share.
+// Helpers that the dialog tests share.
 namespace dialog_test {
 
-// The child of that name, which must exist.
+// The child of that name; the program aborts if there is none.
 template <typename Widget>
 Widget *child(const QWidget &dialog, const QString &name)
 {
@@ -48,7 +48,7 @@ struct ShownBox
     bool underWaitCursor;
 };
 
-// Notes every message box that opens during its life and presses its OK.
+// Records every message box that opens during its lifetime and presses its OK.
 class BoxWatcher
 {
     Q_DISABLE_COPY_MOVE(BoxWatcher)
@@ -78,8 +78,8 @@ private:
     QTimer m_timer;
 };
 
-// A language in which every text of words is the English one with a mark before it; numbers, with
-// their unit or without, stay what they are, as in any real language.
+// A test language: every text of words is the English text with a mark before it. Numbers, with or
+// without a unit, stay unchanged, as in any real language.
 class MarkingTranslator : public QTranslator
 {
 public:
@@ -92,8 +92,8 @@ public:
     bool isEmpty() const override { return false; }
 };
 
-// Whether a screen reader has something to say for the widget. The name of a combo box is what it
-// shows; who it is comes from its label.
+// Whether a screen reader gets a name for the widget. The accessible name of a combo box is its
+// current text; its purpose comes from its label.
 inline bool isNamed(QWidget *widget)
 {
     QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(widget);
@@ -105,7 +105,7 @@ inline bool isNamed(QWidget *widget)
     return !face->text(QAccessible::Name).isEmpty();
 }
 
-// The widgets a user works with or reads from, of which a screen reader has no name to say.
+// The visible controls and labels that have no name for a screen reader.
 inline QStringList unnamedWidgets(const QWidget &dialog)
 {
     QStringList unnamed;
@@ -121,8 +121,8 @@ inline QStringList unnamedWidgets(const QWidget &dialog)
     return unnamed;
 }
 
-// The names of the widgets that Tab visits from the focused one on, back to it. A label with links
-// takes several turns, one for each link.
+// The names of the widgets that Tab visits, from the focused one until it returns there. A label
+// with links takes one Tab for each link.
 inline QStringList tabRound(QWidget &dialog)
 {
     QStringList names{dialog.focusWidget()->objectName()};
@@ -137,8 +137,8 @@ inline QStringList tabRound(QWidget &dialog)
     return names;
 }
 
-// The buttons that Enter presses in any of the dialog's widgets, and those that are, or with a
-// focus would be, the default.
+// The buttons that Enter presses in any of the dialog's widgets, and the buttons that are the
+// default or become it when focused.
 inline QStringList pressedByEnter(QWidget &dialog)
 {
     QStringList pressed;
@@ -161,7 +161,7 @@ inline QStringList pressedByEnter(QWidget &dialog)
     return pressed;
 }
 
-// Moves the mouse over the label until it is on a link, and clicks there. False if it finds none.
+// Moves the mouse over the label until it is on a link, and clicks there. False if there is none.
 inline bool clickFirstLink(QLabel &label)
 {
     bool isOnLink = false;

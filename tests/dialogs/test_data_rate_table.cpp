@@ -17,7 +17,8 @@ constexpr std::array<int, 4> kBauds{115200, 230400, 460800, 921600};
 constexpr std::array<int, 5> kRatesHz{50, 100, 200, 500, 1000};
 constexpr int kBitsPerByte = 10; // start bit, eight data bits, stop bit
 
-// Frame of six bytes; a block is its code and its floats. The sync block comes once a second.
+// A packet has six bytes besides its blocks. A block is its code and its floats. The sync block is
+// sent once a second.
 int bytesOf(unsigned mask)
 {
     constexpr std::array<int, 7> kFloatsOfBit{3, 3, 4, 1, 3, 3, 3};
@@ -57,7 +58,7 @@ QList<int> numbersIn(const QString &text)
     return numbers;
 }
 
-// Of each line that ends in four rates: all its numbers.
+// All numbers of each line that ends in four data rates.
 QList<QList<int>> rowsOf(const QString &path)
 {
     QFile file(path);
@@ -79,12 +80,12 @@ class TestDataRateTable : public QObject
     Q_OBJECT
 
 private slots:
-    void tableIsRight_data();
-    void tableIsRight();
+    void tableMatchesTheWireFormat_data();
+    void tableMatchesTheWireFormat();
     void allOutputsExceptOneFitAThousandHertz();
 };
 
-void TestDataRateTable::tableIsRight_data()
+void TestDataRateTable::tableMatchesTheWireFormat_data()
 {
     QTest::addColumn<QString>("file");
     QTest::addColumn<bool>("withBytes");
@@ -93,7 +94,7 @@ void TestDataRateTable::tableIsRight_data()
     QTest::newRow("Turkish manual") << u"packaging/man/vornix.tr.scd.in"_s << false;
 }
 
-void TestDataRateTable::tableIsRight()
+void TestDataRateTable::tableMatchesTheWireFormat()
 {
     QFETCH(QString, file);
     QFETCH(bool, withBytes);

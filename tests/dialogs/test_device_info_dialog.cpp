@@ -31,7 +31,7 @@ private slots:
     void enterPressesNothing();
     void silentDeviceShowsWhatTheDriverGives();
     void lostDeviceShowsWhatTheDriverGives();
-    void closeEndsIt();
+    void closeHidesTheDialog();
     void languageChange();
     void namesForScreenReaders();
     void keyboardReachesEverything();
@@ -185,8 +185,8 @@ void TestDeviceInfoDialog::neverMoreThanTwoLines()
     QCOMPARE(most, 2);
 }
 
-// Long enough to copy the serial number, and with one accessibility event a change, not two a
-// second.
+// The selection must last long enough to copy the serial number. A refresh without a new value must
+// raise no accessibility event; otherwise there are two a second.
 void TestDeviceInfoDialog::refreshKeepsTheSelection()
 {
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0044)));
@@ -212,7 +212,7 @@ void TestDeviceInfoDialog::aChangeKeepsSelectionAndScrollPosition()
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0044)));
     DeviceInfoDialog dialog(m_fixture.driver(), nullptr);
     auto *const box = child<QPlainTextEdit>(dialog, u"plainText_received"_s);
-    box->setMaximumSize(60, 30); // less than two lines high and one long
+    box->setMaximumSize(60, 30); // less high than two lines, less wide than one
     box->setLineWrapMode(QPlainTextEdit::NoWrap);
     dialog.show();
     QVERIFY(QTest::qWaitForWindowExposed(&dialog));
@@ -272,7 +272,7 @@ void TestDeviceInfoDialog::lostDeviceShowsWhatTheDriverGives()
     QVERIFY(dialog.isVisible());
 }
 
-void TestDeviceInfoDialog::closeEndsIt()
+void TestDeviceInfoDialog::closeHidesTheDialog()
 {
     DeviceInfoDialog dialog(nullptr, nullptr);
     dialog.show();

@@ -8,23 +8,24 @@
 
 using namespace Qt::StringLiterals;
 
-// Links vornix_dialogs and names nothing of it: the pictures must be there all the same.
+// Links vornix_dialogs without using any of its symbols. The pictures must still be linked in.
 class TestResources : public QObject
 {
     Q_OBJECT
 
 private slots:
     void logoHasItsSize();
-    void logoStandsOnLightAndDark_data();
-    void logoStandsOnLightAndDark();
+    void logoContrastsWithLightAndDark_data();
+    void logoContrastsWithLightAndDark();
     void logoIsTheOnlyImage();
-    void logoIsStoredAsItIs();
+    void logoIsStoredUncompressed();
     void iconIsSquareAndShowsTheMark();
 };
 
 namespace {
 
-// A large shape is told from its ground from 2:1 on; the mark keeps a margin on both.
+// A large shape is distinguishable from its background at a contrast of 2:1 or more. The logo keeps
+// a margin above that on both backgrounds.
 constexpr double kLeastContrast = 2.3;
 
 QImage logo()
@@ -32,7 +33,7 @@ QImage logo()
     return QImage(u":/images/vornix_logo_small.png"_s);
 }
 
-// Relative luminance of a colour as contrast is judged on screens, 0 to 1.
+// Relative luminance of a screen colour for the contrast formula, 0 to 1.
 double luminance(QRgb rgb)
 {
     const auto linear = [](int channel) { return std::pow(channel / 255.0, 2.2); };
@@ -53,14 +54,14 @@ void TestResources::logoHasItsSize()
     QCOMPARE(qAlpha(logo().pixel(0, 99)), 0);
 }
 
-void TestResources::logoStandsOnLightAndDark_data()
+void TestResources::logoContrastsWithLightAndDark_data()
 {
     QTest::addColumn<QColor>("background");
     QTest::newRow("white") << QColor(Qt::white);
     QTest::newRow("dark window") << QColor(0x35, 0x35, 0x35);
 }
 
-void TestResources::logoStandsOnLightAndDark()
+void TestResources::logoContrastsWithLightAndDark()
 {
     QFETCH(QColor, background);
     const QImage small = logo().scaled(60, 35, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
@@ -84,7 +85,7 @@ void TestResources::logoIsTheOnlyImage()
     QCOMPARE(QDir(u":/images"_s).entryList(), QStringList{u"vornix_logo_small.png"_s});
 }
 
-void TestResources::logoIsStoredAsItIs()
+void TestResources::logoIsStoredUncompressed()
 {
     const QResource resource(u":/images/vornix_logo_small.png"_s);
     QVERIFY(resource.isValid());

@@ -21,21 +21,21 @@ const Bytes kSaveAll{0x53, 0x43, 0x09, 0x00, 0x0B, 0xFF, 0x00, 0x0A, 0x01};
 
 } // namespace
 
-// Changing the speed of the line from the settings dialog. The waits for the new speed are the
-// real ones: more than two seconds each.
+// Changes the baud rate from the settings dialog. The waits for the new baud rate are not
+// shortened: more than two seconds each.
 class TestSettingsBaud : public QObject
 {
     Q_OBJECT
 
 private slots:
     void init();
-    void changesTheSpeedAndKeepsStreaming();
-    void unlistedSpeedIsReplacedByTheShownOne();
-    void sameSpeedIsNotSent();
+    void changesTheBaudRateAndKeepsStreaming();
+    void unlistedBaudRateIsReplacedByTheShownOne();
+    void sameBaudRateIsNotSent();
     void lateDeviceIsFoundAgain();
     void firstCommandIgnoredIsSentAgain();
-    void failsWhenTheSpeedIsNotReported();
-    void speedSetBeforeAFailureIsRemembered();
+    void failsWhenTheBaudRateIsNotReported();
+    void baudRateSetBeforeAFailureIsRemembered();
     void lostPortIsASerialError();
 
 private:
@@ -51,7 +51,7 @@ private:
     {
         return m_fixture.device().inspect([](const sim::Device &unit) { return unit.lineBaud(); });
     }
-    // Without the settings read when the dialog opens and after a change.
+    // The commands without the settings requests at the opening of the dialog and after a change.
     Commands commandsButReads() const
     {
         Commands commands = m_fixture.commands();
@@ -67,7 +67,7 @@ void TestSettingsBaud::init()
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x00FF)));
 }
 
-void TestSettingsBaud::changesTheSpeedAndKeepsStreaming()
+void TestSettingsBaud::changesTheBaudRateAndKeepsStreaming()
 {
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
@@ -86,7 +86,7 @@ void TestSettingsBaud::changesTheSpeedAndKeepsStreaming()
     QCOMPARE(int(m_fixture.memory().stored.rateHz), 200);
 }
 
-void TestSettingsBaud::unlistedSpeedIsReplacedByTheShownOne()
+void TestSettingsBaud::unlistedBaudRateIsReplacedByTheShownOne()
 {
     QVERIFY(m_fixture.connectTo(deviceWith(1500000, 100, 0x00FF)));
     SettingsDialog dialog(m_fixture.driver(), nullptr);
@@ -101,7 +101,7 @@ void TestSettingsBaud::unlistedSpeedIsReplacedByTheShownOne()
     QVERIFY(m_fixture.streams());
 }
 
-void TestSettingsBaud::sameSpeedIsNotSent()
+void TestSettingsBaud::sameBaudRateIsNotSent()
 {
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
@@ -140,12 +140,12 @@ void TestSettingsBaud::firstCommandIgnoredIsSentAgain()
     QVERIFY(m_fixture.streams());
 }
 
-void TestSettingsBaud::failsWhenTheSpeedIsNotReported()
+void TestSettingsBaud::failsWhenTheBaudRateIsNotReported()
 {
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
     choose(dialog, u"921600"_s);
-    // All five parameters answered, the speed as 0.
+    // The reply contains all five parameters, with a baud rate of 0.
     m_fixture.change([](sim::Device &unit) {
         unit.faults().replyPayload[protocol::GET] = {0x07, 0, 0,    0,    0,    0x08, 0x64,
                                                      0,    9, 0xFF, 0,    0x10, 3,    2,
@@ -161,7 +161,7 @@ void TestSettingsBaud::failsWhenTheSpeedIsNotReported()
     QCOMPARE(commandsButReads(), (Commands{kRate100, kBaud921600}));
 }
 
-void TestSettingsBaud::speedSetBeforeAFailureIsRemembered()
+void TestSettingsBaud::baudRateSetBeforeAFailureIsRemembered()
 {
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
@@ -195,7 +195,8 @@ void TestSettingsBaud::lostPortIsASerialError()
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
     choose(dialog, u"921600"_s);
-    // Pulled while the new speed is awaited: the port is gone when it is to be opened again.
+    // The device is unplugged while the driver waits for the new baud rate, so the port is gone
+    // when the driver opens it again.
     m_fixture.change([](sim::Device &unit) { unit.faults().ignoreFirst[protocol::BAUD_RATE] = 1; });
     bool pulled = false;
     m_fixture.onSleep = [&] {

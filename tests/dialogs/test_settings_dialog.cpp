@@ -15,7 +15,7 @@ using namespace dialog_test;
 
 namespace {
 
-// SET DATA_RATE and SET OUTPUTS end in the two bytes that GET left in the payload, 10 11.
+// The last two payload bytes of SET DATA_RATE and SET OUTPUTS are 10 11, left over from GET.
 const Bytes kRate50{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0x32, 0x00, 0x10, 0x11, 0x68, 0x00};
 const Bytes kRate100{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0x64, 0x00, 0x10, 0x11, 0x9A, 0x00};
 const Bytes kRate200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0xC8, 0x00, 0x10, 0x11, 0xFE, 0x00};
@@ -28,7 +28,8 @@ const Bytes kSave47{0x53, 0x43, 0x09, 0x00, 0x0B, 0x47, 0x00, 0x52, 0x00};
 const Bytes kSaveAll{0x53, 0x43, 0x09, 0x00, 0x0B, 0xFF, 0x00, 0x0A, 0x01};
 const Bytes kFactoryReset07{0x53, 0x43, 0x09, 0x00, 0x0A, 0x07, 0x00, 0x11, 0x00};
 
-// A text is looked up just before the step that may have to show it: between two steps of a Save.
+// Runs an action between two steps of a Save: the dialog looks up the error text of a step just
+// before that step.
 class BetweenSteps : public QTranslator
 {
 public:
@@ -55,7 +56,7 @@ private:
 
 } // namespace
 
-// The settings dialog as a window, against a device on a line.
+// The settings dialog as a window, connected to a simulated device.
 class TestSettingsDialog : public QObject
 {
     Q_OBJECT
@@ -178,7 +179,8 @@ void TestSettingsDialog::opensWithAnUnlistedRate()
 
 void TestSettingsDialog::opensWithNoOutputs()
 {
-    // A device that streams nothing is met when it was connected to before it fell silent.
+    // The driver connects while the device streams, because it cannot find a device without
+    // outputs.
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0004)));
     m_fixture.change([](sim::Device &unit) {
         sim::Settings settings = unit.memory().working;
@@ -226,7 +228,7 @@ void TestSettingsDialog::readsTheDeviceOnce()
     QCOMPARE(m_fixture.commands(), Commands{kGetSettings});
 }
 
-// --- Leaving, and choices that are none --------------------------------------------------------
+// --- Leaving, and choices that change nothing --------------------------------------------------
 
 void TestSettingsDialog::cancelSendsNothing()
 {
@@ -239,7 +241,7 @@ void TestSettingsDialog::cancelSendsNothing()
     press(dialog, u"push_cancel"_s);
     QVERIFY(!dialog.isVisible());
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
-    // What had been sent would have arrived before the samples that follow.
+    // A command sent earlier would have arrived before the samples that follow.
     QVERIFY(m_fixture.streams());
     QCOMPARE(m_fixture.commands(), Commands{});
     QVERIFY(m_fixture.memory().working == deviceWith(115200, 100, 0x0004).settings);
@@ -387,7 +389,7 @@ void TestSettingsDialog::failedOutputs()
     press(dialog, u"push_save"_s);
     compareBox(boxes, dialog, QMessageBox::Warning, u"Device Error"_s, u"Failed to set Outputs."_s);
     QVERIFY(dialog.isVisible());
-    // No way back: the new rate is at work, nothing is stored.
+    // There is no rollback: the new data rate is in use, and nothing is stored.
     QCOMPARE(m_fixture.commands(), (Commands{kRate200, kOutputsAll}));
     QVERIFY(m_fixture.count(kOutputsAll) > 1);
     QCOMPARE(int(m_fixture.memory().working.rateHz), 200);
@@ -486,7 +488,8 @@ void TestSettingsDialog::waitsUntilTheDataRateIsConfirmed()
     m_fixture.haste = 20;
     m_fixture.device().clearReceivedCommands();
 
-    // Long after any patience that ends, and still in the command, the device comes round.
+    // The device recovers after far more attempts than any limited retry makes, while the command
+    // is still waiting.
     constexpr int kAttempts = 200;
     int attemptsWhenCured = 0;
     bool finishedEarly = false;

@@ -11,7 +11,7 @@
 using namespace Qt::StringLiterals;
 using namespace dialog_test;
 
-// The settings dialog without a device: what the form shows, what its boxes and presets mean.
+// The settings dialog without a device: contents of the form, meaning of its boxes and presets.
 class TestSettingsForm : public QObject
 {
     Q_OBJECT
@@ -29,7 +29,7 @@ private slots:
     void presetChecksItsBoxes_data();
     void presetChecksItsBoxes();
     void unknownPresetClearsAll();
-    void handTickingLeavesThePreset();
+    void manualChangeKeepsPreset();
     void combosAreRead();
     void withoutDriverSaveCloses();
     void withoutDriverFactoryCloses();
@@ -243,7 +243,7 @@ void TestSettingsForm::unknownPresetClearsAll()
     QCOMPARE(int(dialog.buildOutputsMask()), 0);
 }
 
-void TestSettingsForm::handTickingLeavesThePreset()
+void TestSettingsForm::manualChangeKeepsPreset()
 {
     QComboBox *const presets = combo(u"comboBox_preset"_s);
     presets->setCurrentText(u"Full output"_s);
@@ -372,7 +372,7 @@ void TestSettingsForm::keyboardReachesEverything()
     QCOMPARE(child<QComboBox>(dialog, u"comboBox_baud"_s)->currentText(), u"230400"_s);
 }
 
-// Enter on a combo box is meant for the combo box, not for the device.
+// Enter on a combo box belongs to the combo box and must not save to the device.
 void TestSettingsForm::enterPressesNothing()
 {
     SettingsDialog dialog(nullptr, nullptr);

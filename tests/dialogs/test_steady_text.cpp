@@ -65,7 +65,7 @@ void TestSteadyText::sameTextChangesNothing()
     QVERIFY(boxChanges.isEmpty());
 }
 
-// Shift and an arrow go on from the end that the user was at.
+// The cursor stays at its end of the selection, so Shift and an arrow key continue from there.
 void TestSteadyText::selectionKeepsItsDirection()
 {
     QLineEdit edit(u"rate 100 Hz"_s);

@@ -1,5 +1,5 @@
-// The translation sources against the texts in the code: a text without a finished Turkish entry,
-// or one that lost a placeholder on the way, fails here rather than in front of a user.
+// The translation sources against the texts in the code. A text without a finished Turkish entry,
+// or an entry that lost a placeholder, fails here before a user sees it.
 
 #include <algorithm>
 
@@ -20,7 +20,7 @@ struct Message
     QString context;
     QString source;
     QString translation;
-    QString type; // "unfinished", "vanished", "obsolete" or nothing
+    QString type; // "unfinished", "vanished", "obsolete" or empty
 };
 
 Message readMessage(QXmlStreamReader &xml, const QString &context)
@@ -83,16 +83,16 @@ private slots:
     void initTestCase();
     void everyTextHasAFinishedTranslation();
     void noEntryWithoutItsText();
-    void placeholdersAndMarkupSurvive();
-    void compiledFileHoldsOurTextsAlone();
+    void placeholdersAndMarkupAreKept();
+    void compiledFileHoldsOnlyOurTexts();
 
 private:
     QTemporaryDir m_dir;
-    QList<Message> m_messages; // the sources as they would be after an update from the code
+    QList<Message> m_messages; // the sources after an update from the code
 };
 
-// Works on a copy brought up to date with the code, so that a text which was added, changed or
-// dropped without the update target having been run shows as well.
+// Updates a copy from the code, so that a text which was added, changed or removed without a run of
+// the update target also shows.
 void TestTranslations::initTestCase()
 {
     const QString copy = m_dir.filePath(u"translate_tr.ts"_s);
@@ -123,7 +123,7 @@ void TestTranslations::noEntryWithoutItsText()
     }
 }
 
-void TestTranslations::placeholdersAndMarkupSurvive()
+void TestTranslations::placeholdersAndMarkupAreKept()
 {
     const QRegularExpression placeholder(u"%(?:L?\\d{1,2}|n)|</?[a-z0-9]+|\\n"_s);
     for (const Message &message : std::as_const(m_messages)) {
@@ -132,12 +132,12 @@ void TestTranslations::placeholdersAndMarkupSurvive()
     }
 }
 
-void TestTranslations::compiledFileHoldsOurTextsAlone()
+void TestTranslations::compiledFileHoldsOnlyOurTexts()
 {
     QTranslator translator;
     QVERIFY(translator.load(LANGUAGES_DIR "/translate_tr.qm"_L1));
     QCOMPARE(translator.translate("MainWindow", "Connection"), u"Bağlantı"_s);
-    // Qt's are under terms of their own and stay in its file.
+    // Qt's texts have their own licence and stay in Qt's file.
     QVERIFY(translator.translate("QPlatformTheme", "OK").isNull());
 }
 

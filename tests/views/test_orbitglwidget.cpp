@@ -412,8 +412,7 @@ private slots:
         QTest::keyClick(button, Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), view);
         QTest::keyClick(view, Qt::Key_Left);
-        QCOMPARE(window.focusWidget(),
-                 view); // the arrow keys turn the view and do not move the focus
+        QCOMPARE(window.focusWidget(), view); // arrow keys do not move the focus
         QCOMPARE(view->camera().yawDeg(), 3.5F);
         QTest::keyClick(view, Qt::Key_Tab);
         QCOMPARE(window.focusWidget(), button);

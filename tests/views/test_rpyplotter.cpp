@@ -264,8 +264,7 @@ private slots:
     {
         m_plotter->addRPY(180.0F, -180.0F, 179.5F);
         QCOMPARE(valueTexts(), (QStringList{u"-180.0°"_s, u"180.0°"_s, u"179.5°"_s}));
-        m_plotter->addRPY(-179.0F, 0.0F,
-                          0.0F); // unwrapped against 0, not against the previous sample
+        m_plotter->addRPY(-179.0F, 0.0F, 0.0F); // unwrapped against 0, not the last sample
         QCOMPARE(vertices(scene().series[0]->path()), (QList<QPointF>{{0, -180}, {1, -179}}));
     }
 
@@ -422,8 +421,7 @@ private slots:
         plotter.addRPY(1.0F, 2.0F, 3.0F);
         QVERIFY(plotter.scene());
         const PlotScene plot = PlotScene::of(*plotter.scene());
-        QCOMPARE(plot.values[0]->text(),
-                 u"0.0°"_s); // the text was created after the sample arrived
+        QCOMPARE(plot.values[0]->text(), u"0.0°"_s); // created after the sample arrived
         plotter.addRPY(1.0F, 2.0F, 3.0F);
         QCOMPARE(plot.values[0]->text(), u"1.0°"_s);
         QCOMPARE(vertices(plot.series[2]->path()).size(), 2);
@@ -513,8 +511,7 @@ private slots:
         QVERIFY(!m_plotter->eventFilter(&stranger, &resize));
         QCOMPARE(plot.legend->pos(), QPointF(1, 2));
 
-        QCoreApplication::sendEvent(m_view.get(),
-                                    &resize); // the filter is also installed on the view
+        QCoreApplication::sendEvent(m_view.get(), &resize); // the filter is installed
         QCOMPARE(plot.legend->pos(), QPointF(10, 0));
     }
 

@@ -1,5 +1,5 @@
-// Under a system that writes 1,5 for one and a half, and with the window in Turkish: numbers keep
-// the point. They are read beside logs and data sheets, and commas already separate them.
+// On a system whose decimal separator is a comma, and with the window in Turkish, numbers keep the
+// point. They are compared with logs and data sheets, and commas already separate them.
 
 #include <chrono>
 #include <clocale>
@@ -42,7 +42,7 @@ namespace {
 
 constexpr const char *kTurkish = "tr_TR.UTF-8";
 
-// The machine need not have the locale: it is compiled into a folder of the test's own.
+// The machine may lack the locale, so it is compiled into a temporary directory.
 class TurkishSystem
 {
 public:
@@ -61,7 +61,7 @@ private:
     QTemporaryDir m_folder;
 };
 
-// Puts a text of the test's own into the readout of the pose.
+// Replaces the text of the pose readout.
 class Readout : public QTranslator
 {
 public:
@@ -122,7 +122,7 @@ class TestDecimalPoint : public QObject
 private slots:
     void initTestCase()
     {
-        // Else nothing here would test anything.
+        // Without these conditions the tests prove nothing.
         QCOMPARE(QString::fromLatin1(std::localeconv()->decimal_point), u","_s);
         QCOMPARE(QLocale::system().language(), QLocale::Turkish);
         QCOMPARE(QLocale::system().toString(1.5), u"1,5"_s);
@@ -141,7 +141,7 @@ private slots:
         QCOMPARE(QLocale().toString(1.5), code == "tr"_L1 ? u"1,5"_s : u"1.5"_s);
     }
 
-    // Also after a failure: what comes next would wait for the answers of a silent line.
+    // Disconnects also after a failure; otherwise later tests wait for replies on a silent line.
     void cleanup() { m_driver->disconnect(); }
 
     void livePanel_data() { languages(); }
@@ -172,7 +172,7 @@ private slots:
     }
 
     void poseReadout_data() { languages(); }
-    // The numbers filled in look like the same numbers written out.
+    // The numbers filled in are painted like the same numbers written out.
     void poseReadout()
     {
         auto *pose = m_window->findChild<PoseGLWidget *>(u"PoseWidget"_s);
@@ -198,8 +198,9 @@ private slots:
     }
 
     void calibrationOnADevice_data() { languages(); }
-    // From the raw samples of a tumbling device to the log: figures with a point, apart by commas.
-    // Enough of them for an ellipsoid: a few make a fit that is not finite, which is not sent.
+    // From the raw samples of a tumbling device to the log: numbers with a point, separated by
+    // commas. The test collects enough samples for an ellipsoid: with a few the fit is not finite
+    // and is not sent.
     void calibrationOnADevice()
     {
         sim::DeviceOptions options;
@@ -209,7 +210,7 @@ private slots:
         sim::RunningDevice device(options);
         m_driver->connect(device.path(), 921600, 8, 0, 1);
         MagnetoCalibrationDialog dialog(m_driver, m_window, protocol::OUT_QUATERNION);
-        // 200 ms would take half a minute for this many.
+        // At 200 ms so many samples take half a minute.
         dialog.findChild<QTimer *>(QString(), Qt::FindDirectChildrenOnly)->setInterval(20ms);
         dialog.startCalibration();
         auto *log = dialog.findChild<QPlainTextEdit *>(u"plainTextEdit"_s);
@@ -236,7 +237,7 @@ private slots:
 
 int main(int argc, char **argv)
 {
-    const TurkishSystem system; // before Qt asks for the locale
+    const TurkishSystem system; // must be set before Qt reads the locale
     Application application(argc, argv);
     TestDecimalPoint test;
     const int failures = QTest::qExec(&test, argc, argv);

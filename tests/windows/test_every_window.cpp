@@ -1,6 +1,6 @@
-// Every window in every language: nothing clipped, nothing on top of another, a name for everything
-// a screen reader comes across, all controls within reach of the keyboard, and a switch while it is
-// open leaves the same as opening it afterwards.
+// Every window in every language: no text is clipped, no widget overlaps another, each widget that
+// a screen reader visits has a name, and the keyboard reaches all controls. A language switch in an
+// open window gives the same texts as opening it afterwards.
 
 #include <memory>
 
@@ -27,11 +27,11 @@ using namespace windows_test;
 
 namespace {
 
-// As wide as six digits make them.
+// The widest texts that six digits give.
 const QString kWideTriple = u"-0.000123457, -0.000123457, -0.000123457"_s;
 const QString kWideQuaternion = u"-0.707107, -0.707107, -0.707107, -0.707107"_s;
 
-// Names, the texts of a language in that language, and a serial number.
+// Names, the languages' names in their own language, and a serial number.
 const QStringList kSameInBoth{u"Kestrova"_s, u"Kestrova - Vornix"_s, u"English"_s, u"Türkçe"_s,
                               u"c0ffee"_s};
 
@@ -60,15 +60,15 @@ private slots:
     void screenReadersHaveNames();
     void theKeyboardReachesEverything_data() { windows(); }
     void theKeyboardReachesEverything();
-    void switchingIsLikeOpeningAnew_data() { dialogs(); }
-    void switchingIsLikeOpeningAnew();
+    void switchedTextsEqualThoseOfANewWindow_data() { dialogs(); }
+    void switchedTextsEqualThoseOfANewWindow();
     void noEnglishIsLeftInTheMainWindow();
-    void paintedTextsFollow_data();
-    void paintedTextsFollow();
+    void paintedTextsFollowTheLanguage_data();
+    void paintedTextsFollowTheLanguage();
     void allDialogsAtOnce();
 
 private:
-    // Owned unless it is the main window, which lives as long as the program.
+    // Owns the window, except the main window, which exists until the program ends.
     struct Opened
     {
         std::unique_ptr<QDialog> dialog;
@@ -126,7 +126,7 @@ void TestEveryWindow::initTestCase()
     m_driver = m_window->findChild<imu *>();
     m_driver->connect(m_device->path(), 921600, 8, 0, 1);
     QTRY_VERIFY(m_window->findChild<QLabel *>(u"label_quat"_s)->text() != u"None"_s);
-    // From here on, what the window shows is up to the tests.
+    // From here on only the tests change what the window shows.
     m_driver->setOutputs(0);
 }
 
@@ -137,7 +137,7 @@ void TestEveryWindow::cleanup()
     choose(u"en"_s);
 }
 
-// As a user does, in the menu. The windows are told by posted events.
+// Chooses the language in the menu, as a user does. The windows get the change as posted events.
 void TestEveryWindow::choose(const QString &code)
 {
     const auto entries = m_window->findChild<QMenu *>(u"menuLanguage"_s)->actions();
@@ -215,7 +215,7 @@ void TestEveryWindow::nothingIsClippedOrCovered()
     QCOMPARE(overlappingWidgets(*opened.window), QStringList());
 }
 
-// As small as the window lets itself be made, and its panel of values.
+// At the smallest size of the window and of its panel of values.
 void TestEveryWindow::nothingIsClippedInASmallWindow()
 {
     QFETCH(QString, window);
@@ -261,7 +261,7 @@ void TestEveryWindow::theKeyboardReachesEverything()
     QVERIFY(!opened.window->isVisible());
 }
 
-void TestEveryWindow::switchingIsLikeOpeningAnew()
+void TestEveryWindow::switchedTextsEqualThoseOfANewWindow()
 {
     QFETCH(QString, window);
     const Opened opened = open(window);
@@ -289,7 +289,7 @@ void TestEveryWindow::noEnglishIsLeftInTheMainWindow()
     }
     QCOMPARE(turkish[u"label_quat"_s], u"Yok"_s);
     choose(u"en"_s);
-    // The worker writes to these two at its own time.
+    // The worker thread writes these two labels at any time.
     auto back = textsOf(*m_window);
     for (const auto &name : {u"label_status"_s, u"label_datarate"_s})
         back[name] = english[name];
@@ -299,15 +299,15 @@ void TestEveryWindow::noEnglishIsLeftInTheMainWindow()
     }
 }
 
-void TestEveryWindow::paintedTextsFollow_data()
+void TestEveryWindow::paintedTextsFollowTheLanguage_data()
 {
     QTest::addColumn<QString>("window");
     QTest::newRow("readout of the pose") << u"main"_s;
     QTest::newRow("legend of the scatter view") << u"calibration"_s;
 }
 
-// On the screen, and without any new data.
-void TestEveryWindow::paintedTextsFollow()
+// The painted text changes on the screen without any new data.
+void TestEveryWindow::paintedTextsFollowTheLanguage()
 {
     QFETCH(QString, window);
     const Opened opened = open(window);
@@ -319,7 +319,7 @@ void TestEveryWindow::paintedTextsFollow()
             .toImage();
     };
     opened.window->raise();
-    // A first picture may show a window that is not all painted yet: then another is taken.
+    // The first picture can show a window that is not completely painted; then another is taken.
     bool isBack = false;
     for (int attempt = 0; attempt < 10 && !isBack; ++attempt) {
         const QImage english = picture();

@@ -1,5 +1,5 @@
-// Lines and points of the views on a scaled screen: as thick, beside everything else, as on a plain
-// one. The scale is QT_SCALE_FACTOR, or 2 without it.
+// On a scaled screen the lines and points of the views have the same thickness, relative to
+// everything else, as on an unscaled one. The scale is QT_SCALE_FACTOR, or 2 if that is not set.
 
 #include <cmath>
 
@@ -36,7 +36,7 @@ protected:
     }
 };
 
-// Pixels of a colour in an unbroken run through `from`, in the direction of `step` and against it.
+// Length of the unbroken run of pixels of a colour through `from`, along `step` and against it.
 // Starts at the nearest such pixel within two steps.
 int run(const QImage &image, QPointF from, QPoint step, QRgb color)
 {
@@ -60,7 +60,8 @@ int run(const QImage &image, QPointF from, QPoint step, QRgb color)
     return length;
 }
 
-// How many pixels of an antialiased line's colour lie between two places of a row or column.
+// Width of an antialiased line in pixels: its share of the colour between two points of a row or
+// column.
 double coverage(const QImage &image, QPoint from, QPoint step, int count, QColor line)
 {
     const auto part = [&](QRgb rgb) {
@@ -132,7 +133,8 @@ private slots:
             return onImage(view.camera(), image.size(),
                            {0.9F * std::cos(angle), 0.9F * std::sin(angle), 0});
         };
-        // In the world the arc goes from 90 to 180 degrees, and to the left from its dot is none.
+        // In world coordinates the arc goes from 90 to 180 degrees, so there is no arc to the left
+        // of its dot.
         QCOMPARE(run(image, at(150), {0, 1}, kBlue), pixels(2.0));
         QCOMPARE(run(image, at(180) - QPointF(2 * m_ratio, 0), {0, 1}, kBlue), pixels(6.0));
     }
@@ -157,7 +159,7 @@ private slots:
                  pixels(1.0));
     }
 
-    // Level curves, so that a column crosses each at a right angle.
+    // Horizontal curves, so that a column crosses each at a right angle.
     void linesOfThePlot()
     {
         QGraphicsView view;
@@ -173,7 +175,7 @@ private slots:
                 view.viewport()->mapTo(&view, view.mapFromScene(QPointF(sample, angle)));
             return (QPointF(at) * m_ratio).toPoint();
         };
-        for (int i = 0; i < 3; ++i) { // drawn line by line, and from the kept picture of the grid
+        for (int i = 0; i < 3; ++i) { // drawn line by line, then from the cached grid picture
             const QImage image = view.grab().toImage();
             QCOMPARE(image.devicePixelRatio(), m_ratio);
             const int reach = pixels(4.0);
@@ -189,7 +191,7 @@ private slots:
         }
     }
 
-    // The swatch of roll, seen where it ends: a red line on the legend's fill.
+    // The swatch of roll, measured at its end: a red line on the legend's fill.
     void legendSwatchesAreThreePixelsWide()
     {
         QGraphicsView view;
@@ -204,7 +206,7 @@ private slots:
             plot.swatches[0]->deviceTransform(view.viewportTransform()).map(QPointF(14, 13));
         const QPointF middle = (swatch + view.viewport()->pos()) * m_ratio;
         const int length = run(image, middle, {0, 1}, qRgb(255, 60, 60));
-        // The edges may fall between two pixels.
+        // The edges can lie between two pixels.
         QVERIFY2(length <= std::ceil(3.0 * m_ratio) && length >= std::floor(3.0 * m_ratio) - 1,
                  qPrintable(QString::number(length)));
     }

@@ -1,4 +1,5 @@
-// The language of a window at work: connected to a device, asking for a port, refusing.
+// Language switches while the window is connected, while it asks for a port, and while it shows an
+// error.
 
 #include <QDialogButtonBox>
 #include <QMenu>
@@ -17,7 +18,7 @@ class TestSwitching : public QObject
 {
     Q_OBJECT
 
-    // What a modal window showed before it was answered.
+    // Contents of a modal window before it was answered.
     struct Seen
     {
         QString title;
@@ -37,7 +38,7 @@ class TestSwitching : public QObject
             if (entry->data() == code)
                 entry->trigger();
         }
-        // Told by posted events; those of the worker stay where they are.
+        // Delivers the posted language events; posted events of the worker stay queued.
         QCoreApplication::sendPostedEvents(nullptr, QEvent::LanguageChange);
     }
 
@@ -54,7 +55,8 @@ class TestSwitching : public QObject
         return seen;
     }
 
-    // Chooses a menu entry that opens a modal window, looks at that and answers it with a key.
+    // Chooses a menu entry that opens a modal window, records that window and answers it with a
+    // key.
     Seen openAndPress(const QString &action, Qt::Key key)
     {
         Seen seen;
@@ -157,7 +159,7 @@ private slots:
             m_fixture.takeStatusHistory().contains(u"Deneniyor: /dev/ttyUSB0 @ 921600 baud..."_s));
     }
 
-    void theFormStartsAnewAndTheDataComeBack_data()
+    void switchResetsTheFormUntilTheNextData_data()
     {
         QTest::addColumn<QString>("from");
         QTest::addColumn<QString>("to");
@@ -175,8 +177,8 @@ private slots:
             << u"^Receiving [1-9]\\d* Hz$"_s;
     }
 
-    // Connected and streaming all the while; the next second rewrites the row.
-    void theFormStartsAnewAndTheDataComeBack()
+    // Connected and streaming throughout; the next report of the second rewrites the row.
+    void switchResetsTheFormUntilTheNextData()
     {
         QFETCH(QString, from);
         QFETCH(QString, to);
@@ -192,11 +194,11 @@ private slots:
         QTRY_COMPARE(m_fixture.status(), status);
         QFETCH(QString, rate);
         QTRY_VERIFY(QRegularExpression(rate).match(text(u"label_datarate"_s)).hasMatch());
-        // What the device does not stream stays as the form has it.
+        // Values that the device does not stream keep the text of the form.
         QCOMPARE(text(u"label_pressure"_s), to == "tr"_L1 ? u"Yok"_s : u"None"_s);
     }
 
-    void aDeviceDialogOfAConnectedWindowIsTurkish()
+    void deviceDialogOpensInTurkish()
     {
         choose(u"tr"_s);
         const Seen info = openAndPress(u"actionShowDeviceInfo_2"_s, Qt::Key_Escape);
@@ -211,8 +213,8 @@ private slots:
         QCOMPARE(m_fixture.status(), u"Bağlı değil"_s);
     }
 
-    // Beside the status, whose own text a switch resets.
-    void theReportOfAFailedSearchFollows()
+    // The error report beside the status. A switch resets the status text itself.
+    void reportOfAFailedSearchIsTranslated()
     {
         m_fixture.scan();
         m_bed.unplug("ttyUSB0");

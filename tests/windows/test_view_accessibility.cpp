@@ -1,4 +1,4 @@
-// What a screen reader is sent about the plot and the 3D view while samples arrive.
+// Accessibility events of the plot and the 3D view while samples arrive.
 
 #include <atomic>
 #include <chrono>
@@ -59,7 +59,7 @@ private slots:
         events.clear();
         QAccessibleEvent probe(window, QAccessible::NameChanged);
         QAccessible::updateAccessibility(&probe);
-        QCOMPARE(events[window], 1); // events do come here
+        QCOMPARE(events[window], 1); // events do arrive here
 
         QElapsedTimer time;
         time.start();

@@ -28,7 +28,7 @@
 
 #include "app/value_label.h"
 
-// Questions to ask of any window, whatever is in it.
+// Checks that apply to any window.
 namespace windows_test {
 
 using namespace Qt::StringLiterals;
@@ -39,7 +39,7 @@ inline QString nameOf(const QWidget &widget)
                                          : widget.objectName();
 }
 
-// Without the parts that Qt makes its own widgets of: they are looked at as one.
+// Leaves out the child widgets of Qt's own widgets: such a widget is checked as one.
 inline bool isPartOfAnother(const QWidget &widget)
 {
     const QWidget *parent = widget.parentWidget();
@@ -63,8 +63,8 @@ inline QList<QWidget *> visibleWidgets(const QWidget &window)
 
 // --- Texts -------------------------------------------------------------------------------------
 
-// Every text the window shows or says, keyed by where it stands. What GL views paint is not among
-// them.
+// Every text that the window shows or gives to a screen reader, keyed by its place. Texts painted
+// by GL views are not included.
 inline QMap<QString, QString> textsOf(const QWidget &window)
 {
     QMap<QString, QString> texts{{u"title"_s, window.windowTitle()}};
@@ -101,14 +101,14 @@ inline QMap<QString, QString> textsOf(const QWidget &window)
     return texts;
 }
 
-// --- Places ------------------------------------------------------------------------------------
+// --- Geometry ----------------------------------------------------------------------------------
 
 inline bool fits(QSize wanted, QSize given)
 {
     return wanted.width() <= given.width() && wanted.height() <= given.height();
 }
 
-// Values may end in an ellipsis, if their line is high enough.
+// A value may end in an ellipsis if its line is high enough.
 inline bool isClipped(const QLabel &label)
 {
     if (label.text().isEmpty() || label.hasScaledContents())
@@ -135,7 +135,7 @@ inline bool isClipped(const QGroupBox &box)
     return box.fontMetrics().horizontalAdvance(box.title()) + 16 > box.width();
 }
 
-// The bar hides entries without room behind a button.
+// The menu bar moves entries that do not fit behind a button.
 inline bool isClipped(const QMenuBar &bar)
 {
     const auto entries = bar.actions();
@@ -159,7 +159,7 @@ inline bool isClipped(const QWidget &widget)
     return false;
 }
 
-// The widgets whose text has less room than it needs, and those that reach out of their parent.
+// The widgets whose text does not fit, and those that extend beyond their parent.
 inline QStringList clippedWidgets(const QWidget &window)
 {
     QStringList clipped;
@@ -173,7 +173,7 @@ inline QStringList clippedWidgets(const QWidget &window)
     return clipped;
 }
 
-// Pairs of siblings that lie on each other. Frames may share their line, one pixel wide.
+// Pairs of siblings that overlap. Frames may share their line, one pixel wide.
 inline QStringList overlappingWidgets(const QWidget &window)
 {
     QStringList pairs;
@@ -191,7 +191,7 @@ inline QStringList overlappingWidgets(const QWidget &window)
 
 // --- Screen readers and the keyboard -----------------------------------------------------------
 
-// The widgets that a screen reader comes across on its way through the window.
+// The widgets that a screen reader visits in the window.
 inline QList<QWidget *> spokenWidgets(QAccessibleInterface *face)
 {
     QList<QWidget *> found;
@@ -217,7 +217,7 @@ inline bool isInFieldColumn(QWidget &label)
     return role == QFormLayout::FieldRole;
 }
 
-// Widgets whose contents say nothing about what they are.
+// Widgets whose contents do not identify them.
 inline bool needsName(QWidget &widget)
 {
     if (qobject_cast<QLabel *>(&widget))
@@ -227,8 +227,8 @@ inline bool needsName(QWidget &widget)
            qobject_cast<QGraphicsView *>(&widget) || qobject_cast<QOpenGLWidget *>(&widget);
 }
 
-// Its own name, or the text of the label that has it as a buddy; a button is called what it shows.
-// The name of a value is the value, which does not say what it is.
+// The widget's own name, or the text of its buddy label. The name of a button is its text. The name
+// of a value is the value, which does not identify it.
 inline QString spokenName(QWidget &widget)
 {
     QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(&widget);
@@ -239,7 +239,7 @@ inline QString spokenName(QWidget &widget)
     return labels.isEmpty() ? QString() : labels.front().first->text(QAccessible::Name);
 }
 
-// Those that need a name, with the name they have.
+// The widgets that need a name, each with its name.
 inline QMap<QString, QString> spokenNames(QWidget &window)
 {
     QMap<QString, QString> names;
