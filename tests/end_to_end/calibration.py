@@ -1,4 +1,4 @@
-"""A magnetometer calibration from the first reading to the device's flash."""
+"""A complete magnetometer calibration, from the first reading to the save in the device's flash."""
 
 import math
 import re
@@ -9,7 +9,7 @@ import support
 from remote.accessibility import wait_until
 
 TITLE = "Magnetometer Calibration"
-COLLECT_S = 20.0  # at five readings a second, well over sixty
+COLLECT_S = 20.0  # five readings a second, so more than sixty
 ENOUGH = 60
 COLLECTIONS = 4  # each twice as long as the one before
 READINGS_S = 600.0
@@ -48,8 +48,8 @@ class Calibration(support.ProgramCase):
         self.power_cycle()
         self.wait_for_change(self.value(FIELD))
         self.assertLess(self.spread_of_field(), 0.03)
-        # "Save to Device" stores all that is in use, and the raw output was while the dialog was
-        # open; closing it ends that until the next power cycle.
+        # "Save to Device" stores all current settings. While the dialog is open, these include the
+        # raw output. Closing the dialog switches it off until the next power cycle.
         self.assertEqual(self.outputs(), ALL_BUT_RAW | RAW)
 
         self.disconnect()
@@ -63,7 +63,7 @@ class Calibration(support.ProgramCase):
         dialog.find("push button", button).activate()
 
     def wait_for_log(self, dialog, pattern, times=1):
-        """The lines of that pattern, as re.findall() gives them, once there are so many."""
+        """Waits for `times` lines of that pattern; returns what re.findall() gives."""
         log = dialog.find("panel", "INFO").find("text")
 
         def find():
@@ -73,8 +73,8 @@ class Calibration(support.ProgramCase):
         return wait_until(find, f"log line {pattern!r}")
 
     def collect_enough(self, dialog):
-        """The number of readings is shown only at the end: as long as it was too small, all again
-        for longer."""
+        """Collects until there are enough readings. The window shows their number only at the end,
+        so each new attempt takes twice as long."""
         for collection in range(COLLECTIONS):
             final = self.collect(dialog, COLLECT_S * 2**collection, finals=collection + 1)
             if int(final[2]) > ENOUGH:

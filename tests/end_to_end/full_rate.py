@@ -1,6 +1,6 @@
-"""Everything the device can send, as fast as it can: the window must stay usable.
+"""The window stays usable while the device sends all outputs at 1000 Hz.
 
-VORNIX_FULL_RATE_SECONDS makes the watch longer than the test suite can afford.
+VORNIX_FULL_RATE_SECONDS makes the run longer than the default of the test suite.
 """
 
 import os
@@ -34,7 +34,7 @@ class FullRate(support.ProgramCase):
             slowest = max(slowest, time.monotonic() - asked)
             memory.sample()
             time.sleep(0.02)
-        # How quickly it answers is a figure to print, not a condition.
+        # The answer time is printed and not checked.
         wait_until(lambda: shown.add(quaternion.name) or len(shown) > 5, "six different values")
         self.shoot("full-rate")
         resident = [kib for _, kib in memory.resident]

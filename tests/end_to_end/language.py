@@ -1,4 +1,4 @@
-"""Choosing Turkish in the menu: the built program finds its translation and speaks it at once."""
+"""Choosing Turkish in the menu: the built program finds its translation and uses it at once."""
 
 import pathlib
 import re
@@ -59,7 +59,7 @@ class WithoutQtsCatalogue(support.ProgramCase):
     device = ("--seed", "1")
 
     def command(self):
-        """A copy of the program that looks for Qt's catalogues where there are none."""
+        """A copy of the program in a directory where it finds no catalogues of Qt."""
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         program = (support.BIN / "vornix").resolve()
         shutil.copy(program, directory)

@@ -1,4 +1,4 @@
-"""A first look at a live device: scan, connect, watch it move, disconnect, close."""
+"""First use of a streaming device: scan, connect, watch it move, disconnect, close."""
 
 import support
 from remote.accessibility import wait_until
@@ -76,7 +76,7 @@ class Search(support.ProgramCase):
     device = ("--seed", "1")
 
     def test_closing_the_window_ends_a_search(self):
-        """At the first rate, before the device could be found at its own."""
+        """Closes at the first baud rate, before the search reaches that of the device."""
         self.scan()
         self.program.menu("Connection", "Connect")
         self.program.dialog("Select Serial Port").find("push button", "OK").activate()

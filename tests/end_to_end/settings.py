@@ -1,4 +1,4 @@
-"""Changing the device's settings, and finding them again after it was switched off."""
+"""Saved settings of the device are still set after a power cycle."""
 
 import support
 
@@ -19,7 +19,7 @@ class Settings(support.ProgramCase):
         self.wait_for_rate(200)
         self.assert_info(baud="921600", rate=200, outputs="ff")
 
-        # The window finds the device by itself at its new speed.
+        # The search finds the device at its new baud rate.
         self.disconnect()
         self.connect(baud=921600)
 

@@ -1,17 +1,17 @@
-"""All that the device can send, 1000 times a second, for long, while the window is used at random.
+"""Soak test: all outputs except sync, 1000 times a second, while random actions use the window.
 
-Tells what the device sent, what the program decoded and what was lost between the two, the memory
-over the run, and how long the window took to answer:
+Reports the samples sent, decoded and lost, the memory over the run, and the times of the window:
 
-  answer  from a question to the window (what a label shows, asked ten times a second over the
-          accessibility bus, which the GUI thread answers between two other events) to its answer
-  action  from asking for something to its being there: a dialog among the windows, or no longer
-          among them; another text; another size
+  answer  time from a query of a label's text to its answer. The query runs ten times a second over
+          the accessibility bus; the GUI thread answers it between two other events.
+  action  time from a request to its visible result: a dialog opens or closes, a text or a size
+          changes
 
-A command to the device blocks the window until the device has answered, so both are told apart by
-what was being done.
+A command to the device blocks the window until the device has answered. So both times are listed
+separately for each activity.
 
-VORNIX_SOAK_SECONDS and VORNIX_SOAK_SEED say how long and which course; bench/soak sets them.
+VORNIX_SOAK_SECONDS sets the length and VORNIX_SOAK_SEED the order of the actions; bench/soak sets
+both.
 """
 
 import itertools
@@ -35,18 +35,18 @@ SEED = int(os.environ.get("VORNIX_SOAK_SEED", "1"))
 
 ALL_BUT_SYNC = 0x7F
 PACKET_BYTES = 93  # at those outputs
-# The search for the device does not try the speed that all of it needs.
+# The search does not try the baud rate that all outputs at 1000 Hz need.
 FULL_BAUD, SEARCHED_BAUD = "1000000", "921600"
 SIZES = ((1172, 769), (1000, 700), (1300, 900), (1500, 1000))
 
-# Buttons of dialogs, in either language.
+# Buttons of dialogs, in both languages.
 YES = re.compile("OK|Tamam")
 LEAVE = re.compile("Close|Kapat|Cancel|İptal")
 
 LOOK_S = 0.01
 PATIENCE_S = 300.0
 
-# In a short run the program still warms up, and whether memory is flat cannot be told.
+# In a shorter run caches still fill, so the run cannot show whether memory use is constant.
 LONG_RUN_S = 300
 LEAK_LIMIT_KIB = 8 * 1024
 GROWTH_LIMIT_KIB = 96 * 1024
@@ -70,8 +70,8 @@ class Soak(support.ProgramCase):
         self.random = random.Random(SEED)
         self.turkish = turkish_texts()
         self.is_turkish = False
-        self.actions = {}  # by name: seconds until it was seen
-        self.course = []  # what was done so far
+        self.actions = {}  # by name: seconds until the result was visible
+        self.course = []  # actions so far
         self.addCleanup(self._show_course_of_failure)
         self.pose = self.window.find("panel", "Orientation Display").children()[-1]
 
@@ -105,11 +105,11 @@ class Soak(support.ProgramCase):
             if self.program.running:
                 self.shoot("soak-failure")
 
-    # --- Using the window ---------------------------------------------------------------------
+    # --- Actions in the window ----------------------------------------------------------------
 
     def use_window(self, watcher, memory, end):
-        """Every action once in each round, the quick ones twice, in random order. After a round the
-        window is as it was at first."""
+        """Each round runs every slow action once and every quick one twice, in random order. After
+        a round the window is in its first state again."""
         quick = [self.orbit, self.zoom, self.watch, self.about, self.guide, self.switch_language,
                  self.resize]
         slow = [self.device_info, self.settings, self.calibrate, self.reconnect]
@@ -194,7 +194,7 @@ class Soak(support.ProgramCase):
         self.time_of("resize", lambda: tuple(self.window.extents[2:]) == size)
 
     def reconnect(self):
-        """By way of a speed that the search tries, there and back."""
+        """Reconnects at a baud rate that the search tries, then changes back to the full one."""
         self.change_baud(SEARCHED_BAUD)
         self.choose("Connection", "Disconnect")
         self.time_of("disconnect", lambda: SEARCHED_BAUD not in self.status.name)
@@ -211,10 +211,10 @@ class Soak(support.ProgramCase):
         self.press(dialog, "Save to Device")
         self.until_closed(dialog, "change of the baud rate")
 
-    # --- Windows in either language -----------------------------------------------------------
+    # --- Windows in both languages ------------------------------------------------------------
 
     def learn_menus(self):
-        """Once found they need not be known by their names, which change with the language."""
+        """Finds every menu entry once; later its name may change with the language."""
         for path in (("Connection", "Scan for Devices"), ("Connection", "Connect"),
                      ("Connection", "Disconnect"), ("Connection", "Device Info"),
                      ("Settings", "Open Settings"), ("Settings", "Magnetometer Calibration"),
@@ -248,7 +248,7 @@ class Soak(support.ProgramCase):
             button.activate()
             self.until_closed(dialog, what)
             return
-        # A key that comes before the dialog has the keyboard goes to another window.
+        # A key pressed before the dialog has the keyboard focus goes to another window.
         escapes = itertools.chain((True,), itertools.cycle([False] * 99 + [True]))
 
         def is_closed():
@@ -270,13 +270,13 @@ class Soak(support.ProgramCase):
         self.actions.setdefault(what, []).append(time.monotonic() - begin)
         return value
 
-    # --- The account --------------------------------------------------------------------------
+    # --- Sample counts ------------------------------------------------------------------------
 
     def statistics_lines(self):
         return re.findall("vornix.statistics: (.*)", self.program.output)
 
     def settled_statistics(self):
-        """The program's last line of them, once nothing is on its way any more."""
+        """The program's last statistics line, after all samples have been delivered."""
         def settled():
             *_, before, last = ["", "", *self.statistics_lines()]
             return last == before and counters(last).get("waiting") == 0 and counters(last)
@@ -285,15 +285,15 @@ class Soak(support.ProgramCase):
         return wait_until(settled, "statistics that no longer change", PATIENCE_S)
 
     def dropped_at_opening(self):
-        """Samples of which a port held bytes when it was opened. Each time they may begin with the
-        end of one that was cut off."""
+        """Samples dropped because the port held their bytes when it was opened. The bytes can begin
+        with the end of a sample that was cut off, so each count is rounded up."""
         discarded = [counters(line)["discarded"] for line in self.statistics_lines()]
         return sum(math.ceil((after - before) / PACKET_BYTES)
                    for before, after in itertools.pairwise([0, *discarded]))
 
     def lost(self, device, program):
-        """Samples the device sent to a host that listened, and that were not decoded. What a port
-        held when it was closed, or before it had its speed, was not meant for anybody."""
+        """Samples that the device sent to an open port and that were not decoded. Samples in the
+        port when it was closed, or before its baud rate was set, do not count."""
         return (device["samples"] + device["overrun"] - device["unread"]
                 - self.dropped_at_opening() - program["samples"])
 
@@ -324,9 +324,9 @@ class Soak(support.ProgramCase):
         print("\n".join(lines), flush=True)
 
     def judge_account(self, device, program):
-        # A packet whose last byte was read just before the port was closed or opened is not decoded
-        # any more. And where the machine starved the program until the port's queue was full, a
-        # packet that was cut off takes one that follows it along.
+        # A packet whose last byte was read just before the port was closed or opened is not
+        # decoded. If the machine starves the program until the port's queue is full, a packet is
+        # cut off, and the packet after it can be lost with it.
         lost = self.lost(device, program)
         self.assertLessEqual(lost, 2 * device["overrun"] + program["sessions"])
         self.assertGreaterEqual(lost, -program["sessions"])
@@ -339,7 +339,7 @@ class Soak(support.ProgramCase):
     def judge_figures(self, memory, answers):
         kib = [size for _, size in memory.resident]
         self.assertLess(kib[-1] - kib[0], GROWTH_LIMIT_KIB)
-        # A long run is one to measure, on a machine that does nothing else.
+        # Only a long run, on an otherwise idle machine, gives reliable figures.
         if SECONDS >= LONG_RUN_S:
             self.assertLess(max(answers.get(STREAMING, [0])), ANSWER_LIMIT_S)
             before, after = memory.floors_kib()

@@ -1,4 +1,4 @@
-"""What the end-to-end tests share: the program on a simulated device, on a desktop of its own."""
+"""Helpers of the end-to-end tests: the program with a simulated device, on a private desktop."""
 
 import os
 import pathlib
@@ -16,14 +16,14 @@ BIN = pathlib.Path(os.environ.get("VORNIX_BIN", session.ROOT / "build/release/bi
 SHOTS = pathlib.Path(os.environ.get("VORNIX_SHOTS", session.ROOT / "build/screenshots"))
 TITLE = "Kestrova - Vornix"
 
-# What a sanitizer, Qt or a failed assertion would say on the way.
+# Output of a sanitizer, of Qt or of a failed assertion.
 COMPLAINTS = re.compile(
     r"Sanitizer|runtime error:|ASSERT|terminate called|QObject::\w+: |QThread: |QSocketNotifier: "
     r"|No such (slot|signal)|Cannot queue|Unhandled error")
 
 
 def combo_offering(parent, item):
-    """The combo box among whose items is that text."""
+    """The combo box that has an item with that text."""
     boxes = [look.widget for look in parent.look() if look.role == "combo box"]
     return next(box for box in boxes if item in box.items)
 
@@ -79,9 +79,9 @@ class ProgramCase(unittest.TestCase):
         return self.window.value_beside(caption)
 
     def wait_for_rate(self, hertz, at_least=None):
-        """The rate display counts the samples decoded in a window of about a second. On a busy
-        machine the simulated device itself sends fewer, so the lower bound only tells a stream
-        from a trickle; nothing but a wrong count makes it show more than was sent."""
+        """Waits until the rate display shows about `hertz`. It counts the samples decoded in about
+        a second. On a busy machine the simulated device itself sends fewer, so the lower bound is
+        low. Only a wrong count makes the display show more than was sent."""
         low = 0.1 * hertz if at_least is None else at_least
         shown = set()
 
@@ -105,7 +105,7 @@ class ProgramCase(unittest.TestCase):
                           f"a change of {before!r}")
 
     def picture_of(self, panel):
-        """The pixels of what a group box shows last: the plot, the pose."""
+        """The pixels of the last child of a group box: the plot or the pose."""
         return self.desktop.picture(self.window.find("panel", panel).children()[-1].extents)
 
     def shoot(self, name, widget=None):
@@ -116,7 +116,8 @@ class ProgramCase(unittest.TestCase):
         wait_until(lambda: self.program.dialog_now(title) is None, f"{title!r} closed")
 
     def button_of_refusal(self, *menu, title):
-        """What stands on the one button of the box that refuses a menu entry; presses it."""
+        """Chooses a menu entry that is refused; presses the only button of the message box and
+        returns the text of that button."""
         self.program.menu(*menu)
         button = self.program.dialog(title).find("push button")
         text = button.name
@@ -125,7 +126,7 @@ class ProgramCase(unittest.TestCase):
         return text
 
     def power_cycle(self):
-        """Off and on again: the device forgets what was not saved."""
+        """Switches the device off and on; settings that were not saved are lost."""
         self.program.signal(signal.SIGHUP)
 
     def disconnect(self):
@@ -133,7 +134,7 @@ class ProgramCase(unittest.TestCase):
         self.wait_for_status("Not connected")
 
     def close(self):
-        """Closes the window as a person does; nothing may have gone wrong until its last breath."""
+        """Closes the window as a user does; checks the exit status and the complete output."""
         self.program.close_window(TITLE)
         self.assertEqual(self.program.wait(), 0, self.program.output)
         self.assertNotRegex(self.program.output, COMPLAINTS)

@@ -1,4 +1,4 @@
-"""Watches a program in a long run, and says what was seen."""
+"""Measures a program during a long run: answer times and memory."""
 
 import contextlib
 import os
@@ -12,11 +12,11 @@ from remote.accessibility import Bus
 
 PING_S = 0.1
 MEMORY_S = 1.0
-STREAMING = "watching"  # what is done when nothing is
+STREAMING = "watching"  # the activity when no action runs
 
 
 def counters(text):
-    """Of "... sent=12 ..." a dictionary with 12 for "sent"."""
+    """Parses "... sent=12 ..." into {"sent": 12, ...}."""
     return {name: int(value) for name, value in re.findall(r"(\w+)=(\d+)", text)}
 
 
@@ -28,19 +28,19 @@ def conditions():
 
 
 def in_ms(seconds):
-    """Count, median and greatest of some times."""
+    """Count, median and maximum of the times, as text."""
     return (f"{len(seconds):6d} times, median {statistics.median(seconds) * 1e3:7.0f} ms, "
             f"slowest {max(seconds) * 1e3:7.0f} ms")
 
 
 class Memory:
-    """What a process occupies, over time."""
+    """Memory of a process over time."""
 
     def __init__(self, pid):
         self._process = pathlib.Path(f"/proc/{pid}")
         self._begin = time.monotonic()
-        self.resident = []  # (seconds, KiB), all the time
-        self.rests = []  # the same at moments that can be compared
+        self.resident = []  # (seconds, KiB), throughout
+        self.rests = []  # the same at comparable moments
         self.sample()
 
     def sample(self):
@@ -51,7 +51,7 @@ class Memory:
         return int(re.search(rf"^{key}:\s*(\d+) kB", text, re.MULTILINE).group(1))
 
     def is_instrumented(self):
-        """Whether a sanitizer watches the process, which takes its time and room for that."""
+        """Whether a sanitizer is loaded, which costs time and memory."""
         maps = (self._process / "maps").read_text(encoding="utf-8")
         return re.search(r"/lib[at]san\.so", maps) is not None
 
@@ -63,9 +63,9 @@ class Memory:
         self.rests.append(self.resident[-1])
 
     def floors_kib(self):
-        """The least at rest in the second and in the last third of the run; in the first one caches
-        fill. What another size of the window took is given back sooner or later, so that rests lie
-        some ten megabytes apart, but a leak lifts the floor too. None: too few of them to tell."""
+        """Minimum at rest in the second and in the last third of the run; in the first third caches
+        fill. The memory for another window size is freed with a delay, so the values at rest differ
+        by some ten megabytes, but a leak also raises the minimum. None if there are too few."""
         third = len(self.rests) // 3
         if third == 0:
             return None
@@ -74,7 +74,7 @@ class Memory:
 
 
 class Watcher(threading.Thread):
-    """Asks a label and looks at the memory all the time, beside whatever else is done."""
+    """Thread that queries a label and samples the memory throughout, in parallel to the actions."""
 
     def __init__(self, label, memory):
         super().__init__(daemon=True)
@@ -82,7 +82,7 @@ class Watcher(threading.Thread):
         self._memory = memory
         self._ended = threading.Event()
         self._doing = STREAMING
-        self.answers = {}  # by what was being done: seconds
+        self.answers = {}  # by activity: seconds
         self.failure = None
 
     @contextlib.contextmanager
@@ -97,7 +97,7 @@ class Watcher(threading.Thread):
                 self._ask()
                 if time.monotonic() - self._memory.resident[-1][0] >= MEMORY_S:
                     self._memory.sample()
-        except Exception as error:  # for the test's own thread to raise
+        except Exception as error:  # raised again by end() on the test's thread
             self.failure = error
 
     def _ask(self):

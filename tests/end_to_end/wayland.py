@@ -1,4 +1,4 @@
-"""The program on a desktop without X: its window is drawn, and in it the plot and the pose."""
+"""The program on a desktop without X: the window, the plot and the pose are drawn."""
 
 import os
 import pathlib
@@ -14,7 +14,7 @@ SKIPPED = 77
 
 
 def missing():
-    """What this machine lacks, as text; empty if nothing."""
+    """The missing parts of this machine, as text; empty if there are none."""
     tools = wayland.missing()
     plugins = pathlib.Path(subprocess.run(["qtpaths6", "--plugin-dir"], check=True, text=True,
                                           stdout=subprocess.PIPE).stdout.strip(), "platforms")
@@ -48,7 +48,7 @@ class Wayland(support.ProgramCase):
 
 class EmptyDesktop(unittest.TestCase):
     def test_is_blank(self):
-        """So what the pictures above show is the program's."""
+        """The empty desktop has one colour, so the program drew the pictures of the tests above."""
         with wayland.WaylandDesktop() as desktop:
             self.assertEqual(colours(desktop.picture()), 1)
 
