@@ -1,6 +1,6 @@
-"""./run in a Debian to which nothing was added: the release VORNIX_BARE_RELEASE, as the directory
-VORNIX_BARE_SYSTEM. Then, in the same system, the build with some of the optional packages, and
-without the simulated device."""
+"""./run in a minimal Debian without added packages: the release VORNIX_BARE_RELEASE in the
+directory VORNIX_BARE_SYSTEM. Then, in the same system, the build with some of the optional
+packages, and without the simulated device."""
 
 import contextlib
 import glob
@@ -34,7 +34,7 @@ def timed(what):
 
 
 def copy_of_source(directory):
-    """What a clone has: the files of the last commit, or of a source archive without its build."""
+    """The files of a clone: those of the last commit, or of a source archive without its build."""
     directory.mkdir()
     git = ["git", "-c", "safe.directory=*", "-C", str(SOURCE)]
     if (SOURCE / ".git").exists():
@@ -50,7 +50,7 @@ def copy_of_source(directory):
 
 
 def part(title, output):
-    """What the configuration says about an optional part."""
+    """The state of an optional part in the output of the configuration."""
     return re.search(rf"^-- {re.escape(title)}: (.*)$", output, re.MULTILINE).group(1)
 
 
@@ -65,7 +65,7 @@ class BareSystem(unittest.TestCase):
             cls.system.create(RELEASE)
         cls.system.mount()
         copy_of_source(ROOT / CLONE[1:])
-        # With an adapter plugged in, ./run would start on that.
+        # With an adapter plugged in, ./run uses that; --simulated prevents it.
         adapters = glob.glob("/dev/ttyUSB*") + glob.glob("/dev/ttyACM*")
         with timed("./run"):
             cls.output = cls.in_clone("./run", *(["--simulated"] if adapters else []))
@@ -79,7 +79,7 @@ class BareSystem(unittest.TestCase):
         return cls.system.run(*command, directory=CLONE, environment={"VORNIX_PATIENCE": "4"})
 
     def configured(self, preset, *options):
-        """What a configuration says that knows of none before it."""
+        """The output of a configuration without an earlier cache."""
         return self.in_clone("cmake", "--preset", preset, "--fresh", "-B", f"build/try-{preset}",
                              *options)
 
@@ -129,7 +129,7 @@ class BareSystem(unittest.TestCase):
                 self.assertEqual(part("Benchmarks", output), benchmarks)
                 self.assertEqual(part("Comparison with QCustomPlot", output), "off (no benchmarks)")
                 if package == CLANG:
-                    # Whether Debian's clang brings libFuzzer along differs by release.
+                    # Debian's clang contains libFuzzer in some releases only.
                     self.assertRegex(part("Fuzzers", self.configured("fuzz")), "^(on|off .*)$")
 
     def test_comparison_is_off_without_qcustomplot(self):
@@ -151,7 +151,7 @@ class BareSystem(unittest.TestCase):
         with self.system.without_packages("libumockdev-dev", "umockdev"):
             with self.assertRaisesRegex(RuntimeError, "VORNIX_BUILD_SIMULATOR=OFF"):
                 self.configured("release")
-            # In the tree of ./run, where only what changes is built again.
+            # Uses the build tree of ./run, so that only changed parts are built again.
             alone = self.in_clone("cmake", "--preset", "release", "-D", "VORNIX_BUILD_SIMULATOR=OFF")
             self.assertEqual(part("Simulated device", alone), "off (VORNIX_BUILD_SIMULATOR is OFF)")
             self.in_clone("cmake", "--build", "--preset", "release")

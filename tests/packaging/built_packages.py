@@ -20,7 +20,7 @@ class Package:
         return output("dpkg-deb", "--field", self.path, name).strip()
 
     def listing(self):
-        """Of every file and directory: (permissions, owner, path, target of a link or None)."""
+        """(permissions, owner, path, target of a link or None) for every file and directory."""
         entries = []
         for line in output("dpkg-deb", "--contents", self.path).splitlines():
             permissions, owner, _, _, _, place = line.split(maxsplit=5)
@@ -29,7 +29,7 @@ class Package:
         return entries
 
     def files(self):
-        """The paths of all but directories."""
+        """All paths except those of directories."""
         return [path for permissions, _, path, _ in self.listing() if not permissions.startswith("d")]
 
     def unpack(self, directory):
@@ -37,7 +37,7 @@ class Package:
 
 
 def built_packages():
-    """The packages of this version, in the order of NAMES, by the names that Debian gives files."""
+    """The packages of this version in the order of NAMES, found by Debian's file naming."""
     directory = pathlib.Path(os.environ["VORNIX_PACKAGES"])
     architecture = output("dpkg", "--print-architecture").strip()
     version = os.environ["VORNIX_VERSION"]

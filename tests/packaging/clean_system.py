@@ -1,7 +1,7 @@
-"""Makes a system for the packages to be installed in, as the directory VORNIX_CLEAN_SYSTEM.
+"""Makes a system in the directory VORNIX_CLEAN_SYSTEM, in which tests install the packages.
 
-It is Debian as it comes, without recommended packages, and with nothing added to it but what our
-packages say they depend on. Needs root's rights; without them it says so and exits with SKIPPED.
+It is a minimal Debian without recommended packages. Only the dependencies that our packages declare
+are added. Needs root; otherwise it prints the reason and exits with SKIPPED.
 """
 
 import os

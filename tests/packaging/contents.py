@@ -1,4 +1,4 @@
-"""What is in the packages: what lintian says, who depends on what, and that all agree on the version."""
+"""Contents of the packages: lintian findings, dependencies, and the same version everywhere."""
 
 import gzip
 import os
@@ -27,7 +27,7 @@ class Packages(unittest.TestCase):
             package.unpack(cls.tree)
 
     def test_lintian_has_no_complaint(self):
-        """Errors and warnings count. Hints are printed: each release of lintian has others."""
+        """Fails on errors and warnings. Hints are only printed, because they differ by release."""
         run = subprocess.run(
             ["lintian", "--fail-on", "error,warning", "--display-info", "--pedantic",
              "--tag-display-limit", "0", *(package.path for package in self.packages)],
@@ -44,7 +44,7 @@ class Packages(unittest.TestCase):
 
     def test_only_the_simulator_needs_the_test_bed(self):
         self.assertNotIn("umockdev", self.program.field("Depends"))
-        # One for the library it is linked with, one for that which it loads into other programs.
+        # libumockdev0 is linked; umockdev has the library that it preloads into other programs.
         self.assertRegex(self.simulator.field("Depends"), r"(^|, )umockdev(,|$)")
         self.assertRegex(self.simulator.field("Depends"), r"\blibumockdev0 \(>= ")
 

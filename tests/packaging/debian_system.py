@@ -1,7 +1,7 @@
-"""A Debian system in a directory of its own: as it comes, without recommended packages.
+"""A minimal Debian system in a directory, without recommended packages.
 
-To make one and to change root into it takes root's rights. Scripts that use it begin with the skip
-functions, which end them with SKIPPED and the reason, and with enter_namespace().
+Creating it and changing root into it needs root. A script that uses it first calls the skip
+functions, which end it with SKIPPED and the reason, and then enter_namespace().
 """
 
 import contextlib
@@ -50,8 +50,8 @@ def skip_unless_reachable(codename):
 
 
 def enter_namespace():
-    """Returns in a mount namespace of this script's own, so that no mount outlives it, whatever
-    becomes of it; or where it was, if that is not allowed, as in many containers."""
+    """Restarts the script in a private mount namespace, so that its mounts end with it, even if it
+    is killed. Does not change the namespace where that is not allowed, as in many containers."""
     if _IN_NAMESPACE in os.environ:
         return
     allowed = subprocess.run(["unshare", "--mount", "true"], stderr=subprocess.DEVNULL).returncode == 0
@@ -72,8 +72,8 @@ def own_release():
 
 
 def _sources(codename):
-    """The archives of a release, each as (URI, release, component): those that this machine's apt
-    uses for its own release, with the other codename."""
+    """The archives of a release, each as (URI, release, component). They are those that this
+    machine's apt uses for its release, with the other codename."""
     own = own_release()
     wanted = {own, f"{own}-updates", f"{own}-security"}
     lines = subprocess.run(
@@ -85,7 +85,7 @@ def _sources(codename):
 
 
 def _apt_settings():
-    """How this machine's apt reaches its archives: proxies, and whether dates are checked."""
+    """The settings with which this machine's apt reaches its archives: proxies, date checks."""
     dump = subprocess.run(["apt-config", "dump", "Acquire"], check=True, stdout=subprocess.PIPE,
                           text=True).stdout
     return "".join(f"{line}\n" for line in dump.splitlines()
@@ -93,15 +93,15 @@ def _apt_settings():
 
 
 def _link_command(source, target):
-    """A shell command that gives each downloaded package of a directory a second name in another:
-    it takes no room on the disk. Both are shell words."""
+    """A shell command that hard-links each package in `source` into `target`, which needs no disk
+    space. Both arguments are shell words."""
     return (f"mkdir -p {target} && find {source} -maxdepth 1 -name '*.deb' "
             f"-exec cp --link --no-clobber -t {target} {{}} +")
 
 
 class DebianSystem:
-    """`downloads` is a directory for the packages that apt downloads, so that no system of the same
-    release downloads them again; it has to be in the same file system as the root."""
+    """A system below `root`. `downloads` is a directory that keeps the packages apt downloads, so
+    that other systems of the same release reuse them. It must be in the root's file system."""
 
     def __init__(self, root, downloads=None):
         self.root = pathlib.Path(root).resolve()
@@ -115,7 +115,7 @@ class DebianSystem:
             settings = pathlib.Path(directory, "apt.conf")
             settings.write_text(_apt_settings() + 'Acquire::Retries "3";\nAcquire::Languages "none";\n',
                                 encoding="utf-8")
-            # A machine that loses power now loses nothing, so no file need be on the disk at once.
+            # The system is temporary, so dpkg need not sync every file to the disk.
             subprocess.run(
                 ["mmdebstrap", "--quiet", "--mode=root", "--variant=apt", "--skip=cleanup/apt",
                  f"--aptopt={settings}", "--dpkgopt=force-unsafe-io", *self._reuse_options(),
@@ -131,7 +131,7 @@ class DebianSystem:
         return ["--skip=download/empty", "--skip=essential/unlink", f"--setup-hook={link}"]
 
     def save_downloads(self):
-        """Keeps what apt has downloaded in here for the next system."""
+        """Keeps the packages that apt downloaded in this system for the next one."""
         if self._downloads:
             link = _link_command(shlex.quote(str(self.root / _ARCHIVES)),
                                  shlex.quote(str(self._downloads)))
@@ -143,8 +143,8 @@ class DebianSystem:
         subprocess.run(["rm", "-rf", "--one-file-system", str(self.root)], check=True)
 
     def mount(self):
-        """Gives it the kernel's file systems; False if that is not allowed. They are gone when this
-        script ends."""
+        """Mounts /proc and /dev in the system; False if that is not allowed. The mounts end with
+        this script."""
         if not may_mount():
             return False
         for options in (["-t", "proc", "proc", "proc"], ["--rbind", "/dev", "dev"]):
@@ -154,8 +154,8 @@ class DebianSystem:
         return True
 
     def run(self, *command, directory="/", environment=None):
-        """What a command in there writes; RuntimeError with that if it fails. Of this machine's
-        environment it gets the proxies only."""
+        """Runs a command in the system and returns its output; RuntimeError with the output if it
+        fails. From this machine's environment it gets only the proxies."""
         variables = {name: os.environ[name] for name in _PROXIES if name in os.environ}
         variables.update(DEBIAN_FRONTEND="noninteractive", HOME="/root", LC_ALL="C.UTF-8",
                          PATH="/usr/sbin:/usr/bin:/sbin:/bin", **(environment or {}))
@@ -167,12 +167,12 @@ class DebianSystem:
         return result.stdout
 
     def packages(self):
-        """The names of all packages that are installed in there."""
+        """The names of all packages installed in the system."""
         return set(self.run("dpkg-query", "-W", "-f", "${binary:Package}\n").split())
 
     @contextlib.contextmanager
     def with_packages(self, *names):
-        """Packages, and what they depend on, that are there for a moment."""
+        """Installs packages and their dependencies for the duration of the context."""
         before = self.packages()
         self.run("apt-get", "install", "--yes", "--no-install-recommends", *names)
         self.save_downloads()
@@ -185,7 +185,7 @@ class DebianSystem:
 
     @contextlib.contextmanager
     def without_packages(self, *names):
-        """Packages, and what depends on them, that are gone for a moment."""
+        """Removes packages and those that depend on them for the duration of the context."""
         before = self.packages()
         self.run("apt-get", "purge", "--yes", *names)
         try:

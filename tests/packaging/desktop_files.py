@@ -1,5 +1,5 @@
-"""Menu entry, metainfo and icons, by the tools that desktops judge them with, and against what else
-says the same: the program's version, its maker, the pictures at hand."""
+"""Menu entry, metainfo and icons: checked with the validators of desktops, and compared with the
+program's version, its maker and the existing pictures."""
 
 import configparser
 import os
@@ -48,8 +48,8 @@ class Validators(unittest.TestCase):
         self.assert_silent("desktop-file-validate", ENTRY)
 
     def test_metainfo(self):
-        """Errors and warnings count. A hint is printed: an older release of the tool does not know
-        each element that a newer one asks for."""
+        """Fails on errors and warnings. Hints are only printed, because an older release of the
+        tool does not support each element that a newer one requests."""
         run = subprocess.run(
             ["appstreamcli", "validate", "--no-net", "--pedantic", "--no-color", METAINFO],
             capture_output=True, text=True)
@@ -130,7 +130,7 @@ class Icons(unittest.TestCase):
             self.assertEqual(struct.unpack(">II", data[16:24]), (size, size))
 
     def test_window_has_the_same(self):
-        """The picture compiled into the program is that of the desktop."""
+        """The window icon compiled into the program equals the desktop's icon."""
         def pixels(path):
             return subprocess.run(["convert", path, "-depth", "8", "rgba:-"], check=True,
                                   capture_output=True).stdout

@@ -1,7 +1,7 @@
 """How the programs of the packages were compiled and linked, read from their ELF files.
 
-_FORTIFY_SOURCE leaves nothing to read there: no buffer of a size known to the compiler takes a length
-that is not. test_overflow shows that it is at work.
+_FORTIFY_SOURCE leaves no trace in these files: no call with a buffer of known size has a length
+that is unknown to the compiler. test_overflow proves that it is active.
 """
 
 import pathlib
@@ -12,8 +12,8 @@ import unittest
 
 from built_packages import built_packages, output
 
-# What a compiler leaves in a program for an x86 processor: the landing of an indirect jump, and the
-# access to each page that a large frame crosses.
+# x86 instructions of a hardened program: the landing pad of an indirect jump, and the access to
+# each page of a large stack frame.
 ENDBR64 = bytes.fromhex("f30f1efa")
 PROBE = bytes.fromhex("48830c2400")
 
@@ -28,7 +28,7 @@ class Hardening(unittest.TestCase):
         cls.programs = [tree / "usr/lib/vornix/vornix", tree / "usr/bin/vornix-sim"]
 
     def assert_each(self, option, pattern):
-        """Every program shows, in what readelf says with that option, the pattern."""
+        """The output of readelf with that option contains the pattern for every program."""
         for program in self.programs:
             with self.subTest(program.name):
                 self.assertRegex(output("readelf", "--wide", option, program), re.compile(pattern, re.M))

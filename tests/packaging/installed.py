@@ -1,6 +1,6 @@
-"""The packages in a clean system: installed with apt, used from there, removed without a trace.
+"""The packages in a clean system: installed with apt, used, and removed with no file left.
 
-The desktop is outside, the program inside.
+The desktop runs outside the system, the program inside.
 """
 
 import contextlib
@@ -21,7 +21,7 @@ from built_packages import NAMES, built_packages  # noqa: E402
 ROOT = pathlib.Path(os.environ["VORNIX_CLEAN_SYSTEM"])
 _SHARED = "VORNIX_SHARED_PATH"
 
-# What apt and dpkg write about every installation, and what lives only while the system runs.
+# Files that apt and dpkg write at every installation, and files of the running system.
 VOLATILE = re.compile(
     r"/(dev|proc|run|sys|tmp)/|/var/log/|/var/cache/(apt|ldconfig|debconf)/|/etc/ld\.so\.cache$"
     r"|/var/lib/apt/(extended_states|lists/)"
@@ -29,7 +29,7 @@ VOLATILE = re.compile(
 
 
 def files():
-    """All files of the system but the volatile: path to kind, permissions, owner, size or target."""
+    """All files of the system except VOLATILE: path to kind, permissions, owner, size or target."""
     found = {}
     for folder, directories, names in os.walk(ROOT):
         for name in directories + names:
@@ -91,7 +91,7 @@ class Installed(support.ProgramCase):
             support.wait_until(lambda: re.fullmatch(r"Receiving [1-9]\d* Hz", self.rate.name), "a rate")
 
     def assert_moving(self, pose):
-        """A pose that is drawn, and again and again if there is a device."""
+        """Checks that the pose is drawn, and that it changes if there is a device."""
         before = self.picture_of(pose)
         self.assertGreater(len(set(before)), 8, "a blank picture")
         if self.has_device:
@@ -125,8 +125,8 @@ class Installed(support.ProgramCase):
 
 @contextlib.contextmanager
 def shared_path():
-    """A short path that leads to the same files outside and inside, for the sockets of the desktop:
-    outside it is a link to the system, and inside the same link leads to the top of it."""
+    """A short path to the same files outside and inside the system, for the sockets of the desktop.
+    Outside it is a link to the system's root; inside, the same link points to /."""
     link = pathlib.Path(os.environ.get(_SHARED) or tempfile.mkdtemp(prefix="vornix-"), "root")
     if _SHARED not in os.environ:
         link.symlink_to(ROOT)
@@ -136,7 +136,7 @@ def shared_path():
         home = link / "tmp" / "home"
         home.mkdir(mode=0o700, exist_ok=True)
         os.environ[_SHARED] = str(link.parent)
-        # Mesa does not ask HOME where its cache belongs.
+        # Mesa does not use HOME for its cache.
         for variable in ("HOME", "XDG_RUNTIME_DIR", "XDG_CACHE_HOME"):
             os.environ[variable] = str(home)
     try:

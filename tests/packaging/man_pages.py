@@ -1,4 +1,4 @@
-"""The manual pages: groff finds nothing wrong, `whatis` can read them, and they are of this version."""
+"""The manual pages: groff reports no problem, `whatis` can read them, and the version is right."""
 
 import os
 import pathlib

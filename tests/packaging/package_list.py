@@ -1,4 +1,5 @@
-"""What tools/install-packages makes of packages.txt on each release of Debian, and what it installs."""
+"""The packages that tools/install-packages reads from packages.txt for each Debian release, and
+those that it installs."""
 
 import os
 import pathlib
@@ -20,7 +21,7 @@ new-only 13
 [other]
 another
 """
-# Stand in for the system's: what is asked for goes into a file.
+# Replace the system's tools: apt-get writes its arguments into a file.
 TOOLS = {
     "apt-get": 'echo "$@" >>"$ASKED"',
     "id": "echo 0",
@@ -28,14 +29,14 @@ TOOLS = {
 
 
 def entry(package, *provides, status="install ok installed"):
-    """A package as dpkg's own database has it."""
+    """A package as an entry of dpkg's database."""
     return (f"Package: {package}\nStatus: {status}\nVersion: 1\nArchitecture: all\n"
             "Maintainer: Kestrova <maker@example.com>\nDescription: none\n" +
             (f"Provides: {', '.join(provides)}\n" if provides else "") + "\n")
 
 
 class Project:
-    """A project of nothing but a list of packages and the script that reads it."""
+    """A project that contains only a list of packages and the script that reads it."""
 
     def __init__(self, directory, packages=LIST):
         self._path = pathlib.Path(directory)
@@ -62,7 +63,7 @@ class Project:
         return self._run("--list", *sections, release=release)
 
     def asked_for(self, *installed, release="12"):
-        """What is installed for [build] on a system with these entries in dpkg's database."""
+        """The packages installed for [build] on a system with these entries in dpkg's database."""
         (self._path / "status").write_text("".join(installed))
         asked = self._path / "asked"
         asked.write_text("")

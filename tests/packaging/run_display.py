@@ -1,4 +1,5 @@
-"""Which display ./run and tools/with-display take. What ./run calls only says that it was called."""
+"""The display that ./run and tools/with-display use. Stubs that print their name replace the
+programs that ./run calls."""
 
 import os
 import pathlib
@@ -13,7 +14,7 @@ CALLED = ("tools/install-packages", "tools/quietly", "tools/demonstrate",
 
 
 def environment(**displays):
-    """This one with no other displays than those, and without the request for a virtual one."""
+    """This environment with only these displays, and without the request for a virtual one."""
     others = {name: value for name, value in os.environ.items()
               if name not in ("DISPLAY", "WAYLAND_DISPLAY", "VORNIX_VIRTUAL_DISPLAY")}
     return dict(others, **displays)
@@ -35,7 +36,7 @@ class Run(unittest.TestCase):
             path.chmod(0o755)
 
     def run_with(self, **displays):
-        """The sections whose packages it installs, and the program it starts at the end."""
+        """The sections whose packages ./run installs, and the program that it starts at the end."""
         lines = output(self.root / "run", "--simulated", **displays)
         calls = [line.split()[1:] for line in lines.splitlines() if line.startswith("called ")]
         return " ".join(calls[0]), calls[-1][0]
@@ -63,7 +64,7 @@ class Run(unittest.TestCase):
 
 class WithDisplay(unittest.TestCase):
     def shown(self, **displays):
-        """The displays that a command sees, and the one that Qt takes."""
+        """The displays in a command's environment, and the platform that Qt uses."""
         return output(SOURCE / "tools/with-display", "sh", "-c",
                       'echo "${DISPLAY:-none} ${WAYLAND_DISPLAY:-none} ${QT_QPA_PLATFORM:-any}"',
                       **displays).strip()

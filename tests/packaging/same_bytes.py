@@ -1,7 +1,7 @@
-"""The packages, built once more from a copy of the source in another directory: the same bytes.
+"""The packages built again from a copy of the source in another directory have the same bytes.
 
-It compiles the programs anew and costs a few minutes of processor time. Nothing is taken from a
-compiler cache, which would compare a program with itself.
+The test compiles the programs again, which takes a few minutes of processor time. It uses no
+compiler cache, because that would compare a program with itself.
 """
 
 import filecmp
@@ -15,7 +15,7 @@ import unittest
 from built_packages import built_packages, output
 
 SOURCE = pathlib.Path(__file__).resolve().parents[2]
-# Not in the copy: what was built, and what git keeps.
+# Not copied: build results and the data of git.
 LEFT_OUT = shutil.ignore_patterns("build", ".git", "__pycache__")
 
 
@@ -28,23 +28,25 @@ def run(*command, **options):
 
 class SameBytes(unittest.TestCase):
     def setUp(self):
-        # Longer than where any source lies, so that a path in a program would move what follows it.
+        # A longer path than the source has: a path stored in a program would move the bytes after
+        # it.
         directory = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.copy = directory / "another-place-for-the-same-source" / "vornix"
-        # Times of today for all files, as a fresh clone has them.
+        # All files get the current time, as in a fresh clone.
         shutil.copytree(SOURCE, self.copy, ignore=LEFT_OUT, copy_function=shutil.copy)
 
     def build(self):
-        """The packages of the copy, made by the preset that makes them for users."""
+        """Builds the packages of the copy with the preset for user packages; returns their
+        directory."""
         environment = dict(os.environ, CCACHE_DISABLE="1")
-        # Neither is what the build of a package has.
+        # The build of a package has neither variable.
         for name in ("LD_PRELOAD", "SOURCE_DATE_EPOCH"):
             environment.pop(name, None)
         jobs = str(os.cpu_count() or 1)
         run("cmake", "--preset", "package", cwd=self.copy, env=environment)
         run("cmake", "--build", "--preset", "package", "--parallel", jobs, cwd=self.copy,
             env=environment)
-        # What the umask of the first build was is not known; this one differs from the usual.
+        # The umask of the first build is unknown, so this one differs from the usual one.
         run("cpack", "--preset", "package", cwd=self.copy, env=environment, umask=0o077)
         return self.copy / "build/package/packages"
 
@@ -59,7 +61,7 @@ class SameBytes(unittest.TestCase):
 
     @staticmethod
     def differences(first, second):
-        """Which files differ, for those who look for the reason."""
+        """The names of the files that differ, for the failure message."""
         trees = []
         with tempfile.TemporaryDirectory() as directory:
             for name, package in (("first", first), ("second", second)):

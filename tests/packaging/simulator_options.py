@@ -1,4 +1,5 @@
-"""The bash completion of vornix-sim offers what its help text lists; the manual page has it all."""
+"""The bash completion of vornix-sim offers the options of its help text; the manual page lists
+all."""
 
 import os
 import pathlib
@@ -12,7 +13,8 @@ PAGE = pathlib.Path(os.environ["VORNIX_MAN"]) / "man1/vornix-sim.1"
 COMPLETION = pathlib.Path(os.environ["VORNIX_COMPLETION"])
 OPTION = r"--[a-z][a-z-]*"
 
-# In a shell of its own that knows nothing but the file, with a line to be completed as words.
+# Runs in a separate shell that loads only the completion file. The arguments are the words of the
+# line to complete.
 COMPLETE = """
 source "$1"; shift
 COMP_WORDS=("$@")
@@ -25,12 +27,13 @@ printf '%s\\n' "${COMPREPLY[@]}"
 
 
 def refused(*arguments):
-    """Whether the program takes these options; --help behind them keeps it from serving."""
+    """Whether the program rejects these options. The --help after them prevents it from
+    starting."""
     return subprocess.run([PROGRAM, *arguments, "--help"], capture_output=True).returncode != 0
 
 
 def complete(*words, directory="/"):
-    """What is offered for the last word of `vornix-sim WORDS...`."""
+    """The completions offered for the last word of `vornix-sim WORDS...`."""
     run = subprocess.run(
         ["bash", "--norc", "-c", COMPLETE, "bash", COMPLETION, "vornix-sim", *words],
         capture_output=True, text=True, check=True, cwd=directory)
@@ -53,12 +56,12 @@ def page():
 
 
 def page_options():
-    """As help_options()."""
+    """The same for the manual page as help_options() for --help."""
     return dict(re.findall(rf"^ {{7}}(?:-h,)?({OPTION})(?: (\S+))?$", page(), re.MULTILINE))
 
 
 def page_commands():
-    """The commands that faults name."""
+    """The command names that the fault options accept, from the manual page."""
     section = re.search(r"The\s+commands:(.*?)\.", page(), re.DOTALL).group(1)
     return re.findall("[A-Z_]+", section)
 

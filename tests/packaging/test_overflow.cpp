@@ -1,5 +1,5 @@
-// What the flags of a release do with a program that writes past the end of a buffer, tried on a
-// child of this process.
+// With the flags of a release a program that writes past the end of a buffer ends with SIGABRT.
+// Each case runs in a child process.
 
 #include <csignal>
 #include <cstddef>
@@ -24,7 +24,7 @@ int signalOf(Function function)
     if (child == 0) {
         const rlimit none{0, 0};
         setrlimit(RLIMIT_CORE, &none);
-        if (!std::freopen("/dev/null", "w", stderr)) // what the C library says of the end
+        if (!std::freopen("/dev/null", "w", stderr)) // hides the C library's message
             _exit(1);
         function();
         _exit(0);
@@ -35,8 +35,8 @@ int signalOf(Function function)
     return WIFSIGNALED(status) ? WTERMSIG(status) : 0;
 }
 
-// Writes two characters, however long the buffer is said to be: nothing but a look at its size can
-// find that this is wrong.
+// Writes two characters, whatever the length. So only a check of the buffer's size can detect a
+// wrong length.
 void print(std::size_t length)
 {
     static_cast<void>(std::snprintf(g_buffer, length, "%d", 1));

@@ -1,7 +1,7 @@
-"""The udev rule, read by udev itself (`udevadm test`), for adapters of a test bed.
+"""The udev rule, evaluated by udev itself (`udevadm test`), for adapters of a test bed.
 
-The script runs in name spaces of its own, where the rule is the only one in /etc/udev/rules.d and
-nothing that udev notes reaches the system. Where these are not allowed, the test is skipped.
+The script runs in separate name spaces, where the rule is the only one in /etc/udev/rules.d and
+udev changes nothing in the real system. Where name spaces are not allowed, the test is skipped.
 """
 
 import os
@@ -15,8 +15,9 @@ RULE = pathlib.Path(os.environ["VORNIX_UDEV_RULE"])
 SKIPPED = 77
 _ENTERED = "VORNIX_UDEV_NAMESPACE"
 
-# What the kernel's driver starts with is 16, but the test bed's file is no attribute: udev's digit
-# takes the place of the first one and leaves the second.
+# The kernel's driver starts with 16. The test bed has a plain file instead of an attribute, so
+# udev's single digit overwrites only the first character; the test starts with one digit for that
+# reason.
 LATENCY_AT_FIRST = "9"
 
 FTDI = ("0403", "6001", "ftdi_sio")
@@ -28,10 +29,10 @@ OTHER_VENDOR = ("1234", "6001", "cp210x")
 
 
 def enter():
-    """Returns in a user and mount name space, with the test bed's preload library loaded."""
+    """Restarts the script in a user and mount name space, with the test bed's preload library."""
     if os.environ.get(_ENTERED):
         return
-    # A sanitizer's runtime is for our programs; these are the system's.
+    # A sanitizer's runtime is only for our programs, not for those of the system.
     environment = dict(os.environ, **{_ENTERED: "1"})
     environment.pop("LD_PRELOAD", None)
     isolate = ["unshare", "--user", "--map-root-user", "--mount"]
@@ -45,7 +46,7 @@ def enter():
 
 
 class Adapter:
-    """A USB serial adapter as the kernel shows it: device, interface, port, terminal."""
+    """A USB serial adapter as in sysfs: device, interface, port, terminal."""
 
     def __init__(self, testbed, name, vendor, product, driver):
         self._root = testbed.get_root_dir()
@@ -70,7 +71,7 @@ class Adapter:
 
 
 def properties(device, action="add"):
-    """What udev would note about a device after that event, and what it complained about."""
+    """The properties that udev sets for a device at that event, and its warnings about the rule."""
     run = subprocess.run(["udevadm", "test", f"--action={action}", f"/sys{device}"],
                          capture_output=True, text=True, check=True)
     known = dict(re.findall(r"^([\w.]+)=(.*)$", run.stdout, re.MULTILINE))

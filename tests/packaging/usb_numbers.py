@@ -1,5 +1,4 @@
-"""The USB numbers a maker sets when the project is configured, and what becomes of them in the udev
-rule."""
+"""The USB numbers that a maker sets at configuration, and the udev rule made from them."""
 
 import pathlib
 import re
@@ -10,7 +9,7 @@ import unittest
 FOLDER = pathlib.Path(__file__).resolve().parents[2] / "packaging/udev"
 STOCK = [("0403", "6001"), ("10c4", "ea60"), ("1a86", "7523")]
 
-# A project of nothing but the rule.
+# A project that contains only the rule.
 PROJECT = f"""
 cmake_minimum_required(VERSION 3.25)
 project(rule LANGUAGES NONE)
@@ -19,7 +18,7 @@ add_subdirectory({FOLDER} udev)
 
 
 def configure(vendors=None, products=None):
-    """The rule, or None, and what CMake complained about."""
+    """The rule, or None, and CMake's error output."""
     with tempfile.TemporaryDirectory() as directory:
         (pathlib.Path(directory) / "CMakeLists.txt").write_text(PROJECT)
         chosen = [f"-D{name}={';'.join(values)}" for name, values in
