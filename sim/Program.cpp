@@ -282,7 +282,7 @@ private:
     bool m_plugged = true;
 };
 
-int told(Bench &bench, const Configuration &configuration, int status)
+int withStatistics(Bench &bench, const Configuration &configuration, int status)
 {
     if (configuration.statistics)
         bench.tellStatistics();
@@ -304,12 +304,12 @@ int serve(const Configuration &configuration, const sigset_t &signals, Recorder 
     if (configuration.command.empty()) {
         PtyBench bench(configuration, recorder);
         const int status = Watch(bench, configuration).runUntilInterrupted(signals);
-        return told(bench, configuration, status);
+        return withStatistics(bench, configuration, status);
     }
     UsbBench bench(configuration, recorder);
     const pid_t child = launch(configuration.command);
     const int status = Watch(bench, configuration).runUntilEndOf(child, signals);
-    return told(bench, configuration, status);
+    return withStatistics(bench, configuration, status);
 }
 
 } // namespace

@@ -40,12 +40,12 @@ void BoundedPathItem::paint(QPainter *painter, const QStyleOptionGraphicsItem * 
 
 void BoundedPathItem::setBounds(const QRectF &bounds)
 {
-    const qreal room = pen().widthF();
-    const QRectF roomy = bounds.adjusted(-room, -room, room, room);
-    if (roomy == m_bounds)
+    const qreal margin = pen().widthF();
+    const QRectF enlarged = bounds.adjusted(-margin, -margin, margin, margin);
+    if (enlarged == m_bounds)
         return;
     prepareGeometryChange();
-    m_bounds = roomy;
+    m_bounds = enlarged;
 }
 
 void GridItem::paintTogetherWith(GridItem *upper)

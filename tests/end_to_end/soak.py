@@ -308,7 +308,7 @@ class Soak(support.ProgramCase):
             f"         not counted as sent: {device['unread']} unread when the port was closed, "
             f"{self.dropped_at_opening()} dropped when it was opened "
             f"({program['sessions']} times)",
-            f"         not sent: {device['skipped']} without room on the line, "
+            f"         not sent: {device['skipped']} skipped because the line was full, "
             f"{device['garbled']} while the host had another speed",
             f"packets  {program['packets']} intact, {program['damaged']} damaged",
             f"memory   {kib[0]} KiB resident at first, {max(kib)} at most, {kib[-1]} at last; "

@@ -69,9 +69,9 @@ class Installed(support.ProgramCase):
         packages = built_packages()
         for package in packages:
             shutil.copy(package.path, ROOT / "tmp")
-        told = self.system.run("apt-get", "install", "--yes", "--no-install-recommends",
-                               *(f"/tmp/{package.path.name}" for package in packages))
-        self.assertIn(" 2 newly installed, 0 to remove ", told, "something was missing")
+        output = self.system.run("apt-get", "install", "--yes", "--no-install-recommends",
+                                 *(f"/tmp/{package.path.name}" for package in packages))
+        self.assertIn(" 2 newly installed, 0 to remove ", output, "something was missing")
         self.addCleanup(self.system.run, "dpkg", "--purge", *NAMES)
         added = set(files()) - set(self.before)
         for package in packages:

@@ -125,9 +125,9 @@ inline bool isClipped(const QLineEdit &edit)
 {
     QStyleOptionFrame option;
     option.initFrom(&edit);
-    const int room =
+    const int available =
         edit.style()->subElementRect(QStyle::SE_LineEditContents, &option, &edit).width() - 4;
-    return edit.fontMetrics().horizontalAdvance(edit.text()) > room;
+    return edit.fontMetrics().horizontalAdvance(edit.text()) > available;
 }
 
 inline bool isClipped(const QGroupBox &box)
