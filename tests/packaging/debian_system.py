@@ -143,11 +143,12 @@ class DebianSystem:
         subprocess.run(["rm", "-rf", "--one-file-system", str(self.root)], check=True)
 
     def mount(self):
-        """Mounts /proc and /dev in the system; False if that is not allowed. The mounts end with
-        this script."""
+        """Mounts /proc, /sys and /dev in the system; False if that is not allowed. The mounts end
+        with this script."""
         if not may_mount():
             return False
-        for options in (["-t", "proc", "proc", "proc"], ["--rbind", "/dev", "dev"]):
+        for options in (["-t", "proc", "proc", "proc"],
+                        ["-t", "sysfs", "-o", "ro", "sysfs", "sys"], ["--rbind", "/dev", "dev"]):
             place = str(self.root / options[-1])
             subprocess.run(["mount", *options[:-1], place], check=True)
             self._mounts.append(place)
