@@ -149,7 +149,8 @@ class Widget:
             return f"widget {self._path} (gone)"
 
     def __eq__(self, other):
-        return (self._owner, self._path) == (other._owner, other._path)
+        return isinstance(other, Widget) and (
+            (self._owner, self._path) == (other._owner, other._path))
 
     def __hash__(self):
         return hash((self._owner, self._path))
