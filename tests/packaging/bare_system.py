@@ -71,7 +71,7 @@ class BareSystem(unittest.TestCase):
             cls.output = cls.in_clone("./run", *(["--simulated"] if adapters else []))
         cls.system.save_downloads()
         built = ROOT / CLONE[1:] / "build/release"
-        cls.made = {str(path.relative_to(built)): path.stat().st_size for path in built.rglob("*")}
+        cls.made = {str(path.relative_to(built)): path.lstat().st_size for path in built.rglob("*")}
         SHOTS.mkdir(parents=True, exist_ok=True)
 
     @classmethod
