@@ -26,10 +26,10 @@
 #include <QTimer>
 
 #include "app/application.h"
-#include "app/mainwindow.h"
+#include "app/main_window.h"
 #include "app/quiet_exit.h"
-#include "driver/ImuDriver.h"
-#include "sim/RunningDevice.h"
+#include "driver/imu.h"
+#include "sim/device/imu_simulator_server.h"
 
 using namespace std::chrono_literals;
 
@@ -66,7 +66,7 @@ sim::DeviceOptions device(std::uint16_t outputs)
 
 void pass(const char *name, std::uint16_t outputs, imu &driver, std::chrono::seconds duration)
 {
-    sim::RunningDevice source(device(outputs));
+    sim::ImuSimulatorServer source(device(outputs));
     driver.connect(source.path(), kBaud, 8, 0, 1);
     runEventsFor(3s);
 
@@ -109,6 +109,6 @@ int main(int argc, char **argv)
     pass("every output", kEveryOutput, *driver, duration);
     pass("quaternions", protocol::OUT_QUATERNION, *driver, duration);
     pass("every output again", kEveryOutput, *driver, duration);
-    quiet_exit::arm(0);
+    quiet_exit::exitOnTerminate(0);
     delete window;
 }

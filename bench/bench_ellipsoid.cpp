@@ -7,16 +7,15 @@
 // the error to that of the same least squares problem solved in double. For comparison: one
 // iteration in straightforward single-precision Eigen code, with columns and general products.
 
-#include "calibration/ellipsoid_fit.h"
-
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
 
 #include <benchmark/benchmark.h>
 
-#include "tests/calibration/made_ellipsoid.h"
-#include "tests/calibration/reference_fit.h"
+#include "fit/ellipsoid_fit.h"
+#include "tests/fit/made_ellipsoid.h"
+#include "tests/fit/reference_fit.h"
 
 namespace {
 
@@ -39,7 +38,7 @@ constexpr double kNoise = 0.005;
 struct Trial
 {
     MadeEllipsoid truth;
-    ellipsoid::Samples samples;
+    ellipsoid::Readings samples;
 };
 
 std::vector<Trial> makeTrials(int count, double size)

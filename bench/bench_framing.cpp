@@ -2,24 +2,18 @@
 // point, byte by byte. For comparison: a minimal receiver for this one packet layout, and copying
 // and summing the bytes without a receiver.
 
-#include "bench/rounds.h"
-#include "bench/sample_stream.h"
-#include "driver/ImuDriver.h"
-
 #include <cstring>
 #include <mutex>
+
+#include <benchmark/benchmark.h>
+
+#include "bench/sample_stream.h"
+#include "driver/imu.h"
 
 namespace {
 
 constexpr int kPackets = 10000;
 constexpr std::size_t kPacketSize = 106;
-constexpr double kSliceSeconds = 0.2;
-
-template <typename T>
-void keep(const T &value)
-{
-    asm volatile("" : : "g"(&value) : "memory");
-}
 
 // Minimal receiver: accepts one packet type with one layout, detects only a wrong checksum, and
 // reports nothing.
@@ -79,66 +73,60 @@ private:
     long m_packets = 0;
 };
 
-double perByte(std::size_t bytes, const std::function<void()> &once)
+const std::vector<unsigned char> &stream()
 {
-    std::size_t passes = 0;
-    const double start = rounds::seconds(CLOCK_PROCESS_CPUTIME_ID);
-    double used = 0;
-    do {
-        once();
-        ++passes;
-        used = rounds::seconds(CLOCK_PROCESS_CPUTIME_ID) - start;
-    } while (used < kSliceSeconds);
-    return used / static_cast<double>(passes * bytes) * 1e9;
+    static const std::vector<unsigned char> bytes = sampleStream(kPackets);
+    return bytes;
+}
+
+void countBytes(benchmark::State &state)
+{
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(stream().size()));
+}
+
+void leastReceiver(benchmark::State &state)
+{
+    LeastReceiver receiver;
+    for (auto _ : state) {
+        for (const unsigned char byte : stream())
+            receiver.receiveByte(byte);
+    }
+    if (receiver.packets() != state.iterations() * kPackets)
+        state.SkipWithError("packets were lost");
+    countBytes(state);
+}
+
+void sumAndCopy(benchmark::State &state)
+{
+    std::vector<unsigned char> copy(kPacketSize);
+    for (auto _ : state) {
+        std::uint32_t sum = 0;
+        for (std::size_t at = 0; at < stream().size(); at += kPacketSize) {
+            sum += protocol::checksum({&stream()[at + 4], kPacketSize - 6});
+            std::memcpy(copy.data(), &stream()[at], kPacketSize);
+            benchmark::DoNotOptimize(copy.data());
+        }
+        benchmark::DoNotOptimize(sum);
+    }
+    countBytes(state);
+}
+
+void driverReceiver(benchmark::State &state)
+{
+    imu driver(nullptr);
+    for (auto _ : state) {
+        for (const unsigned char byte : stream())
+            driver.receiveByte(byte);
+    }
+    if (driver.statistics().packets != static_cast<std::uint64_t>(state.iterations()) * kPackets)
+        state.SkipWithError("packets were lost");
+    countBytes(state);
 }
 
 } // namespace
 
-int main(int argc, char **argv)
-{
-    const std::vector<unsigned char> stream = sampleStream(kPackets);
-    std::vector<unsigned char> copy(kPacketSize);
-    imu driver(nullptr);
+BENCHMARK(leastReceiver);
+BENCHMARK(sumAndCopy);
+BENCHMARK(driverReceiver);
 
-    std::vector<rounds::Candidate> candidates{
-        {"the least receiver, byte by byte",
-         [&] {
-             LeastReceiver receiver;
-             const double figure = perByte(stream.size(), [&] {
-                 LeastReceiver &target = receiver;
-                 for (const unsigned char byte : protocol::Bytes(stream))
-                     target.receiveByte(byte);
-             });
-             if (receiver.packets() == 0 || receiver.packets() % kPackets != 0)
-                 std::printf("packets were lost\n");
-             return figure;
-         },
-         {}},
-        {"sum and copy, packet by packet",
-         [&] {
-             return perByte(stream.size(), [&] {
-                 std::uint32_t sum = 0;
-                 for (std::size_t at = 0; at < stream.size(); at += kPacketSize) {
-                     sum += protocol::checksum({&stream[at + 4], kPacketSize - 6});
-                     std::memcpy(copy.data(), &stream[at], kPacketSize);
-                     keep(copy[0]);
-                 }
-                 keep(sum);
-             });
-         },
-         {}},
-        {"imu::receiveByte, framed, decoded, stored",
-         [&] {
-             return perByte(stream.size(), [&] {
-                 // A local reference, so that the loop measures only the work of the driver.
-                 imu &target = driver;
-                 for (const unsigned char byte : protocol::Bytes(stream))
-                     target.receiveByte(byte);
-             });
-         },
-         {}},
-    };
-    rounds::run(candidates, rounds::count(argc, argv, 9));
-    std::printf("Framing and decoding, %zu-byte packets, CPU time:\n", kPacketSize);
-    rounds::print(candidates);
-}
+BENCHMARK_MAIN();

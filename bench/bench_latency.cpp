@@ -1,7 +1,7 @@
 // Measures the latency from the first byte of a packet on the line to quaternionUpdated in the GUI
 // thread, with the window shown and its worker polling. Variants schedule the worker differently.
 // The last variant stops the worker, which shows the cost of its polling for the reader and the
-// window.
+// window. Two more put an adapter with its latency timer between device and host.
 //
 //     bench_latency [seconds per round] [rounds] [packets per second]
 //
@@ -37,9 +37,10 @@
 #include <QSignalSpy>
 #include <QTest>
 
-#include "app/mainwindow.h"
+#include "app/main_window.h"
 #include "app/quiet_exit.h"
-#include "driver/ImuDriver.h"
+#include "driver/imu.h"
+#include "sim/line/usb_adapter.h"
 
 namespace {
 
@@ -107,8 +108,48 @@ std::vector<unsigned char> fullPacket(std::size_t sample)
     return packet;
 }
 
+// Passes on the bytes in the USB packets of an adapter. A packet of the device reaches the adapter
+// at once.
+class AdapterLine
+{
+public:
+    AdapterLine(const Line &line, const sim::AdapterModel &model)
+        : m_line(line)
+        , m_adapter(model)
+    {
+    }
+
+    void write(const std::vector<unsigned char> &bytes)
+    {
+        m_adapter.push({.bytes = bytes, .baud = 921600, .done = now()});
+        passOn();
+    }
+    // Passes on what leaves the adapter by then.
+    void runUntil(Clock::time_point end)
+    {
+        while (m_adapter.nextDone() != sim::kNever && m_start + m_adapter.nextDone() < end) {
+            std::this_thread::sleep_until(m_start + m_adapter.nextDone());
+            passOn();
+        }
+        std::this_thread::sleep_until(end);
+    }
+
+private:
+    sim::Time now() const { return Clock::now() - m_start; }
+    void passOn()
+    {
+        while (const auto packet = m_adapter.take(now()))
+            m_line.write(packet->bytes);
+    }
+
+    const Line &m_line;
+    sim::UsbAdapter m_adapter;
+    Clock::time_point m_start = Clock::now();
+};
+
 // Latencies in microseconds of the packets of one round.
-std::vector<double> stream(const Line &line, imu &driver, std::chrono::seconds duration, int rateHz)
+std::vector<double> stream(const Line &line, imu &driver, std::chrono::seconds duration, int rateHz,
+                           const sim::AdapterModel &model = {})
 {
     const auto total = static_cast<std::size_t>(duration.count() * rateHz);
     std::vector<Clock::time_point> sent(total);
@@ -128,12 +169,14 @@ std::vector<double> stream(const Line &line, imu &driver, std::chrono::seconds d
     std::thread device([&] {
         const auto period = std::chrono::nanoseconds(std::chrono::seconds(1)) / rateHz;
         auto due = Clock::now();
+        AdapterLine adapter(line, model);
         for (std::size_t i = 0; i < total; ++i) {
             const std::vector<unsigned char> packet = fullPacket(i);
-            std::this_thread::sleep_until(due += period);
+            adapter.runUntil(due += period);
             sent[i] = Clock::now();
-            line.write(packet);
+            adapter.write(packet);
         }
+        adapter.runUntil(Clock::now() + 2 * model.latency);
     });
     loop.exec();
     device.join();
@@ -196,7 +239,7 @@ void holdStill(MainWindow &window, pid_t worker)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
-void letGo()
+void release()
 {
     s_hold = false;
     while (s_held)
@@ -211,6 +254,7 @@ struct Variant
     int policy;
     int nice;
     bool polls = true;
+    sim::AdapterModel adapter = {};
     std::vector<double> latencies = {};
     double readerSeconds = 0;
     double guiSeconds = 0;
@@ -230,7 +274,7 @@ void run(Variant &variant, const Line &line, imu &driver, std::chrono::seconds d
 {
     const double guiBefore = processorTime(::getpid());
     const double readerBefore = s_reader == 0 ? 0 : processorTime(s_reader);
-    const std::vector<double> latencies = stream(line, driver, duration, rateHz);
+    const std::vector<double> latencies = stream(line, driver, duration, rateHz, variant.adapter);
     variant.latencies.insert(variant.latencies.end(), latencies.begin(), latencies.end());
     variant.guiSeconds += processorTime(::getpid()) - guiBefore;
     variant.readerSeconds += processorTime(s_reader) - readerBefore;
@@ -244,12 +288,12 @@ bool schedule(pid_t worker, const Variant &variant)
            ::setpriority(PRIO_PROCESS, static_cast<id_t>(worker), variant.nice) == 0;
 }
 
-void print(const Variant &variant, double unit)
+void print(const Variant &variant, double reference)
 {
     const double median = quantile(variant.latencies, 0.5);
     std::printf("%-34s %9.0f %9.0f %9.0f   %5.2f  %5.1f %%  %5.1f %%  %s\n", variant.name, median,
-                quantile(variant.latencies, 0.99), quantile(variant.latencies, 1), median / unit,
-                100 * variant.readerSeconds / variant.seconds,
+                quantile(variant.latencies, 0.99), quantile(variant.latencies, 1),
+                median / reference, 100 * variant.readerSeconds / variant.seconds,
                 100 * variant.guiSeconds / variant.seconds, variant.rateLabel.c_str());
     std::fflush(stdout);
 }
@@ -280,8 +324,8 @@ int main(int argc, char **argv)
     Variant alone{"driver alone", SCHED_OTHER, 0};
     stream(bareLine, *bare, std::chrono::seconds(1), rateHz); // sets s_reader
     run(alone, bareLine, *bare, duration, rateHz);
-    const double unit = quantile(alone.latencies, 0.5);
-    print(alone, unit);
+    const double reference = quantile(alone.latencies, 0.5);
+    print(alone, reference);
 
     auto *window = new MainWindow;
     window->show();
@@ -299,7 +343,11 @@ int main(int argc, char **argv)
                                   {"window, worker nice 19", SCHED_OTHER, 19},
                                   {"window, worker SCHED_IDLE", SCHED_IDLE, 0},
                                   {"window, worker nice 0", SCHED_OTHER, 0},
-                                  {"window, worker held still", SCHED_OTHER, 10, false}};
+                                  {"window, worker held still", SCHED_OTHER, 10, false},
+                                  {"window, FTDI adapter, 1 ms", SCHED_OTHER, 10, true,
+                                   sim::AdapterModel::ftdi(std::chrono::milliseconds(1))},
+                                  {"window, FTDI adapter, 16 ms", SCHED_OTHER, 10, true,
+                                   sim::AdapterModel::ftdi(std::chrono::milliseconds(16))}};
     for (int round = 0; round < rounds; ++round) {
         for (Variant &variant : variants) {
             if (!schedule(worker, variant)) {
@@ -310,7 +358,7 @@ int main(int argc, char **argv)
                 holdStill(*window, worker);
             run(variant, line, *driver, duration, rateHz);
             if (!variant.polls)
-                letGo();
+                release();
             else
                 variant.rateLabel += window->findChild<QLabel *>(QStringLiteral("label_datarate"))
                                          ->text()
@@ -320,8 +368,8 @@ int main(int argc, char **argv)
     }
     for (const Variant &variant : variants) {
         if (!variant.latencies.empty())
-            print(variant, unit);
+            print(variant, reference);
     }
-    quiet_exit::arm(0);
+    quiet_exit::exitOnTerminate(0);
     delete window;
 }

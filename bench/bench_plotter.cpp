@@ -28,7 +28,7 @@
 #endif
 
 #include "app/frame_pacer.h"
-#include "views/rpyplotter.h"
+#include "views/rpy_plotter.h"
 
 namespace {
 
@@ -148,7 +148,8 @@ public:
     virtual void addSample() = 0;
     // Requests a frame now, independent of the widget's own frame rate.
     virtual void requestFrame() = 0;
-    virtual bool pacesItself() const { return false; }
+    // Limits the frame rate if this subject does that in the program; returns whether it does.
+    virtual bool limitFrameRate() { return false; }
 };
 
 class Plot : public Subject
@@ -158,7 +159,6 @@ public:
     {
         m_view.resize(kViewSize);
         m_plotter.attach(&m_view);
-        new FramePacer(&m_view); // as in the main window
     }
 
     const char *name() const override { return "RpyPlotter"; }
@@ -170,12 +170,18 @@ public:
         m_plotter.addQuaternion(q[0], q[1], q[2], q[3]);
     }
     void requestFrame() override { m_view.viewport()->update(); }
-    bool pacesItself() const override { return true; }
+    bool limitFrameRate() override
+    {
+        if (!m_pacer)
+            m_pacer = new FramePacer(&m_view); // as in the main window
+        return true;
+    }
 
 private:
     Motion m_motion;
     QGraphicsView m_view;
     RpyPlotter m_plotter;
+    FramePacer *m_pacer = nullptr;
 };
 
 class Bare : public Subject
@@ -353,7 +359,7 @@ double liveShare(Subject &subject)
     const PaintCounter counter(subject.painted());
     const double before = cpuSeconds();
     tick.start(1);
-    if (!subject.pacesItself())
+    if (!subject.limitFrameRate())
         frames.start(kFrameMs);
     loop.exec();
     const double share =
@@ -394,7 +400,7 @@ int main(int argc, char **argv)
         wanted.removeLast();
     else
         runs = 7;
-    const auto isWanted = [&](QLatin1String name) {
+    const auto isSelected = [&](QLatin1String name) {
         return wanted.isEmpty() || wanted.contains(name);
     };
 
@@ -411,11 +417,11 @@ int main(int argc, char **argv)
     }
     runEventsFor(300);
 
-    if (isWanted(QLatin1String("update")))
+    if (isSelected(QLatin1String("update")))
         compare("a sample, not painted, us", subjects, runs, updateMicroseconds);
-    if (isWanted(QLatin1String("paint")))
+    if (isSelected(QLatin1String("paint")))
         compare("a sample and its frame, us", subjects, runs, frameMicroseconds);
-    if (isWanted(QLatin1String("live")))
+    if (isSelected(QLatin1String("live")))
         compare("1000 samples/s, shown, % of a core", subjects, runs, liveShare);
     return 0;
 }

@@ -2,14 +2,6 @@
 // packets. All three candidates read one byte at a time, so they differ only in the way they read.
 // All bytes are in the port before the clock starts, so wake-ups and the writer do not count.
 
-#include "bench/rounds.h"
-#include "bench/sample_stream.h"
-#include "driver/ImuDriver.h"
-#include "tests/support/pty_port.h"
-
-#include <boost/asio/serial_port.hpp>
-#include <boost/make_shared.hpp>
-
 #include <atomic>
 #include <thread>
 
@@ -17,14 +9,21 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <benchmark/benchmark.h>
+#include <boost/asio/serial_port.hpp>
+#include <boost/make_shared.hpp>
+
+#include "bench/sample_stream.h"
+#include "driver/imu.h"
+#include "tests/fixtures/pty_port.h"
+
 namespace {
 
 // Fits into the terminal's queue, so that all of it can wait there.
 constexpr int kPacketsAtOnce = 37;
-constexpr int kBlocks = 60;
 
 // Receives and counts what is decoded, outside the driver.
-class Receiver : private SampleListener
+class Receiver
 {
 public:
     virtual ~Receiver() = default;
@@ -34,15 +33,19 @@ public:
         if (!m_framer.feed(byte))
             return;
         const boost::mutex::scoped_lock lock(m_lock);
-        decodePacket(m_framer.packet(), m_framer.length(), m_store, *this);
+        decodePacket(m_framer.packet(), m_framer.length(), m_store,
+                     [this](protocol::BlockCode code) {
+                         if (code == protocol::QUATERNION)
+                             onSample();
+                     });
     }
 
     virtual clockid_t readerClock() const = 0;
     int packets() const { return m_packets; }
 
-    // Blocks the reading thread at the next sample until letGo().
+    // Blocks the reading thread at the next sample until release().
     void hold() { m_held = true; }
-    void letGo()
+    void release()
     {
         m_held = false;
         m_held.notify_all();
@@ -56,10 +59,6 @@ protected:
     }
 
 private:
-    void quaternionDecoded(const std::array<float, 4> &) override { onSample(); }
-    void magneticFieldDecoded(const std::array<float, 3> &) override {}
-    void magneticFieldRawDecoded(const std::array<float, 3> &) override {}
-
     boost::mutex m_lock;
     SampleStore m_store;
     Framer m_framer;
@@ -157,46 +156,48 @@ void await(const std::function<bool()> &condition)
         std::this_thread::sleep_for(std::chrono::microseconds(200));
 }
 
-// Sends blocks through the port. Returns the CPU time of the reader in nanoseconds per byte. The
-// first packet of each block is not counted: it blocks the reader until the others wait in the
-// port.
-double perByte(PtyPort &port, Receiver &receiver)
+double seconds(clockid_t clock)
 {
-    static const std::vector<unsigned char> stream = sampleStream(kPacketsAtOnce);
+    timespec now{};
+    clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
+// Sends blocks through the port and measures the CPU time of the reading thread. The first packet
+// of each block is not counted: it blocks the reader until the others wait in the port.
+template <typename Reader>
+void readBytes(benchmark::State &state)
+{
+    static PtyPort port;
+    static Reader reader(port.path()); // its thread does not end
+    Receiver &receiver = reader;
+    const std::vector<unsigned char> stream = sampleStream(kPacketsAtOnce);
     const QByteArray block(reinterpret_cast<const char *>(stream.data()),
                            static_cast<qsizetype>(stream.size()));
     const int waiting = static_cast<int>(stream.size()) / kPacketsAtOnce * (kPacketsAtOnce - 1);
-    double used = 0;
-    for (int i = 0; i < kBlocks; ++i) {
+    for (auto _ : state) {
         const int before = receiver.packets();
         receiver.hold();
         port.write(block);
         await([&] { return receiver.packets() > before && port.unreadByHost() == waiting; });
-        const double start = rounds::seconds(receiver.readerClock());
-        receiver.letGo();
+        const double start = seconds(receiver.readerClock());
+        receiver.release();
         await([&] { return receiver.packets() == before + kPacketsAtOnce; });
-        used += rounds::seconds(receiver.readerClock()) - start;
+        state.SetIterationTime(seconds(receiver.readerClock()) - start);
     }
-    return used / (static_cast<double>(waiting) * kBlocks) * 1e9;
+    state.SetBytesProcessed(state.iterations() * waiting);
 }
 
 } // namespace
 
+BENCHMARK(readBytes<SystemReader>)->UseManualTime();
+BENCHMARK(readBytes<AsioReader>)->UseManualTime();
+BENCHMARK(readBytes<DriverReader>)->UseManualTime();
+
 int main(int argc, char **argv)
 {
-    PtyPort ports[3];
-    SystemReader system(ports[0].path());
-    AsioReader asio(ports[1].path());
-    DriverReader driver(ports[2].path());
-
-    std::vector<rounds::Candidate> candidates{
-        {"read(2) of one byte", [&] { return perByte(ports[0], system); }, {}},
-        {"bare async_read_some of one byte", [&] { return perByte(ports[1], asio); }, {}},
-        {"imu, from the port to the signal", [&] { return perByte(ports[2], driver); }, {}},
-    };
-    rounds::run(candidates, rounds::count(argc, argv, 9));
-    std::printf("A byte through a pseudo-terminal, CPU time of the reading thread:\n");
-    rounds::print(candidates);
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
     std::fflush(nullptr);
     std::_Exit(0); // the reader threads do not end
 }

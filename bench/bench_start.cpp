@@ -32,7 +32,7 @@ using Milliseconds = std::chrono::duration<double, std::milli>;
 
 namespace {
 
-constexpr auto kPatience = 60s;
+constexpr auto kTimeout = 60s;
 constexpr int kSmallestWidth = 800;
 constexpr int kSmallestHeight = 600;
 
@@ -89,7 +89,7 @@ std::optional<Start> start(const Screen &screen, char *program)
     const auto begin = Clock::now();
     const Process process(program);
     std::optional<Clock::time_point> mapped;
-    while (Clock::now() < begin + kPatience) {
+    while (Clock::now() < begin + kTimeout) {
         const auto window = screen.shownWindow(kSmallestWidth, kSmallestHeight);
         if (window && !mapped)
             mapped = Clock::now();
@@ -102,7 +102,7 @@ std::optional<Start> start(const Screen &screen, char *program)
 
 bool awaitNoWindow(const Screen &screen)
 {
-    for (const auto end = Clock::now() + kPatience; Clock::now() < end;) {
+    for (const auto end = Clock::now() + kTimeout; Clock::now() < end;) {
         if (!screen.shownWindow(kSmallestWidth, kSmallestHeight))
             return true;
         std::this_thread::sleep_for(10ms);
@@ -136,7 +136,7 @@ int main(int argc, char **argv)
         const auto started = start(screen, argv[1]);
         if (!started || !awaitNoWindow(screen)) {
             std::printf("no window within %lld s, or one that stays\n",
-                        static_cast<long long>(kPatience.count()));
+                        static_cast<long long>(kTimeout.count()));
             return 1;
         }
         if (i == 0)

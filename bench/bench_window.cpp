@@ -27,12 +27,12 @@
 #include <QTest>
 
 #include "app/application.h"
-#include "app/mainwindow.h"
+#include "app/main_window.h"
 #include "app/quiet_exit.h"
 #include "bench/conditions.h"
 #include "bench/screen.h"
-#include "driver/ImuDriver.h"
-#include "sim/RunningDevice.h"
+#include "driver/imu.h"
+#include "sim/device/imu_simulator_server.h"
 
 using namespace std::chrono_literals;
 using namespace Qt::StringLiterals;
@@ -42,7 +42,7 @@ namespace {
 constexpr unsigned int kBaud = 1'000'000;
 constexpr auto kLookInterval = 100ms;
 constexpr int kLooksInTenSeconds = 100;
-constexpr auto kPatience = 10s;
+constexpr auto kTimeout = 10s;
 
 sim::DeviceOptions everythingAtOnce()
 {
@@ -151,7 +151,7 @@ std::vector<double> clickFor(std::chrono::seconds duration, const Target &target
     Screen::Pixels shown = screen.look(target.answer);
     while (Screen::Clock::now() < end || answers.size() % 2 != 0) { // ends with it closed
         const auto clicked = screen.click();
-        auto change = screen.awaitChange(target.answer, shown, kPatience);
+        auto change = screen.awaitChange(target.answer, shown, kTimeout);
         if (!change) {
             std::printf("a click was not answered\n");
             break;
@@ -185,7 +185,7 @@ sim::DeviceOptions quaternionsAt(std::uint16_t rateHz)
 void printRateShown(MainWindow &window, imu &driver, std::uint16_t rateHz,
                     std::chrono::seconds duration)
 {
-    const sim::RunningDevice device(quaternionsAt(rateHz));
+    const sim::ImuSimulatorServer device(quaternionsAt(rateHz));
     driver.connect(device.path(), kBaud, 8, 0, 1);
     const QRegularExpression number(u"\\d+"_s);
     std::vector<double> shown;
@@ -235,7 +235,7 @@ int main(int argc, char **argv)
     if (!QTest::qWaitForWindowExposed(window))
         return 1;
     auto *driver = window->findChild<imu *>();
-    sim::RunningDevice device(everythingAtOnce());
+    sim::ImuSimulatorServer device(everythingAtOnce());
     Queue samples;
     samples.count(driver, &imu::quaternionUpdated, window);
     Queue texts;
@@ -292,6 +292,6 @@ int main(int argc, char **argv)
     for (const std::uint16_t rateHz : {std::uint16_t{100}, std::uint16_t{1000}})
         printRateShown(*window, *driver, rateHz, std::min(duration, 30s));
     std::fflush(stdout);
-    quiet_exit::arm(0);
+    quiet_exit::exitOnTerminate(0);
     delete window;
 }

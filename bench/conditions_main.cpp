@@ -1,10 +1,10 @@
 // Prints the measurement conditions for scripts; the benchmark programs print them themselves.
 
+#include "bench/conditions.h"
+
 #include <cstdio>
 
 #include <QGuiApplication>
-
-#include "bench/conditions.h"
 
 int main(int argc, char **argv)
 {

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "driver/protocol.h"
-
 #include <random>
 #include <vector>
+
+#include "protocol/protocol.h"
 
 // Packets of a device at full output: 25 floats in eight blocks, 106 bytes a packet.
 inline std::vector<unsigned char> sampleStream(int packets)

@@ -48,9 +48,9 @@ Screen::Pixels Screen::look(const ScreenArea &area) const
 }
 
 std::optional<Screen::Change> Screen::awaitChange(const ScreenArea &area, const Pixels &before,
-                                                  std::chrono::milliseconds patience) const
+                                                  std::chrono::milliseconds timeout) const
 {
-    const auto end = Clock::now() + patience;
+    const auto end = Clock::now() + timeout;
     while (Clock::now() < end) {
         Pixels now = look(area);
         const auto at = Clock::now();

@@ -29,14 +29,14 @@ public:
 
     Pixels look(const ScreenArea &area) const;
     // Waits until the area differs from `before`. Returns its new pixels and the time of the
-    // change; none if it does not change within `patience`.
+    // change; none if it does not change within `timeout`.
     struct Change
     {
         Pixels after;
         Clock::time_point at;
     };
     std::optional<Change> awaitChange(const ScreenArea &area, const Pixels &before,
-                                      std::chrono::milliseconds patience) const;
+                                      std::chrono::milliseconds timeout) const;
 
     // A visible top-level window of at least that size, if there is one.
     std::optional<ScreenArea> shownWindow(int width, int height) const;

@@ -46,10 +46,43 @@ if(VORNIX_FUZZ)
     target_link_options(vornix_flags INTERFACE -fsanitize=address,undefined)
 endif()
 
-# vornix_library(NAME SOURCES file... LINK target...): the one static library of a folder.
+# vornix_library(NAME SOURCES file... [LINK target...]): the one static library of a folder. Its
+# sources may include only headers of itself and of the libraries that it links, also indirectly.
 function(vornix_library name)
     cmake_parse_arguments(arg "" "" "SOURCES;LINK" ${ARGN})
     add_library(${name} STATIC ${arg_SOURCES})
     set_target_properties(${name} PROPERTIES AUTOMOC ON AUTOUIC ON)
     target_link_libraries(${name} PUBLIC vornix_flags ${arg_LINK})
+    vornix_check_includes(${name} "${arg_SOURCES}" "${arg_LINK}")
+endfunction()
+
+# All headers are on one include path, so the compiler accepts the header of any library. This
+# check stops the configuration instead.
+function(vornix_check_includes name sources links)
+    set(reachable ${name})
+    foreach(link IN LISTS links)
+        get_property(indirect GLOBAL PROPERTY VORNIX_REACHABLE_${link})
+        list(APPEND reachable ${link} ${indirect})
+    endforeach()
+    set_property(GLOBAL PROPERTY VORNIX_REACHABLE_${name} "${reachable}")
+
+    file(RELATIVE_PATH folder ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
+    string(REGEX REPLACE "^src/" "" folder "${folder}")
+    foreach(source IN LISTS sources)
+        set_property(GLOBAL PROPERTY VORNIX_OWNER_${folder}/${source} ${name})
+    endforeach()
+    foreach(source IN LISTS sources)
+        if(NOT source MATCHES "^[a-z_]+\\.(h|cpp)$")
+            continue()
+        endif()
+        file(STRINGS ${source} includes REGEX "^#include \"[a-z_]+/")
+        foreach(line IN LISTS includes)
+            string(REGEX REPLACE "^#include \"([^\"]+)\".*" "\\1" header "${line}")
+            get_property(owner GLOBAL PROPERTY VORNIX_OWNER_${header})
+            if(NOT owner IN_LIST reachable)
+                message(FATAL_ERROR "${folder}/${source} includes ${header}, "
+                    "but ${name} does not link the library of that header.")
+            endif()
+        endforeach()
+    endforeach()
 endfunction()

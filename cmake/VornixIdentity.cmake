@@ -1,5 +1,5 @@
 # Names of the program for desktops, packages and manual pages, each set in one place. A maker who
-# ships it under another name and address sets these (and src/dialogs/maker.h).
+# ships it under another name and address sets these (and src/dialogs/manufacturer.h).
 
 set(VORNIX_HOMEPAGE "https://www.example.com" CACHE STRING "Website of the maker")
 set(VORNIX_APP_ID "com.example.vornix" CACHE STRING

@@ -25,8 +25,8 @@ set(VORNIX_TEST_ENVIRONMENT
     "QTEST_FUNCTION_TIMEOUT=1800000"
     "ASAN_OPTIONS=detect_stack_use_after_return=1"
     "UBSAN_OPTIONS=print_stacktrace=1"
-    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0"
-    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/tsan.supp:second_deadlock_stack=1:report_thread_leaks=0:die_after_fork=0:ignore_noninstrumented_modules=1:halt_on_error=1")
+    "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/fixtures/lsan.supp:print_suppressions=0"
+    "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/fixtures/tsan.supp:second_deadlock_stack=1:report_thread_leaks=0:die_after_fork=0:ignore_noninstrumented_modules=1:halt_on_error=1")
 
 function(vornix_test name)
     cmake_parse_arguments(arg "MOCKDEV;GL" "LABEL;TIMEOUT" "FILE;LINK" ${ARGN})
@@ -40,15 +40,17 @@ function(vornix_test name)
         set(arg_TIMEOUT 600)
     endif()
     add_executable(${name} ${arg_FILE})
+    # Of these files only: the generated ones would take seconds each to compile a header that they
+    # do not use.
+    set(options -include ${PROJECT_SOURCE_DIR}/tests/fixtures/wait_limit.h)
     # The QTRY_ macros of Qt 6.8 narrow a number; the compiler warns in the file that uses them.
     if(Qt6_VERSION VERSION_GREATER_EQUAL 6.8)
-        set_source_files_properties(${arg_FILE} PROPERTIES COMPILE_OPTIONS -Wno-conversion)
+        list(APPEND options -Wno-conversion)
     endif()
+    set_source_files_properties(${arg_FILE} PROPERTIES COMPILE_OPTIONS "${options}")
     set_target_properties(${name} PROPERTIES AUTOMOC ON
         RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE vornix_flags Qt6::Test ${arg_LINK})
-    target_compile_options(${name} PRIVATE
-        "SHELL:-include ${PROJECT_SOURCE_DIR}/tests/support/patience.h")
     add_test(NAME ${name} COMMAND ${name})
     set(environment ${VORNIX_TEST_ENVIRONMENT})
     if(arg_GL)

@@ -1,13 +1,12 @@
 #pragma once
 
-#include "fuzz/check.h"
-#include "fuzz/receiver_model.h"
-
-#include "driver/ImuDriver.h"
-
 #include <cmath>
 #include <cstring>
 #include <limits>
+
+#include "driver/imu.h"
+#include "fuzz/check.h"
+#include "fuzz/receiver_model.h"
 
 namespace fuzz {
 

@@ -5,19 +5,18 @@
 // arrive during each sleep, as a length byte and that many bytes. At the end of the input an
 // exception from a sleep ends a command after 25 more sleeps, because it might wait without limit.
 
-#include "fuzz/check.h"
-#include "fuzz/driver_check.h"
-#include "fuzz/input.h"
-#include "fuzz/packets.h"
-
-#include "tests/support/pty_port.h"
-
-#include <QtGlobal>
-
 #include <algorithm>
 #include <bit>
 #include <iostream>
 #include <numeric>
+
+#include <QtGlobal>
+
+#include "fuzz/check.h"
+#include "fuzz/driver_check.h"
+#include "fuzz/input.h"
+#include "fuzz/packets.h"
+#include "tests/fixtures/pty_port.h"
 
 namespace {
 
@@ -79,7 +78,7 @@ public:
     }
 
 private:
-    static constexpr int kPatience = 25;
+    static constexpr int kIdleSleepLimit = 25;
 
     // Connects; returns at once if a baud rate change has left the port open.
     void open() { FUZZ_CHECK(m_driver.connect(m_port.path(), 115200, 8, 0, 1)); }
@@ -87,7 +86,7 @@ private:
     void sleep()
     {
         m_sent.take(m_port.readAvailable());
-        if (m_input.isEmpty() && ++m_idleSleeps > kPatience)
+        if (m_input.isEmpty() && ++m_idleSleeps > kIdleSleepLimit)
             throw GaveUp();
         const std::size_t size = m_input.byte();
         for (const std::uint8_t byte : m_input.take(size))

@@ -1,23 +1,22 @@
 // The ellipsoid fit on any set of points: it returns, and its results are consistent.
 
+#include <cmath>
+
+#include "fit/ellipsoid_fit.h"
+#include "fit/quality_metrics.h"
 #include "fuzz/check.h"
 #include "fuzz/input.h"
 
-#include "calibration/ellipsoid_fit.h"
-#include "calibration/quality_metrics.h"
-
-#include <cmath>
-
 namespace {
 
-using ellipsoid::Samples;
+using ellipsoid::Readings;
 
 constexpr std::size_t kMostSamples = 200;
 
 // Any bit patterns: infinities, NaNs, denormals.
-Samples rawSamples(fuzz::Input &input)
+Readings rawSamples(fuzz::Input &input)
 {
-    Samples samples;
+    Readings samples;
     while (!input.isEmpty() && samples.size() < kMostSamples) {
         const auto x = input.value<float>();
         const auto y = input.value<float>();
@@ -27,10 +26,10 @@ Samples rawSamples(fuzz::Input &input)
 }
 
 // Small integers times one scale: gives point sets with flat sides, lines and repeated points.
-Samples latticeSamples(fuzz::Input &input)
+Readings latticeSamples(fuzz::Input &input)
 {
     const float scale = std::ldexp(1.0f, input.value<std::int8_t>());
-    Samples samples;
+    Readings samples;
     while (!input.isEmpty() && samples.size() < kMostSamples) {
         const auto x = static_cast<float>(input.value<std::int8_t>());
         const auto y = static_cast<float>(input.value<std::int8_t>());
@@ -41,7 +40,7 @@ Samples latticeSamples(fuzz::Input &input)
 }
 
 // Points of a device rotated through all directions: half axes of 25 to 50, a centre up to 64 away.
-Samples ellipsoidSamples(fuzz::Input &input)
+Readings ellipsoidSamples(fuzz::Input &input)
 {
     Eigen::Vector3f halfAxes;
     Eigen::Vector3f centre;
@@ -51,7 +50,7 @@ Samples ellipsoidSamples(fuzz::Input &input)
     }
     const float tilt = static_cast<float>(input.byte()) / 40.0f;
     const int count = 30 + input.byte() % 30;
-    Samples samples;
+    Readings samples;
     for (int i = 0; i < count; ++i) {
         // Evenly spread directions: equal steps in height, the golden angle between neighbours.
         const float z = 1 - (2 * static_cast<float>(i) + 1) / static_cast<float>(count);
@@ -71,7 +70,7 @@ bool sameOrBothNaN(float a, float b)
     return a == b || (std::isnan(a) && std::isnan(b));
 }
 
-void checkMetrics(const Samples &samples, const ellipsoid::Correction &correction, bool good)
+void checkMetrics(const Readings &samples, const ellipsoid::Correction &correction, bool good)
 {
     using ellipsoid::Verdict;
     const auto [mean, deviation] = qualityMetrics(samples, correction);
@@ -91,9 +90,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
 {
     fuzz::Input input(data, size);
     const int kind = input.byte() % 3;
-    const Samples samples = kind == 0   ? rawSamples(input)
-                            : kind == 1 ? latticeSamples(input)
-                                        : ellipsoidSamples(input);
+    const Readings samples = kind == 0   ? rawSamples(input)
+                             : kind == 1 ? latticeSamples(input)
+                                         : ellipsoidSamples(input);
 
     const ellipsoid::Fit fit = ellipsoid::fit(samples);
     FUZZ_CHECK(fit.iterations >= 1 && fit.iterations <= 15);

@@ -1,14 +1,13 @@
 // Bytes from the line, as the reader thread passes them to the driver: for any bytes the driver's
 // values are equal to the model's.
 
-#include "fuzz/driver_check.h"
-#include "fuzz/packets.h"
-
-#include "tests/support/pty_port.h"
-
 #include <boost/make_shared.hpp>
 
 #include <QtGlobal>
+
+#include "fuzz/driver_check.h"
+#include "fuzz/packets.h"
+#include "tests/fixtures/pty_port.h"
 
 namespace {
 

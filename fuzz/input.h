@@ -1,9 +1,9 @@
 #pragma once
 
-#include "driver/protocol.h"
-
 #include <algorithm>
 #include <cstdint>
+
+#include "protocol/protocol.h"
 
 namespace fuzz {
 

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "driver/protocol.h"
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
+
+#include "protocol/protocol.h"
 
 // libFuzzer's default mutation: in place, up to maxSize bytes; returns the new size.
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t *data, std::size_t size, std::size_t maxSize);

@@ -3,9 +3,9 @@
 #include <thread>
 #include <utility>
 
-#include "driver/ImuDriver.h"
+#include "driver/imu.h"
 
-BaudSearch::BaudSearch(imu &driver, TrialFlag &sampleArrived,
+BaudSearch::BaudSearch(imu &driver, TrialSampleFlag &sampleArrived,
                        std::function<void()> runPendingEvents, Pace pace)
     : m_driver(driver)
     , m_sampleArrived(sampleArrived)

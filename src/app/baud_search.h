@@ -8,7 +8,7 @@
 
 #include <QtGlobal>
 
-#include "app/trial_flag.h"
+#include "app/trial_sample_flag.h"
 
 class imu;
 
@@ -34,7 +34,7 @@ public:
     };
 
     // `sampleArrived` is set by the thread that takes quaternions from `driver`; both are borrowed.
-    BaudSearch(imu &driver, TrialFlag &sampleArrived, std::function<void()> runPendingEvents,
+    BaudSearch(imu &driver, TrialSampleFlag &sampleArrived, std::function<void()> runPendingEvents,
                Pace pace);
 
     // Calls `announce` before each candidate. Leaves the port open at the baud rate returned, or
@@ -54,7 +54,7 @@ private:
     bool sampleArrives();
 
     imu &m_driver;
-    TrialFlag &m_sampleArrived;
+    TrialSampleFlag &m_sampleArrived;
     std::function<void()> m_runPendingEvents;
     Pace m_pace;
     Sleeper m_sleep;

@@ -1,5 +1,5 @@
 #include "app/application.h"
-#include "app/mainwindow.h"
+#include "app/main_window.h"
 #include "app/quiet_exit.h"
 
 int main(int argc, char **argv)
@@ -8,5 +8,5 @@ int main(int argc, char **argv)
     Application application(argc, argv);
     MainWindow window;
     window.show();
-    return quiet_exit::arm(Application::exec());
+    return quiet_exit::exitOnTerminate(Application::exec());
 }

@@ -3,10 +3,10 @@
 #include <limits>
 #include <utility>
 
-#include "app/mainwindow.h"
+#include "app/main_window.h"
 #include "app/sample_text.h"
-#include "app/trial_flag.h"
-#include "driver/ImuDriver.h"
+#include "app/trial_sample_flag.h"
+#include "driver/imu.h"
 
 namespace {
 
@@ -14,7 +14,7 @@ constexpr qint64 kRateWindowMs = 999;
 
 } // namespace
 
-PanelWorker::PanelWorker(MainWindow &window, imu &driver, TrialFlag &sampleArrived)
+PanelWorker::PanelWorker(MainWindow &window, imu &driver, TrialSampleFlag &sampleArrived)
     : m_window(window)
     , m_driver(driver)
     , m_sampleArrived(sampleArrived)
@@ -42,7 +42,7 @@ void PanelWorker::poll()
 // Only a quaternion counts as proof that a device streams.
 void PanelWorker::forwardQuaternion()
 {
-    const TrialFlag::Trial trial = m_sampleArrived.current();
+    const TrialSampleFlag::Trial trial = m_sampleArrived.current();
     const std::vector<float> xyzw = m_driver.getQuaternion();
     if (xyzw.empty())
         return;

@@ -8,7 +8,7 @@
 #include <QString>
 
 class MainWindow;
-class TrialFlag;
+class TrialSampleFlag;
 class imu;
 
 // One iteration of the window's worker thread: takes new samples from the driver and emits their
@@ -21,7 +21,7 @@ class PanelWorker
     Q_DISABLE_COPY_MOVE(PanelWorker)
 
 public:
-    PanelWorker(MainWindow &window, imu &driver, TrialFlag &sampleArrived);
+    PanelWorker(MainWindow &window, imu &driver, TrialSampleFlag &sampleArrived);
 
     // Call it once, from the GUI thread. No rate is reported before.
     void startRateWindow();
@@ -38,7 +38,7 @@ private:
 
     MainWindow &m_window;
     imu &m_driver;
-    TrialFlag &m_sampleArrived;
+    TrialSampleFlag &m_sampleArrived;
     std::atomic<bool> m_rateTimerStarted{false};
     QElapsedTimer m_rateTimer;         // worker thread, once started
     std::uint64_t m_samplesBefore = 0; // decoded before the rate window began

@@ -34,7 +34,7 @@ void install()
     g_previous = std::set_terminate(terminate);
 }
 
-int arm(int status)
+int exitOnTerminate(int status)
 {
     t_status = status;
     return status;

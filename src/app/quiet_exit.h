@@ -5,13 +5,13 @@
 // returned, that is a normal end, not a crash.
 namespace quiet_exit {
 
-// Installs a terminate handler that exits normally after arm(). Until then std::terminate aborts as
-// usual.
+// Installs a terminate handler that exits normally after exitOnTerminate(). Until then
+// std::terminate aborts as usual.
 void install();
 
 // After this call, std::terminate on this thread without a current exception flushes the standard
 // streams and ends the process with `status`, without running further destructors. Returns
 // `status`.
-int arm(int status);
+int exitOnTerminate(int status);
 
 } // namespace quiet_exit

@@ -3,7 +3,7 @@
 #include <QLoggingCategory>
 #include <QTimer>
 
-#include "driver/ImuDriver.h"
+#include "driver/imu.h"
 
 namespace {
 
@@ -13,7 +13,7 @@ Q_LOGGING_CATEGORY(statisticsCategory, "vornix.statistics", QtWarningMsg)
 
 } // namespace
 
-bool Statistics::isWanted()
+bool Statistics::isEnabled()
 {
     return statisticsCategory().isDebugEnabled();
 }
@@ -26,11 +26,11 @@ Statistics::Statistics(imu &driver, QObject *parent)
         &driver, &imu::quaternionUpdated, this, [this] { ++m_posted; }, Qt::DirectConnection);
     connect(&driver, &imu::quaternionUpdated, this, [this] { ++m_delivered; });
     auto *timer = new QTimer(this);
-    connect(timer, &QTimer::timeout, this, &Statistics::tell);
+    connect(timer, &QTimer::timeout, this, &Statistics::print);
     timer->start(kIntervalMs);
 }
 
-void Statistics::tell() const
+void Statistics::print() const
 {
     const LinkStatistics line = m_driver.statistics();
     qCDebug(statisticsCategory).noquote().nospace()

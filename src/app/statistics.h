@@ -17,14 +17,14 @@ class Statistics : public QObject
     Q_DISABLE_COPY_MOVE(Statistics)
 
 public:
-    static bool isWanted();
+    static bool isEnabled();
 
     // Construct it after all other receivers of the driver's samples: these have then processed
     // every sample that is counted here.
     Statistics(imu &driver, QObject *parent);
 
 private:
-    void tell() const;
+    void print() const;
 
     const imu &m_driver;
     std::atomic<std::uint64_t> m_posted{0}; // increased by the reader thread

@@ -5,8 +5,7 @@
 #include <QEvent>
 #include <QLayout>
 
-#include "dialogs/maker.h"
-
+#include "dialogs/manufacturer.h"
 #include "ui_about.h"
 
 using namespace Qt::StringLiterals;
@@ -47,7 +46,7 @@ void AboutDialog::retranslateUiTexts()
     m_ui->labelCopyright->setText(
         tr("© %1 Kestrova. All rights reserved.").arg(QDate::currentDate().year()));
     m_ui->labelVersion->setText(tr("Version %1").arg(versionShown()));
-    m_ui->labelCompany->setText(tr(maker::kNameAndTagline));
+    m_ui->labelCompany->setText(tr(manufacturer::kNameAndTagline));
     retranslateContactTexts();
     setMinimumSize(kLeastWidth, layout()->totalHeightForWidth(kLeastWidth));
 }
@@ -55,23 +54,25 @@ void AboutDialog::retranslateUiTexts()
 void AboutDialog::retranslateContactTexts()
 {
     const auto text = [](const char *utf8) { return QString::fromUtf8(utf8); };
-    const QString website = text(maker::kWebsite);
-    const QString email = text(maker::kEmail);
-    const QString phone = text(maker::kPhone);
+    const QString website = text(manufacturer::kWebsite);
+    const QString email = text(manufacturer::kEmail);
+    const QString phone = text(manufacturer::kPhone);
 
     //: %1 is a link that shows the address of the website.
-    m_ui->labelWebsite->setText(tr("Website: %1").arg(link(website, text(maker::kWebsiteShown))));
+    m_ui->labelWebsite->setText(
+        tr("Website: %1").arg(link(website, text(manufacturer::kWebsiteShown))));
     //: %1 is a link that shows an e-mail address.
     m_ui->labelEmail->setText(tr("E-mail: %1").arg(link(u"mailto:"_s + email, email)));
     //: %1 is a link that shows a telephone number.
     m_ui->labelPhone->setText(tr("Telephone: %1").arg(link(u"tel:"_s + phone, phone)));
     //: %1, %2 and %3 are postal addresses.
-    m_ui->labelAddress->setText(
-        tr("Addresses:\n"
-           "Headquarters: %1\n"
-           "EU branch: %2\n"
-           "Technology park office: %3")
-            .arg(text(maker::kHeadquarters), text(maker::kEuBranch), text(maker::kTechnologyPark)));
+    m_ui->labelAddress->setText(tr("Addresses:\n"
+                                   "Headquarters: %1\n"
+                                   "EU branch: %2\n"
+                                   "Technology park office: %3")
+                                    .arg(text(manufacturer::kHeadquarters),
+                                         text(manufacturer::kEuBranch),
+                                         text(manufacturer::kTechnologyPark)));
 }
 
 void AboutDialog::changeEvent(QEvent *event)

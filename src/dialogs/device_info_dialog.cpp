@@ -9,8 +9,7 @@
 
 #include "dialogs/device_info_text.h"
 #include "dialogs/steady_text.h"
-#include "driver/ImuDriver.h"
-
+#include "driver/imu.h"
 #include "ui_device_info_dialog.h"
 
 using namespace std::chrono_literals;

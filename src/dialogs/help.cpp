@@ -2,8 +2,7 @@
 
 #include <QEvent>
 
-#include "dialogs/maker.h"
-
+#include "dialogs/manufacturer.h"
 #include "ui_help.h"
 
 using namespace Qt::StringLiterals;
@@ -90,7 +89,7 @@ void HelpDialog::setupHelpContent()
         "menu; it applies at once.</p>"
         "<p><b>Factory Reset</b><br>Press <b>Revert to Factory Settings</b> in "
         "<i>Settings → Open Settings</i>, then restart the device.</p>");
-    m_ui->labelContent->setText(guide.arg(QString::fromUtf8(maker::kWebsite)));
+    m_ui->labelContent->setText(guide.arg(QString::fromUtf8(manufacturer::kWebsite)));
 }
 
 void HelpDialog::changeEvent(QEvent *event)

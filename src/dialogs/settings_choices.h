@@ -1,11 +1,11 @@
 #pragma once
 
-#include "driver/protocol.h"
-
 #include <array>
 #include <cstdint>
 
 #include <QStringList>
+
+#include "protocol/protocol.h"
 
 // Logic of the settings dialog that needs no window: which output each check box stands for, which
 // boxes a preset checks, and how the texts of the combo boxes are read. Pure: any thread.

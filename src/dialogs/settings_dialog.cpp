@@ -8,8 +8,7 @@
 #include <QMessageBox>
 
 #include "dialogs/busy_cursor.h"
-#include "driver/ImuDriver.h"
-
+#include "driver/imu.h"
 #include "ui_settings_dialog.h"
 
 namespace {
@@ -24,7 +23,7 @@ void selectText(QComboBox *combo, const QString &text)
         combo->setCurrentText(text);
 }
 
-QString whatOf(const std::exception &error)
+QString errorText(const std::exception &error)
 {
     return QString::fromLocal8Bit(error.what());
 }
@@ -159,9 +158,9 @@ void SettingsDialog::onSaveClicked()
             accept();
     } catch (const boost::system::system_error &error) {
         QMessageBox::critical(this, tr("Serial Error"),
-                              tr("Serial set_option failed:\n%1").arg(whatOf(error)));
+                              tr("Serial set_option failed:\n%1").arg(errorText(error)));
     } catch (const std::exception &error) {
-        QMessageBox::critical(this, tr("Error"), whatOf(error));
+        QMessageBox::critical(this, tr("Error"), errorText(error));
     }
 }
 
@@ -169,11 +168,12 @@ void SettingsDialog::onSaveClicked()
 // written before.
 bool SettingsDialog::writeToDevice(unsigned short rateHz, unsigned int baud, unsigned short mask)
 {
-    return succeeds([&] { return m_imu->setDataRate(rateHz); }, tr("Failed to set Data Rate.")) &&
+    return runOrReport([&] { return m_imu->setDataRate(rateHz); },
+                       tr("Failed to set Data Rate.")) &&
            changeBaud(baud) &&
-           succeeds([&] { return m_imu->setOutputs(mask); }, tr("Failed to set Outputs.")) &&
-           succeeds([&] { return m_imu->saveSettings(); },
-                    tr("Failed to save settings to device."));
+           runOrReport([&] { return m_imu->setOutputs(mask); }, tr("Failed to set Outputs.")) &&
+           runOrReport([&] { return m_imu->saveSettings(); },
+                       tr("Failed to save settings to device."));
 }
 
 bool SettingsDialog::changeBaud(unsigned int baud)
@@ -181,7 +181,7 @@ bool SettingsDialog::changeBaud(unsigned int baud)
     const unsigned int current = currentBaud();
     if (current == 0 || current == baud)
         return true;
-    if (!succeeds([&] { return m_imu->setBaudRate(baud); }, tr("Failed to change Baud Rate.")))
+    if (!runOrReport([&] { return m_imu->setBaudRate(baud); }, tr("Failed to change Baud Rate.")))
         return false;
     m_deviceBaud = baud;
     return true;
@@ -194,7 +194,7 @@ unsigned int SettingsDialog::currentBaud()
     return m_deviceBaud;
 }
 
-bool SettingsDialog::succeeds(const Command &command, const QString &failure)
+bool SettingsDialog::runOrReport(const Command &command, const QString &failure)
 {
     const bool done = [&] {
         const BusyCursor busy;
@@ -212,8 +212,8 @@ void SettingsDialog::onFactoryClicked()
         return;
     }
     try {
-        if (!succeeds([this] { return m_imu->revertToFactorySettings(); },
-                      tr("Factory reset failed.")))
+        if (!runOrReport([this] { return m_imu->revertToFactorySettings(); },
+                         tr("Factory reset failed.")))
             return;
         QMessageBox::information(
             this, tr("Device Factory Settings"),
@@ -221,7 +221,7 @@ void SettingsDialog::onFactoryClicked()
                "Please restart the device in order for the settings to take effect."));
         accept();
     } catch (const std::exception &error) {
-        QMessageBox::critical(this, tr("Error"), whatOf(error));
+        QMessageBox::critical(this, tr("Error"), errorText(error));
     }
 }
 

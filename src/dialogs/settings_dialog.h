@@ -1,12 +1,12 @@
 #pragma once
 
-#include "dialogs/settings_choices.h"
-
 #include <array>
 #include <functional>
 #include <memory>
 
 #include <QDialog>
+
+#include "dialogs/settings_choices.h"
 
 class QCheckBox;
 class Ui_SettingsDialog;
@@ -51,7 +51,7 @@ private:
     bool changeBaud(unsigned int baud);
     unsigned int currentBaud();
     // Runs a device command. If it fails, shows that in a message box.
-    bool succeeds(const Command &command, const QString &failure);
+    bool runOrReport(const Command &command, const QString &failure);
 
     std::unique_ptr<Ui_SettingsDialog> m_ui;
     imu *m_imu;

@@ -15,31 +15,6 @@ float unwrapped(float angleDeg, float previousDeg)
     return turnDown > turnUp ? angleDeg + kTurn : angleDeg - kTurn;
 }
 
-namespace {
-
-// Compares in independent lanes: a single chain, in which each comparison waits for the previous
-// one, would take most of the time.
-float largestMagnitude(std::span<const float> samples, float floor)
-{
-    constexpr std::size_t kLanes = 16;
-    std::array<float, kLanes> largest;
-    largest.fill(floor);
-    std::size_t i = 0;
-    for (; i + kLanes <= samples.size(); i += kLanes) {
-        for (std::size_t lane = 0; lane < kLanes; ++lane) {
-            const float magnitude = std::fabs(samples[i + lane]);
-            largest[lane] = magnitude > largest[lane] ? magnitude : largest[lane];
-        }
-    }
-    for (; i < samples.size(); ++i) {
-        const float magnitude = std::fabs(samples[i]);
-        largest[0] = magnitude > largest[0] ? magnitude : largest[0];
-    }
-    return *std::max_element(largest.begin(), largest.end());
-}
-
-} // namespace
-
 AngleHistory::AngleHistory(int capacity)
 {
     resize(capacity);
@@ -73,8 +48,10 @@ AngleHistory::append(const std::array<float, kSeries> &anglesDeg)
 
 float AngleHistory::largestMagnitude(float floor) const
 {
-    for (int series = 0; series < kSeries; ++series)
-        floor = ::largestMagnitude(samples(series), floor);
+    for (int series = 0; series < kSeries; ++series) {
+        for (const float sample : samples(series))
+            floor = std::max(floor, std::fabs(sample)); // in this order NaN never wins
+    }
     return floor;
 }
 

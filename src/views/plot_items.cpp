@@ -1,8 +1,5 @@
 #include "views/plot_items.h"
 
-#include <cmath>
-
-#include <QGraphicsView>
 #include <QPaintEngine>
 #include <QPen>
 
@@ -48,89 +45,33 @@ void BoundedPathItem::setBounds(const QRectF &bounds)
     m_bounds = enlarged;
 }
 
-void GridItem::paintTogetherWith(GridItem *upper)
-{
-    m_upper = upper;
-    upper->m_lower = this;
-}
-
 void GridItem::setLines(const QPainterPath &lines, const QRectF &bounds)
 {
     setBounds(bounds);
-    setPath(QPainterPath()); // avoids comparing the old and new lines one by one
     setPath(lines);
-    (m_lower ? m_lower : this)->m_lastPaint.reset();
+    m_lines.clear();
+    for (int i = 1; i < lines.elementCount(); i += 2)
+        m_lines.append(QLineF(lines.elementAt(i - 1), lines.elementAt(i)));
 }
 
-void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)
+void GridItem::paint(QPainter *painter, const QStyleOptionGraphicsItem * /*option*/,
+                     QWidget * /*widget*/)
 {
-    if (isInLowerPicture())
-        return;
-    if (!m_upper || !m_upper->isVisible()) {
-        m_pictureShown = false;
-        BoundedPathItem::paint(painter, option, widget);
-        return;
-    }
-    const auto now = conditions(*painter, widget);
-    m_pictureShown = now && now == m_lastPaint;
-    m_lastPaint = now;
-    if (!m_pictureShown) {
-        m_picture = {};
-        BoundedPathItem::paint(painter, option, widget);
-        return;
-    }
-    if (m_picture.isNull())
-        m_picture = picture();
-    painter->save();
-    painter->resetTransform();
-    painter->drawPixmap(0, 0, m_picture);
-    painter->restore();
-}
-
-bool GridItem::isInLowerPicture() const
-{
-    return m_lower && m_lower->isVisible() && m_lower->m_pictureShown;
-}
-
-// Returns none if a picture would not give the same pixels: when printing, at a fractional pixel
-// ratio, at which it would be scaled, or over a translucent background.
-std::optional<GridItem::Conditions> GridItem::conditions(const QPainter &painter,
-                                                         const QWidget *widget)
-{
-    const auto *view =
-        widget ? qobject_cast<const QGraphicsView *>(widget->parentWidget()) : nullptr;
-    const qreal ratio = painter.device()->devicePixelRatioF();
-    if (!view || painter.paintEngine()->type() != QPaintEngine::Raster ||
-        ratio != std::floor(ratio) || view->backgroundBrush().style() != Qt::SolidPattern ||
-        !view->backgroundBrush().isOpaque())
-        return std::nullopt;
-    return Conditions{painter.transform(), widget->size(), ratio, painter.renderHints(),
-                      view->backgroundBrush()};
-}
-
-QPixmap GridItem::picture() const
-{
-    QPixmap pixmap(m_lastPaint->size * m_lastPaint->pixelRatio);
-    pixmap.setDevicePixelRatio(m_lastPaint->pixelRatio);
-    pixmap.fill(m_lastPaint->background.color());
-    QPainter painter(&pixmap);
-    painter.setRenderHints(m_lastPaint->hints);
-    painter.setTransform(m_lastPaint->transform);
-    for (const GridItem *item : {this, static_cast<const GridItem *>(m_upper)}) {
-        painter.setPen(widgetPen(item->pen(), painter));
-        painter.drawPath(item->path());
-    }
-    return pixmap;
+    painter->setPen(widgetPen(pen(), *painter));
+    painter->drawLines(m_lines);
 }
 
 void SeriesItem::setSamples(std::span<const float> samples, const QRectF &bounds)
 {
     setBounds(bounds);
-    // Drops the old path first: m_samples then has the only copy and rebuilds it in the same
-    // memory, and the item does not compare two different paths vertex by vertex.
-    setPath(QPainterPath());
-    if (!samples.empty())
-        setPath(m_samples.update(samples));
+    QPainterPath curve;
+    if (!samples.empty()) {
+        curve.reserve(static_cast<int>(samples.size()));
+        curve.moveTo(0, static_cast<qreal>(samples.front()));
+        for (std::size_t i = 1; i < samples.size(); ++i)
+            curve.lineTo(static_cast<qreal>(i), static_cast<qreal>(samples[i]));
+    }
+    setPath(curve);
 }
 
 void SeriesItem::paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget)

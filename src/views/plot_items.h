@@ -1,18 +1,14 @@
 #pragma once
 
-#include <optional>
 #include <span>
 
-#include <QBrush>
 #include <QGraphicsLineItem>
 #include <QGraphicsPathItem>
 #include <QGraphicsRectItem>
+#include <QLineF>
+#include <QList>
 #include <QPainter>
-#include <QPixmap>
 #include <QPolygonF>
-#include <QTransform>
-
-#include "views/scrolling_path.h"
 
 // Returns `pen` with its width converted from widget pixels to device pixels, which are smaller on
 // a scaled screen. A cosmetic pen counts device pixels, but the items of the plot use widget
@@ -54,46 +50,24 @@ private:
     QRectF m_bounds;
 };
 
-// Lines that rarely change. Two items linked by paintTogetherWith() are painted from one opaque
-// picture, which includes the view's background, once a view has shown them unchanged.
+// Lines within `bounds`.
 class GridItem : public BoundedPathItem
 {
 public:
     using BoundedPathItem::BoundedPathItem;
 
-    // `upper` is the item right above this one.
-    void paintTogetherWith(GridItem *upper);
-
+    // `lines`: a path of straight lines, each from a move to the next element.
     void setLines(const QPainterPath &lines, const QRectF &bounds);
 
+    // Line by line: Qt's raster engine takes several times as long to stroke them as one path.
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
 private:
-    // What a picture depends on besides the lines.
-    struct Conditions
-    {
-        QTransform transform;
-        QSize size;
-        qreal pixelRatio = 0.0;
-        QPainter::RenderHints hints;
-        QBrush background;
-
-        friend bool operator==(const Conditions &, const Conditions &) = default;
-    };
-    static std::optional<Conditions> conditions(const QPainter &painter, const QWidget *widget);
-    QPixmap picture() const;
-
-    bool isInLowerPicture() const;
-
-    GridItem *m_upper = nullptr;
-    GridItem *m_lower = nullptr;
-    // Used in the lower item only. A change of either item's lines resets m_lastPaint.
-    std::optional<Conditions> m_lastPaint;
-    bool m_pictureShown = false;
-    QPixmap m_picture;
+    QList<QLineF> m_lines;
 };
 
-// One curve of the plot: sample i at x = i, y = its value.
+// One curve of the plot: sample i at x = i, y = its value. A value that is not finite has no
+// vertex, except that the first value then counts as 0, as in any QPainterPath.
 class SeriesItem : public BoundedPathItem
 {
 public:
@@ -104,6 +78,5 @@ public:
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
 private:
-    ScrollingPath m_samples;
     QPolygonF m_points; // scratch, kept to avoid allocation
 };

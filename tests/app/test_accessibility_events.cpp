@@ -10,7 +10,7 @@
 #include <QTest>
 
 #include "app/application.h"
-#include "app/mainwindow.h"
+#include "app/main_window.h"
 #include "app/value_label.h"
 
 using namespace Qt::StringLiterals;

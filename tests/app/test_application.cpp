@@ -1,5 +1,3 @@
-#include "app/application.h"
-
 #include <cerrno>
 #include <stdexcept>
 
@@ -12,7 +10,8 @@
 #include <QTest>
 #include <QTimer>
 
-#include "tests/support/test_main.h"
+#include "app/application.h"
+#include "tests/fixtures/test_main.h"
 
 using namespace Qt::StringLiterals;
 
@@ -67,17 +66,17 @@ private slots:
             throw std::runtime_error("from a menu");
         });
         bar.show();
-        QVERIFY(QTest::qWaitForWindowExposed(&bar, kPatienceMs));
+        QVERIFY(QTest::qWaitForWindowExposed(&bar, kWaitLimitMs));
         const QPoint title = bar.actionGeometry(menu->menuAction()).center();
         for (int click = 1; click <= 2; ++click) {
             QTest::ignoreMessage(QtWarningMsg, "Unhandled error: from a menu");
             QTest::mouseMove(&bar, title);
-            QTRY_VERIFY_WITH_TIMEOUT(bar.underMouse(), kPatienceMs);
+            QTRY_VERIFY_WITH_TIMEOUT(bar.underMouse(), kWaitLimitMs);
             QTest::mouseClick(&bar, Qt::LeftButton, {}, title);
-            QVERIFY(QTest::qWaitForWindowExposed(menu, kPatienceMs));
+            QVERIFY(QTest::qWaitForWindowExposed(menu, kWaitLimitMs));
             const QPoint item = menu->actionGeometry(action).center();
             QTest::mouseMove(menu, item);
-            QTRY_COMPARE_WITH_TIMEOUT(menu->activeAction(), action, kPatienceMs);
+            QTRY_COMPARE_WITH_TIMEOUT(menu->activeAction(), action, kWaitLimitMs);
             QTest::mouseClick(menu, Qt::LeftButton, {}, item);
             QCOMPARE(calls, click);
             QTRY_VERIFY(!menu->isVisible());

@@ -1,8 +1,8 @@
-#include "app/backlog_trimmer.h"
-
 #include <utility>
 
 #include <QTest>
+
+#include "app/backlog_trimmer.h"
 
 class TestBacklogTrimmer : public QObject
 {

@@ -1,5 +1,3 @@
-#include "app/baud_search.h"
-
 #include <atomic>
 #include <thread>
 #include <utility>
@@ -10,9 +8,10 @@
 #include <QCoreApplication>
 #include <QDeadlineTimer>
 
-#include "driver/ImuDriver.h"
-#include "sim/RunningDevice.h"
-#include "tests/support/test_main.h"
+#include "app/baud_search.h"
+#include "driver/imu.h"
+#include "sim/device/imu_simulator_server.h"
+#include "tests/fixtures/test_main.h"
 
 using namespace std::chrono_literals;
 
@@ -26,7 +25,7 @@ constexpr BaudSearch::Pace kManyPolls{60'000, 1ms, 2ms};
 // that trial do not sleep.
 constexpr int kPollsOfNothing = 100;
 
-sim::DeviceOptions unitAt(std::uint32_t baud)
+sim::DeviceOptions deviceAt(std::uint32_t baud)
 {
     sim::DeviceOptions options;
     options.settings.baud = baud;
@@ -44,7 +43,7 @@ class TestBaudSearch : public QObject
     Q_OBJECT
 
     boost::shared_ptr<imu> m_driver;
-    TrialFlag m_sampleArrived;
+    TrialSampleFlag m_sampleArrived;
     std::vector<int> m_tried;
 
     std::optional<int> search(const std::string &path, BaudSearch::Pace pace = kHasty,
@@ -65,7 +64,7 @@ private slots:
         m_driver->start();
         std::thread([this] {
             for (;;) {
-                const TrialFlag::Trial trial = m_sampleArrived.current();
+                const TrialSampleFlag::Trial trial = m_sampleArrived.current();
                 if (!m_driver->getQuaternion().empty())
                     m_sampleArrived.set(trial);
             }
@@ -90,7 +89,7 @@ private slots:
     void findsEachRate()
     {
         QFETCH(int, baud);
-        const sim::RunningDevice unit(unitAt(static_cast<std::uint32_t>(baud)));
+        const sim::ImuSimulatorServer device(deviceAt(static_cast<std::uint32_t>(baud)));
         int polls = 0; // at the current baud rate
         std::size_t tried = 0;
         const auto sleeper = [&](std::chrono::milliseconds duration) {
@@ -99,42 +98,42 @@ private slots:
             if (m_tried.back() == baud || ++polls <= kPollsOfNothing)
                 std::this_thread::sleep_for(duration);
         };
-        QCOMPARE(search(unit.path(), kManyPolls, sleeper).value_or(0), baud);
+        QCOMPARE(search(device.path(), kManyPolls, sleeper).value_or(0), baud);
         QCOMPARE(m_tried.back(), baud);
     }
 
     void closesThePortWhenNothingIsFound()
     {
-        sim::DeviceOptions silent = unitAt(921600);
+        sim::DeviceOptions silent = deviceAt(921600);
         silent.faults.silent = true;
-        const sim::RunningDevice unit(silent);
-        QVERIFY(!search(unit.path(), {3, 1ms, 1ms}));
+        const sim::ImuSimulatorServer device(silent);
+        QVERIFY(!search(device.path(), {3, 1ms, 1ms}));
         QCOMPARE(m_tried.size(), kBaudCandidates.size());
-        QTRY_VERIFY(!unit.isOpenedByHost());
+        QTRY_VERIFY(!device.isOpenedByHost());
     }
 
     // Counts the event runs: one before each trial and one in each poll.
     void runsEventsOncePerRateAndPoll()
     {
-        sim::DeviceOptions silent = unitAt(921600);
+        sim::DeviceOptions silent = deviceAt(921600);
         silent.faults.silent = true;
-        const sim::RunningDevice unit(silent);
+        const sim::ImuSimulatorServer device(silent);
         int eventRuns = 0;
         BaudSearch counting(*m_driver, m_sampleArrived, [&] { ++eventRuns; }, {40, 0ms, 0ms});
-        QVERIFY(!counting.run(unit.path(), [](int) {}));
+        QVERIFY(!counting.run(device.path(), [](int) {}));
         QCOMPARE(eventRuns, 5 * (1 + 40));
     }
 
     // Forty polls 50 ms apart, then 200 ms before the next baud rate.
     void sleepsBetweenPollsAndAfterARejection()
     {
-        sim::DeviceOptions silent = unitAt(921600);
+        sim::DeviceOptions silent = deviceAt(921600);
         silent.faults.silent = true;
-        const sim::RunningDevice unit(silent);
+        const sim::ImuSimulatorServer device(silent);
         std::vector<std::chrono::milliseconds> slept;
         BaudSearch paced(*m_driver, m_sampleArrived, [] {}, {});
         paced.setSleeper([&](std::chrono::milliseconds duration) { slept.push_back(duration); });
-        QVERIFY(!paced.run(unit.path(), [](int) {}));
+        QVERIFY(!paced.run(device.path(), [](int) {}));
         std::vector<std::chrono::milliseconds> expected;
         for (std::size_t rate = 0; rate < kBaudCandidates.size(); ++rate) {
             expected.insert(expected.end(), 40, 50ms);
@@ -160,9 +159,9 @@ private slots:
     void cancelEndsTheSearchAtOnce()
     {
         QFETCH(int, eventRun);
-        sim::DeviceOptions silent = unitAt(921600);
+        sim::DeviceOptions silent = deviceAt(921600);
         silent.faults.silent = true;
-        const sim::RunningDevice unit(silent);
+        const sim::ImuSimulatorServer device(silent);
         const auto sessionsBefore = m_driver->statistics().sessions;
         int runs = 0;
         int sleeps = 0;
@@ -175,18 +174,18 @@ private slots:
                              {});
         running = &cancelled;
         cancelled.setSleeper([&](std::chrono::milliseconds) { ++sleeps; });
-        QVERIFY(!cancelled.run(unit.path(), [](int) {}));
+        QVERIFY(!cancelled.run(device.path(), [](int) {}));
         QVERIFY(cancelled.isCancelled());
         QCOMPARE(runs, eventRun);
         QTEST(sleeps, "sleeps");
         QTEST(static_cast<int>(m_driver->statistics().sessions - sessionsBefore), "opened");
-        QTRY_VERIFY(!unit.isOpenedByHost());
+        QTRY_VERIFY(!device.isOpenedByHost());
     }
 
     // A search that is cancelled disconnects, even if a sample arrived in the same poll.
     void cancellingWinsOverASample()
     {
-        const sim::RunningDevice unit(unitAt(921600));
+        const sim::ImuSimulatorServer device(deviceAt(921600));
         BaudSearch *running = nullptr;
         int runs = 0;
         BaudSearch cancelled(
@@ -199,8 +198,8 @@ private slots:
             },
             kHasty);
         running = &cancelled;
-        QVERIFY(!cancelled.run(unit.path(), [](int) {}));
-        QTRY_VERIFY(!unit.isOpenedByHost());
+        QVERIFY(!cancelled.run(device.path(), [](int) {}));
+        QTRY_VERIFY(!device.isOpenedByHost());
     }
 
     void defaultPace()
@@ -229,16 +228,16 @@ private slots:
                 }
             });
 
-        const sim::RunningDevice unit(unitAt(460800));
+        const sim::ImuSimulatorServer device(deviceAt(460800));
         // At the wrong baud rate no sample can arrive, so few short polls are enough. At the right
         // one the first poll that finds a sample ends the trial.
         constexpr int kReconnects = 300;
         constexpr int kEnough = 30; // successful connections; only these can leave samples behind
-        const QDeadlineTimer deadline(kPatience);
+        const QDeadlineTimer deadline(kWaitLimit);
         int found = 0;
         int wrong = 0;
         for (int i = 0; i < kReconnects || (found < kEnough && !deadline.hasExpired()); ++i) {
-            const std::optional<int> baud = search(unit.path(), {i % 2 ? 5 : 20, 1ms, 0ms});
+            const std::optional<int> baud = search(device.path(), {i % 2 ? 5 : 20, 1ms, 0ms});
             wrong += baud && *baud != 460800 ? 1 : 0;
             found += baud == 460800 ? 1 : 0;
             m_driver->disconnect();

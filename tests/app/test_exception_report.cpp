@@ -1,11 +1,11 @@
-#include "app/exception_report.h"
-
 #include <cerrno>
 #include <stdexcept>
 
 #include <boost/system/system_error.hpp>
 
 #include <QTest>
+
+#include "app/exception_report.h"
 
 using namespace Qt::StringLiterals;
 

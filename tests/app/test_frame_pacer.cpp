@@ -1,5 +1,3 @@
-#include "app/frame_pacer.h"
-
 #include <QElapsedTimer>
 #include <QGraphicsView>
 #include <QLabel>
@@ -7,8 +5,9 @@
 #include <QVBoxLayout>
 #include <QWindow>
 
-#include "tests/support/test_main.h"
-#include "views/rpyplotter.h"
+#include "app/frame_pacer.h"
+#include "tests/fixtures/test_main.h"
+#include "views/rpy_plotter.h"
 
 using namespace Qt::StringLiterals;
 
@@ -63,7 +62,7 @@ private slots:
         layout->addWidget(m_label);
         new FramePacer(m_window);
         m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window, kPatienceMs));
+        QVERIFY(QTest::qWaitForWindowExposed(m_window, kWaitLimitMs));
         m_window->windowHandle()->installEventFilter(m_window);
     }
 

@@ -13,12 +13,12 @@
 #include <QLabel>
 
 #include "app/application.h"
-#include "app/mainwindow.h"
-#include "driver/ImuDriver.h"
-#include "sim/RunningDevice.h"
-#include "tests/support/test_main.h"
+#include "app/main_window.h"
+#include "driver/imu.h"
+#include "sim/device/imu_simulator_server.h"
+#include "tests/fixtures/test_main.h"
 #include "views/attitude.h"
-#include "views/rpyplotter.h"
+#include "views/rpy_plotter.h"
 
 using namespace Qt::StringLiterals;
 
@@ -62,7 +62,7 @@ class TestFullRate : public QObject
 {
     Q_OBJECT
 
-    sim::RunningDevice m_device{everythingAtOnce()};
+    sim::ImuSimulatorServer m_device{everythingAtOnce()};
     MainWindow *m_window = nullptr;
     imu *m_driver = nullptr;
 
@@ -87,7 +87,7 @@ class TestFullRate : public QObject
 
     void silence(bool silent)
     {
-        m_device.change([silent](sim::Device &device) { device.faults().silent = silent; });
+        m_device.change([silent](sim::ImuSimulator &device) { device.faults().silent = silent; });
     }
 
     // Drags the pose with the mouse during the whole time.
@@ -109,7 +109,7 @@ private slots:
     {
         m_window = new MainWindow;
         m_window->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_window, kPatienceMs));
+        QVERIFY(QTest::qWaitForWindowExposed(m_window, kWaitLimitMs));
         m_driver = m_window->findChild<imu *>();
         connect(
             m_driver, &imu::quaternionUpdated, this,

@@ -1,7 +1,7 @@
-#include "app/interface_translator.h"
-
 #include <QTemporaryDir>
 #include <QTest>
+
+#include "app/interface_translator.h"
 
 using namespace Qt::StringLiterals;
 

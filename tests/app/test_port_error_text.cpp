@@ -1,8 +1,8 @@
-#include "app/port_error_text.h"
-
 #include <cerrno>
 
 #include <QTest>
+
+#include "app/port_error_text.h"
 
 using namespace Qt::StringLiterals;
 

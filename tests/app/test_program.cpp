@@ -3,7 +3,7 @@
 #include <QProcess>
 #include <QTest>
 
-#include "tests/support/x11_windows.h"
+#include "tests/fixtures/x11_windows.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,5 +1,3 @@
-#include "app/quiet_exit.h"
-
 #include <csignal>
 #include <cstdio>
 #include <functional>
@@ -11,6 +9,8 @@
 #include <unistd.h>
 
 #include <QTest>
+
+#include "app/quiet_exit.h"
 
 // Each case runs in a child process; the test checks how that process ends.
 class TestQuietExit : public QObject
@@ -73,7 +73,7 @@ private slots:
     {
         for (const int status : {0, 3}) {
             const End end = endOf([status] {
-                quiet_exit::arm(status);
+                quiet_exit::exitOnTerminate(status);
                 destroyJoinableThread();
             });
             QVERIFY(end.exited);
@@ -85,13 +85,13 @@ private slots:
     {
         const End end = endOf([] {
             std::printf("change to new baud rate");
-            quiet_exit::arm(0);
+            quiet_exit::exitOnTerminate(0);
             destroyJoinableThread();
         });
         QCOMPARE(end.output, "change to new baud rate");
     }
 
-    void armPassesTheStatusOn() { QCOMPARE(quiet_exit::arm(7), 7); }
+    void armPassesTheStatusOn() { QCOMPARE(quiet_exit::exitOnTerminate(7), 7); }
 
     void anotherThreadStillAborts()
     {
@@ -100,7 +100,7 @@ private slots:
               "behind");
 #endif
         const End end = endOf([] {
-            quiet_exit::arm(0);
+            quiet_exit::exitOnTerminate(0);
             std::thread([] { std::terminate(); }).join();
         });
         QVERIFY(!end.exited);
@@ -110,7 +110,7 @@ private slots:
     void anUncaughtExceptionStillAborts()
     {
         const End end = endOf([] {
-            quiet_exit::arm(0);
+            quiet_exit::exitOnTerminate(0);
             const std::function<void()> defect = [] { throw std::runtime_error("a defect"); };
             [&]() noexcept { defect(); }();
         });

@@ -1,10 +1,10 @@
-#include "app/sample_text.h"
-
 #include <array>
 #include <limits>
 
 #include <QLocale>
 #include <QTest>
+
+#include "app/sample_text.h"
 
 using namespace Qt::StringLiterals;
 

@@ -23,7 +23,7 @@ const QByteArray kEuler = packet('D', code(5) + floats({1, 2, 3}));
 
 QStringList g_told;
 
-void hear(QtMsgType, const QMessageLogContext &context, const QString &text)
+void recordMessage(QtMsgType, const QMessageLogContext &context, const QString &text)
 {
     if (qstrcmp(context.category, "vornix.statistics") == 0)
         g_told.append(text);
@@ -49,15 +49,15 @@ private slots:
 
 void TestStatistics::areOffUnlessAskedFor()
 {
-    QVERIFY(!Statistics::isWanted());
+    QVERIFY(!Statistics::isEnabled());
     QLoggingCategory::setFilterRules(u"vornix.statistics=true"_s);
-    QVERIFY(Statistics::isWanted());
+    QVERIFY(Statistics::isEnabled());
 }
 
 void TestStatistics::areLoggedOnceASecond()
 {
     QLoggingCategory::setFilterRules(u"vornix.statistics=true"_s);
-    const QtMessageHandler before = qInstallMessageHandler(hear);
+    const QtMessageHandler before = qInstallMessageHandler(recordMessage);
     ScriptedDriver script;
     const Statistics statistics(script.driver, nullptr);
     // Feeds from another thread, as the reader does; the delivery to the window's thread is queued.

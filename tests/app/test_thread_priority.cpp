@@ -1,5 +1,3 @@
-#include "app/thread_priority.h"
-
 #include <algorithm>
 #include <thread>
 
@@ -8,6 +6,8 @@
 #include <sys/resource.h>
 
 #include <QTest>
+
+#include "app/thread_priority.h"
 
 class TestThreadPriority : public QObject
 {

@@ -1,6 +1,6 @@
-#include "app/usb_ports.h"
-
 #include <QTest>
+
+#include "app/usb_ports.h"
 
 using namespace Qt::StringLiterals;
 

@@ -1,5 +1,3 @@
-#include "app/value_label.h"
-
 #include <QApplication>
 #include <QClipboard>
 #include <QHelpEvent>
@@ -8,6 +6,8 @@
 #include <QTest>
 #include <QToolTip>
 #include <QVBoxLayout>
+
+#include "app/value_label.h"
 
 using namespace Qt::StringLiterals;
 

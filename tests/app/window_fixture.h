@@ -13,10 +13,10 @@
 #include <QTimer>
 
 #include "app/application.h"
-#include "app/mainwindow.h"
-#include "driver/ImuDriver.h"
-#include "sim/UsbTestbed.h"
-#include "tests/support/test_main.h"
+#include "app/main_window.h"
+#include "driver/imu.h"
+#include "tests/fixtures/device_testbed.h"
+#include "tests/fixtures/test_main.h"
 
 namespace app_test {
 
@@ -45,7 +45,7 @@ public:
         m_recorder.setInterval(2);
         QObject::connect(&m_recorder, &QTimer::timeout, m_window, [this] { noteStatus(); });
         m_recorder.start();
-        return QTest::qWaitForWindowExposed(m_window, kPatienceMs);
+        return QTest::qWaitForWindowExposed(m_window, kWaitLimitMs);
     }
 
     MainWindow *window() const { return m_window; }
@@ -110,7 +110,7 @@ public:
             } const atTheEnd{*this, over};
             action(u"actionConnect_2"_s)->trigger();
         });
-        if (!QTest::qWaitFor([&] { return over; }, 5 * kPatienceMs))
+        if (!QTest::qWaitFor([&] { return over; }, 5 * kWaitLimitMs))
             qFatal("connecting does not end");
         return chooser;
     }
@@ -136,7 +136,7 @@ public:
         int rates = 0;
         QObject context;
         QObject::connect(m_window, &MainWindow::dataRateWrite, &context, [&] { ++rates; });
-        return QTest::qWaitFor([&] { return rates >= 2; }, kPatienceMs);
+        return QTest::qWaitFor([&] { return rates >= 2; }, kWaitLimitMs);
     }
 
     // Records the current status. A timer also records it every 2 ms, but the once-a-second status

@@ -11,8 +11,8 @@
 
 #include <QTest>
 
-#include "driver/ImuDriver.h"
-#include "sim/RunningDevice.h"
+#include "driver/imu.h"
+#include "sim/device/imu_simulator_server.h"
 
 namespace dialog_test {
 
@@ -29,19 +29,19 @@ public:
     int haste = 1;
 
     imu *driver() const { return m_driver.get(); }
-    sim::RunningDevice &device() const { return *m_device; }
+    sim::ImuSimulatorServer &device() const { return *m_device; }
 
     // Replaces the device and connects to it at its baud rate.
     bool connectTo(const sim::DeviceOptions &options)
     {
         disconnect();
-        m_device = std::make_unique<sim::RunningDevice>(options);
+        m_device = std::make_unique<sim::ImuSimulatorServer>(options);
         return connect();
     }
     bool connect()
     {
-        const auto baud =
-            m_device->inspect([](const sim::Device &unit) { return unit.lineBaud(); });
+        const auto baud = m_device->inspect(
+            [](const sim::ImuSimulator &simulator) { return simulator.lineBaud(); });
         m_driver->connect(m_device->path(), static_cast<int>(baud), 8, 0, 1);
         return streams();
     }
@@ -56,17 +56,18 @@ public:
     bool streams() const
     {
         m_driver->getQuaternion();
-        return QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }, kPatienceMs);
+        return QTest::qWaitFor([this] { return !m_driver->getQuaternion().empty(); }, kWaitLimitMs);
     }
 
     template <typename Change>
     void change(Change change)
     {
-        m_device->change([&](sim::Device &unit) { change(unit); });
+        m_device->change([&](sim::ImuSimulator &simulator) { change(simulator); });
     }
-    sim::Memory memory() const
+    sim::DeviceMemory memory() const
     {
-        return m_device->inspect([](const sim::Device &unit) { return unit.memory(); });
+        return m_device->inspect(
+            [](const sim::ImuSimulator &simulator) { return simulator.memory(); });
     }
     // The commands that the device received, in order. A command that repeats the one before it is
     // left out: the number of repetitions depends on the driver's retries and the machine's speed.
@@ -95,7 +96,7 @@ private:
     }
 
     boost::shared_ptr<imu> m_driver = startedDriver(*this);
-    std::unique_ptr<sim::RunningDevice> m_device;
+    std::unique_ptr<sim::ImuSimulatorServer> m_device;
 };
 
 // A device that reports and uses these settings.

@@ -1,4 +1,3 @@
-#include <QFormLayout>
 #include <QGroupBox>
 #include <QPlainTextEdit>
 #include <QRegularExpression>
@@ -6,10 +5,10 @@
 #include <QTextDocumentFragment>
 
 #include "dialogs/device_info_dialog.h"
-#include "driver/protocol.h"
+#include "protocol/protocol.h"
 #include "tests/dialogs/device_fixture.h"
 #include "tests/dialogs/dialog_support.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 using namespace Qt::StringLiterals;
 using namespace dialog_test;
@@ -20,7 +19,6 @@ class TestDeviceInfoDialog : public QObject
 
 private slots:
     void windowAsItOpens();
-    void treeOfLayouts();
     void withoutDriverAllStaysEmpty();
     void showsTheDevice_data();
     void showsTheDevice();
@@ -67,31 +65,6 @@ void TestDeviceInfoDialog::windowAsItOpens()
     for (const QLineEdit *edit : edits)
         QVERIFY(edit->isReadOnly());
     QVERIFY(child<QPlainTextEdit>(dialog, u"plainText_received"_s)->isReadOnly());
-}
-
-void TestDeviceInfoDialog::treeOfLayouts()
-{
-    const DeviceInfoDialog dialog(nullptr, nullptr);
-    QCOMPARE(dialog.layout()->objectName(), u"verticalLayout_root"_s);
-    auto *const form = dialog.findChild<QFormLayout *>(u"formLayout_info"_s);
-    QVERIFY(form);
-    QCOMPARE(form->rowCount(), 4);
-    const QStringList rows{u"baud"_s, u"com"_s, u"sn"_s, u"fw"_s};
-    for (int row = 0; row < 4; ++row) {
-        QCOMPARE(form->itemAt(row, QFormLayout::LabelRole)->widget()->objectName(),
-                 u"label_"_s + rows[row]);
-        QCOMPARE(form->itemAt(row, QFormLayout::FieldRole)->widget()->objectName(),
-                 u"line_"_s + rows[row]);
-    }
-    QCOMPARE(child<QWidget>(dialog, u"group_device_data_view"_s)->layout()->objectName(),
-             u"verticalLayout_ddv"_s);
-    QLayout *const box = child<QWidget>(dialog, u"group_received"_s)->layout();
-    QCOMPARE(box->objectName(), u"verticalLayout_received"_s);
-    QCOMPARE(box->itemAt(0)->widget()->objectName(), u"plainText_received"_s);
-    auto *const buttons = dialog.findChild<QHBoxLayout *>(u"horizontalLayout_buttons"_s);
-    QVERIFY(buttons);
-    QVERIFY(buttons->itemAt(0)->spacerItem());
-    QCOMPARE(buttons->itemAt(1)->widget()->objectName(), u"push_close"_s);
 }
 
 void TestDeviceInfoDialog::withoutDriverAllStaysEmpty()
@@ -161,11 +134,11 @@ void TestDeviceInfoDialog::refreshesTwiceASecond()
     QCOMPARE(timers.size(), 1);
     QCOMPARE(timers[0]->interval(), 500);
     QVERIFY(timers[0]->isActive());
-    m_fixture.change([](sim::Device &unit) {
-        sim::Settings settings = unit.memory().working;
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        sim::DeviceSettings settings = simulator.memory().active;
         settings.rateHz = 200;
         settings.outputs = 0x0041;
-        unit.setSettings(settings);
+        simulator.setSettings(settings);
     });
     QTRY_COMPARE(received(dialog), u"Data rate: 200 Hz\nOutputs: 0x41"_s);
     QTRY_VERIFY(m_fixture.count(kGetSettings) >= 4);
@@ -225,10 +198,10 @@ void TestDeviceInfoDialog::aChangeKeepsSelectionAndScrollPosition()
     box->horizontalScrollBar()->setValue(7);
     QCOMPARE(box->verticalScrollBar()->value(), 1);
     QCOMPARE(box->horizontalScrollBar()->value(), 7);
-    m_fixture.change([](sim::Device &unit) {
-        sim::Settings settings = unit.memory().working;
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        sim::DeviceSettings settings = simulator.memory().active;
         settings.rateHz = 1000;
-        unit.setSettings(settings);
+        simulator.setSettings(settings);
     });
     QMetaObject::invokeMethod(&dialog, "updateFromDevice");
     QCOMPARE(received(dialog), u"Data rate: 1000 Hz\nOutputs: 0x44"_s);
@@ -249,7 +222,7 @@ void TestDeviceInfoDialog::silentDeviceShowsWhatTheDriverGives()
 {
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0004)));
     DeviceInfoDialog dialog(m_fixture.driver(), nullptr);
-    m_fixture.change([](sim::Device &unit) { unit.faults().silent = true; });
+    m_fixture.change([](sim::ImuSimulator &simulator) { simulator.faults().silent = true; });
     m_fixture.haste = 200;
     QMetaObject::invokeMethod(&dialog, "updateFromDevice");
     QCOMPARE(line(dialog, u"line_baud"_s), u"0"_s);

@@ -74,26 +74,13 @@ void TestHelp::windowAsItOpens()
     QCOMPARE(dialog.size(), QSize(650, 550));
     QCOMPARE(dialog.windowTitle(), u"Help"_s);
     QCOMPARE(child<QPushButton>(dialog, u"pushButton_close"_s)->text(), u"Close"_s);
-    QLayout *const root = dialog.layout();
-    QCOMPARE(root->objectName(), u"verticalLayout"_s);
-    QCOMPARE(root->itemAt(0)->layout()->objectName(), u"horizontalLayout_header"_s);
-    QCOMPARE(root->itemAt(1)->widget()->objectName(), u"scrollArea"_s);
-    QLayout *const bottom = root->itemAt(2)->layout();
-    QCOMPARE(bottom->objectName(), u"horizontalLayout"_s);
-    QVERIFY(bottom->itemAt(0)->spacerItem());
-    QCOMPARE(bottom->itemAt(1)->widget()->objectName(), u"pushButton_close"_s);
 }
 
 void TestHelp::header()
 {
     const HelpDialog dialog(nullptr);
-    QLayout *const header = dialog.layout()->itemAt(0)->layout();
-    QVERIFY(header->itemAt(0)->spacerItem());
-    QVERIFY(header->itemAt(3)->spacerItem());
     auto *const logo = child<QLabel>(dialog, u"labelLogo"_s);
     auto *const title = child<QLabel>(dialog, u"labelTitle"_s);
-    QCOMPARE(header->itemAt(1)->widget(), logo);
-    QCOMPARE(header->itemAt(2)->widget(), title);
     QCOMPARE(logo->maximumSize(), QSize(80, 40));
     QVERIFY(logo->hasScaledContents());
     QCOMPARE(logo->alignment(), Qt::AlignCenter);
@@ -230,7 +217,7 @@ void TestHelp::scrollsByKeyboardAndKeepsItsSize()
 {
     HelpDialog dialog(nullptr);
     dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog, kPatienceMs));
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog, kWaitLimitMs));
     auto *const area = child<QScrollArea>(dialog, u"scrollArea"_s);
     const QScrollBar *const bar = area->verticalScrollBar();
     QVERIFY(bar->maximum() > 0);
@@ -248,7 +235,7 @@ void TestHelp::scrollsByWheel()
 {
     HelpDialog dialog(nullptr);
     dialog.show();
-    QVERIFY(QTest::qWaitForWindowExposed(&dialog, kPatienceMs));
+    QVERIFY(QTest::qWaitForWindowExposed(&dialog, kWaitLimitMs));
     auto *const area = child<QScrollArea>(dialog, u"scrollArea"_s);
     const QPointF middle = area->viewport()->rect().center();
     QWheelEvent down(middle, area->viewport()->mapToGlobal(middle), QPoint(), QPoint(0, -240),

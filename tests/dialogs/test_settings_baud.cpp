@@ -1,8 +1,8 @@
 #include "dialogs/settings_dialog.h"
-#include "driver/protocol.h"
+#include "protocol/protocol.h"
 #include "tests/dialogs/device_fixture.h"
 #include "tests/dialogs/dialog_support.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 using namespace Qt::StringLiterals;
 using namespace dialog_test;
@@ -49,7 +49,8 @@ private:
     }
     std::uint32_t lineBaud() const
     {
-        return m_fixture.device().inspect([](const sim::Device &unit) { return unit.lineBaud(); });
+        return m_fixture.device().inspect(
+            [](const sim::ImuSimulator &simulator) { return simulator.lineBaud(); });
     }
     // The commands without the settings requests at the opening of the dialog and after a change.
     Commands commandsButReads() const
@@ -82,8 +83,8 @@ void TestSettingsBaud::changesTheBaudRateAndKeepsStreaming()
              (Commands{kRate200, kBaud921600, kGetSettings, kOutputsAll, kSaveAll}));
     QCOMPARE(lineBaud(), 921600u);
     QVERIFY(m_fixture.streams());
-    QCOMPARE(m_fixture.memory().stored.baud, 921600u);
-    QCOMPARE(int(m_fixture.memory().stored.rateHz), 200);
+    QCOMPARE(m_fixture.memory().flash.baud, 921600u);
+    QCOMPARE(int(m_fixture.memory().flash.rateHz), 200);
 }
 
 void TestSettingsBaud::unlistedBaudRateIsReplacedByTheShownOne()
@@ -97,7 +98,7 @@ void TestSettingsBaud::unlistedBaudRateIsReplacedByTheShownOne()
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QCOMPARE(commandsButReads(), (Commands{kRate100, kBaud115200, kOutputsAll, kSaveAll}));
-    QCOMPARE(m_fixture.memory().stored.baud, 115200u);
+    QCOMPARE(m_fixture.memory().flash.baud, 115200u);
     QVERIFY(m_fixture.streams());
 }
 
@@ -111,8 +112,9 @@ void TestSettingsBaud::sameBaudRateIsNotSent()
 
 void TestSettingsBaud::lateDeviceIsFoundAgain()
 {
-    m_fixture.change(
-        [](sim::Device &unit) { unit.faults().baudChangeDelay = std::chrono::milliseconds(3000); });
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        simulator.faults().baudChangeDelay = std::chrono::milliseconds(3000);
+    });
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
     choose(dialog, u"460800"_s);
@@ -126,7 +128,9 @@ void TestSettingsBaud::lateDeviceIsFoundAgain()
 
 void TestSettingsBaud::firstCommandIgnoredIsSentAgain()
 {
-    m_fixture.change([](sim::Device &unit) { unit.faults().ignoreFirst[protocol::BAUD_RATE] = 1; });
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        simulator.faults().ignoreFirst[protocol::BAUD_RATE] = 1;
+    });
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
     choose(dialog, u"460800"_s);
@@ -146,10 +150,10 @@ void TestSettingsBaud::failsWhenTheBaudRateIsNotReported()
     dialog.show();
     choose(dialog, u"921600"_s);
     // The reply contains all five parameters, with a baud rate of 0.
-    m_fixture.change([](sim::Device &unit) {
-        unit.faults().replyPayload[protocol::GET] = {0x07, 0, 0,    0,    0,    0x08, 0x64,
-                                                     0,    9, 0xFF, 0,    0x10, 3,    2,
-                                                     0,    1, 0x11, 0xEE, 0xFF, 0xC0, 0};
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        simulator.faults().replyPayload[protocol::GET] = {0x07, 0, 0,    0,    0,    0x08, 0x64,
+                                                          0,    9, 0xFF, 0,    0x10, 3,    2,
+                                                          0,    1, 0x11, 0xEE, 0xFF, 0xC0, 0};
     });
     const BoxWatcher boxes;
     save(dialog);
@@ -167,7 +171,9 @@ void TestSettingsBaud::baudRateSetBeforeAFailureIsRemembered()
     dialog.show();
     choose(dialog, u"921600"_s);
     dialog.applyOutputsMask(0x47);
-    m_fixture.change([](sim::Device &unit) { unit.faults().wrongEcho.insert(protocol::OUTPUTS); });
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        simulator.faults().wrongEcho.insert(protocol::OUTPUTS);
+    });
     const BoxWatcher boxes;
     save(dialog);
     QCOMPARE(boxes.shown.size(), 1);
@@ -175,7 +181,7 @@ void TestSettingsBaud::baudRateSetBeforeAFailureIsRemembered()
     QVERIFY(dialog.isVisible());
     QCOMPARE(lineBaud(), 921600u);
 
-    m_fixture.change([](sim::Device &unit) { unit.faults() = {}; });
+    m_fixture.change([](sim::ImuSimulator &simulator) { simulator.faults() = {}; });
     m_fixture.device().clearReceivedCommands();
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
@@ -197,7 +203,9 @@ void TestSettingsBaud::lostPortIsASerialError()
     choose(dialog, u"921600"_s);
     // The device is unplugged while the driver waits for the new baud rate, so the port is gone
     // when the driver opens it again.
-    m_fixture.change([](sim::Device &unit) { unit.faults().ignoreFirst[protocol::BAUD_RATE] = 1; });
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        simulator.faults().ignoreFirst[protocol::BAUD_RATE] = 1;
+    });
     bool pulled = false;
     m_fixture.onSleep = [&] {
         if (!pulled && m_fixture.count(kBaud921600) == 1) {

@@ -5,10 +5,10 @@
 #include <QCheckBox>
 
 #include "dialogs/settings_dialog.h"
-#include "driver/protocol.h"
+#include "protocol/protocol.h"
 #include "tests/dialogs/device_fixture.h"
 #include "tests/dialogs/dialog_support.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 using namespace Qt::StringLiterals;
 using namespace dialog_test;
@@ -174,7 +174,7 @@ void TestSettingsDialog::opensWithAnUnlistedRate()
     press(dialog, u"push_save"_s);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QCOMPARE(m_fixture.commands().at(1), kRate50);
-    QCOMPARE(int(m_fixture.memory().stored.rateHz), 50);
+    QCOMPARE(int(m_fixture.memory().flash.rateHz), 50);
 }
 
 void TestSettingsDialog::opensWithNoOutputs()
@@ -182,10 +182,10 @@ void TestSettingsDialog::opensWithNoOutputs()
     // The driver connects while the device streams, because it cannot find a device without
     // outputs.
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0004)));
-    m_fixture.change([](sim::Device &unit) {
-        sim::Settings settings = unit.memory().working;
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        sim::DeviceSettings settings = simulator.memory().active;
         settings.outputs = 0;
-        unit.setSettings(settings);
+        simulator.setSettings(settings);
     });
     const SettingsDialog dialog(m_fixture.driver(), nullptr);
     QCOMPARE(int(dialog.buildOutputsMask()), 0);
@@ -195,7 +195,7 @@ void TestSettingsDialog::opensWithNoOutputs()
 void TestSettingsDialog::opensWithASilentDevice()
 {
     QVERIFY(m_fixture.connectTo(deviceWith(460800, 200, 0x0004)));
-    m_fixture.change([](sim::Device &unit) { unit.faults().silent = true; });
+    m_fixture.change([](sim::ImuSimulator &simulator) { simulator.faults().silent = true; });
     m_fixture.haste = 200;
     const BoxWatcher boxes;
     const SettingsDialog dialog(m_fixture.driver(), nullptr);
@@ -244,7 +244,7 @@ void TestSettingsDialog::cancelSendsNothing()
     // A command sent earlier would have arrived before the samples that follow.
     QVERIFY(m_fixture.streams());
     QCOMPARE(m_fixture.commands(), Commands{});
-    QVERIFY(m_fixture.memory().working == deviceWith(115200, 100, 0x0004).settings);
+    QVERIFY(m_fixture.memory().active == deviceWith(115200, 100, 0x0004).settings);
 }
 
 void TestSettingsDialog::invalidTextsSendNothing_data()
@@ -378,8 +378,8 @@ void TestSettingsDialog::failedOutputs()
     dialog.show();
     combo(dialog, u"comboBox_preset"_s)->setCurrentText(u"Full output"_s);
     combo(dialog, u"comboBox_quaternion_rate"_s)->setCurrentText(u"200 Hz"_s);
-    m_fixture.change([fault](sim::Device &unit) {
-        sim::Faults &faults = unit.faults();
+    m_fixture.change([fault](sim::ImuSimulator &simulator) {
+        sim::Faults &faults = simulator.faults();
         const std::array kinds{&faults.noReply, &faults.refuse, &faults.wrongEcho};
         kinds.at(static_cast<std::size_t>(fault))->insert(protocol::OUTPUTS);
     });
@@ -392,8 +392,8 @@ void TestSettingsDialog::failedOutputs()
     // There is no rollback: the new data rate is in use, and nothing is stored.
     QCOMPARE(m_fixture.commands(), (Commands{kRate200, kOutputsAll}));
     QVERIFY(m_fixture.count(kOutputsAll) > 1);
-    QCOMPARE(int(m_fixture.memory().working.rateHz), 200);
-    QCOMPARE(int(m_fixture.memory().stored.rateHz), 100);
+    QCOMPARE(int(m_fixture.memory().active.rateHz), 200);
+    QCOMPARE(int(m_fixture.memory().flash.rateHz), 100);
 }
 
 void TestSettingsDialog::failedSave()
@@ -481,8 +481,8 @@ void TestSettingsDialog::waitsUntilTheDataRateIsConfirmed()
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
     combo(dialog, u"comboBox_quaternion_rate"_s)->setCurrentText(u"200 Hz"_s);
-    m_fixture.change([=](sim::Device &unit) {
-        (answersAnotherRate ? unit.faults().wrongEcho : unit.faults().noReply)
+    m_fixture.change([=](sim::ImuSimulator &simulator) {
+        (answersAnotherRate ? simulator.faults().wrongEcho : simulator.faults().noReply)
             .insert(protocol::DATA_RATE);
     });
     m_fixture.haste = 20;
@@ -497,7 +497,7 @@ void TestSettingsDialog::waitsUntilTheDataRateIsConfirmed()
         if (attemptsWhenCured != 0 || m_fixture.count(kRate200) < kAttempts)
             return;
         finishedEarly = !dialog.isVisible();
-        m_fixture.change([](sim::Device &unit) { unit.faults() = {}; });
+        m_fixture.change([](sim::ImuSimulator &simulator) { simulator.faults() = {}; });
         attemptsWhenCured = m_fixture.count(kRate200);
     };
     const BoxWatcher boxes;
@@ -507,7 +507,7 @@ void TestSettingsDialog::waitsUntilTheDataRateIsConfirmed()
     QVERIFY(boxes.shown.isEmpty());
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QCOMPARE(m_fixture.commands(), (Commands{kRate200, kOutputsAll, kSaveAll}));
-    QCOMPARE(int(m_fixture.memory().stored.rateHz), 200);
+    QCOMPARE(int(m_fixture.memory().flash.rateHz), 200);
 }
 
 void TestSettingsDialog::waitsUntilTheSaveIsConfirmed()
@@ -515,8 +515,9 @@ void TestSettingsDialog::waitsUntilTheSaveIsConfirmed()
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x00FF)));
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
-    m_fixture.change(
-        [](sim::Device &unit) { unit.faults().ignoreFirst[protocol::SAVE_SETTINGS] = 3; });
+    m_fixture.change([](sim::ImuSimulator &simulator) {
+        simulator.faults().ignoreFirst[protocol::SAVE_SETTINGS] = 3;
+    });
     m_fixture.haste = 5;
     press(dialog, u"push_save"_s);
     QVERIFY(m_fixture.count(kSaveAll) >= 4);
@@ -539,7 +540,7 @@ void TestSettingsDialog::factoryReset()
     QVERIFY(!dialog.isVisible());
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QCOMPARE(m_fixture.commands(), Commands{kFactoryReset07});
-    QVERIFY(m_fixture.memory().stored == sim::Settings{});
+    QVERIFY(m_fixture.memory().flash == sim::DeviceSettings{});
 }
 
 void TestSettingsDialog::factoryResetFails()

@@ -1,8 +1,6 @@
 #include <algorithm>
 
 #include <QCheckBox>
-#include <QFormLayout>
-#include <QGridLayout>
 #include <QGroupBox>
 
 #include "dialogs/settings_dialog.h"
@@ -22,7 +20,6 @@ private slots:
     void textsOfTheForm();
     void comboItems_data();
     void comboItems();
-    void treeOfLayouts();
     void checkBoxStandsForItsBit_data();
     void checkBoxStandsForItsBit();
     void maskChecksBoxes();
@@ -127,54 +124,6 @@ void TestSettingsForm::comboItems()
     QFETCH(QString, name);
     QFETCH(QStringList, items);
     QCOMPARE(itemTexts(*combo(name)), items);
-}
-
-void TestSettingsForm::treeOfLayouts()
-{
-    const auto layout = [this](const QString &name) {
-        auto *const found = m_dialog.findChild<QLayout *>(name);
-        if (!found)
-            qFatal("no layout %s", qPrintable(name));
-        return found;
-    };
-    const auto widget = [this](const QString &name) { return child<QWidget>(m_dialog, name); };
-
-    QCOMPARE(m_dialog.layout(), layout(u"horizontalLayout_root"_s));
-    QLayout *const detail = layout(u"verticalLayout_detail"_s);
-    QCOMPARE(m_dialog.layout()->itemAt(0)->layout(), detail);
-    QCOMPARE(detail->itemAt(0)->widget(), widget(u"groupBox_serial"_s));
-    QCOMPARE(detail->itemAt(1)->widget(), widget(u"groupBox_outputs"_s));
-    QCOMPARE(detail->itemAt(2)->layout(), layout(u"horizontalLayout_buttons"_s));
-
-    auto *const serial = qobject_cast<QFormLayout *>(layout(u"formLayout_serial"_s));
-    const QStringList rows{u"baud"_s, u"data_bits"_s, u"parity"_s, u"stop_bits"_s};
-    QCOMPARE(serial->rowCount(), 4);
-    for (int row = 0; row < 4; ++row) {
-        QCOMPARE(serial->itemAt(row, QFormLayout::LabelRole)->widget(),
-                 widget(u"label_"_s + rows[row]));
-        QCOMPARE(serial->itemAt(row, QFormLayout::FieldRole)->widget(),
-                 widget(u"comboBox_"_s + rows[row]));
-    }
-
-    QLayout *const group = layout(u"verticalLayout_outputs_group"_s);
-    QCOMPARE(widget(u"groupBox_outputs"_s)->layout(), group);
-    QCOMPARE(group->itemAt(0)->layout(), layout(u"horizontalLayout_outputs_top"_s));
-    QCOMPARE(group->itemAt(0)->layout()->itemAt(0)->layout(), layout(u"formLayout_preset"_s));
-    auto *const grid = qobject_cast<QGridLayout *>(layout(u"gridLayout_outputs"_s));
-    QCOMPARE(group->itemAt(1)->layout(), grid);
-    const QStringList boxes{u"quaternion"_s, u"euler"_s, u"pressure"_s,   u"lin_acc"_s,
-                            u"ang_rates"_s,  u"mag"_s,   u"covariance"_s, u"sync"_s};
-    for (int row = 0; row < 8; ++row)
-        QCOMPARE(grid->itemAtPosition(row, 0)->widget(), widget(u"check_"_s + boxes[row]));
-    QCOMPARE(grid->itemAtPosition(0, 1)->widget(), widget(u"label_dataRate"_s));
-    QCOMPARE(grid->itemAtPosition(1, 1)->widget(), widget(u"comboBox_quaternion_rate"_s));
-
-    QLayout *const buttons = layout(u"horizontalLayout_buttons"_s);
-    QCOMPARE(buttons->itemAt(0)->widget(), widget(u"push_save"_s));
-    QCOMPARE(buttons->itemAt(1)->widget(), widget(u"push_factory"_s));
-    QCOMPARE(buttons->itemAt(2)->spacerItem()->sizeHint(), QSize(40, 20));
-    QCOMPARE(buttons->itemAt(2)->expandingDirections(), Qt::Horizontal);
-    QCOMPARE(buttons->itemAt(3)->widget(), widget(u"push_cancel"_s));
 }
 
 void TestSettingsForm::checkBoxStandsForItsBit_data()

@@ -1,14 +1,13 @@
 #pragma once
 
-#include "driver/ImuDriver.h"
-
-#include "tests/support/bytes.h"
-#include "tests/support/pty_port.h"
+#include <functional>
 
 #include <QList>
 #include <QMap>
 
-#include <functional>
+#include "driver/imu.h"
+#include "tests/fixtures/bytes.h"
+#include "tests/fixtures/pty_port.h"
 
 // A connected driver without a reader thread. The driver's sleeps return at once and are logged;
 // the bytes that the test scripts for a sleep are fed to the driver during it. So each poll of the

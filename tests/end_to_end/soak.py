@@ -309,7 +309,7 @@ class Soak(support.ProgramCase):
             f"{self.dropped_at_opening()} dropped when it was opened "
             f"({program['sessions']} times)",
             f"         not sent: {device['skipped']} skipped because the line was full, "
-            f"{device['garbled']} while the host had another speed",
+            f"{device['corrupted']} while the host had another baud rate",
             f"packets  {program['packets']} intact, {program['damaged']} damaged",
             f"memory   {kib[0]} KiB resident at first, {max(kib)} at most, {kib[-1]} at last; "
             f"{proportional} KiB proportional",

@@ -1,9 +1,9 @@
 #include "tests/faults/cell.h"
 
-#include <boost/system/system_error.hpp>
-
 #include <iostream>
 #include <sstream>
+
+#include <boost/system/system_error.hpp>
 
 using namespace std::chrono_literals;
 using namespace protocol;
@@ -35,18 +35,18 @@ struct Measured
 };
 
 // Ends the fault after `until` commands of the operation. An operation with a limit on its attempts
-// gets no such end under Fate::Stays: it has to stop at its limit.
-void arrange(FaultBed &bed, const Operation &operation, Fault fault, Fate fate)
+// gets no such end under FaultCourse::Stays: it has to stop at its limit.
+void arrange(FaultBed &bed, const Operation &operation, Fault fault, FaultCourse course)
 {
     const auto startFault = [&bed, &operation, fault] { begin(fault, operation, bed.device()); };
     if (operation.faultFrom > 0ms)
         bed.at(operation.faultFrom, startFault);
     else
         startFault();
-    if (fate == Fate::Unplugged) {
+    if (course == FaultCourse::Unplugged) {
         bed.beforeCommand([&bed] { bed.unplug(); });
-    } else if (fate == Fate::Ends || operation.attempts == 0) {
-        const int until = fate == Fate::Ends ? kEndsAfter : watchedAttempts(operation);
+    } else if (course == FaultCourse::Ends || operation.attempts == 0) {
+        const int until = course == FaultCourse::Ends ? kEndsAfter : watchedAttempts(operation);
         bed.afterCommand([&bed, fault, until] {
             if (bed.commands() == until)
                 end(fault, bed.device());
@@ -137,13 +137,13 @@ const char *nameOf(Flow flow)
     return flow == Flow::None ? "no" : flow == Flow::Some ? "some" : "all";
 }
 
-Samples measuredSamples(FaultBed &bed, Fault fault, Fate fate)
+Samples measuredSamples(FaultBed &bed, Fault fault, FaultCourse course)
 {
     Samples measured{};
     measured.before = flowOf(samplesIn(bed, 1003ms));
-    if (fate == Fate::Unplugged) {
+    if (course == FaultCourse::Unplugged) {
         bed.unplug();
-    } else if (fate == Fate::Ends) {
+    } else if (course == FaultCourse::Ends) {
         end(fault, bed.device());
         bed.pass(203ms); // a damaged packet may still swallow the packet that follows
     }
@@ -163,17 +163,18 @@ std::string differenceBetween(const Samples &stated, const Samples &seen)
 const Operation &listening()
 {
     static const Operation operation{
-        "", SERIAL_NUMBER, Proof::Samples, 0, 0, 0ms, {SERIAL_NUMBER, 0, 0, 0, 0}, [](FaultBed &) {
-            return Answer{};
-        }};
+        "", SERIAL_NUMBER, SuccessCriterion::Samples,   0,
+        0,  0ms,           {SERIAL_NUMBER, 0, 0, 0, 0}, [](FaultBed &) {
+            return Answer{}; }};
     return operation;
 }
 
 } // namespace
 
-std::string differenceIn(FaultBed &bed, const Operation &operation, Fault fault, Fate fate)
+std::string operationMismatch(FaultBed &bed, const Operation &operation, Fault fault,
+                              FaultCourse course)
 {
-    const Outcome stated = expected(operation, fault, fate);
+    const Outcome stated = expected(operation, fault, course);
     if (operation.needsNewDriver)
         bed.replaceDriver();
     bed.connectToNewUnit();
@@ -182,32 +183,32 @@ std::string differenceIn(FaultBed &bed, const Operation &operation, Fault fault,
     takeOldAnswers(bed.driver());
     bed.observe(operation.code);
     bed.giveUpAfter(stated.attempts + 20);
-    arrange(bed, operation, fault, fate);
+    arrange(bed, operation, fault, course);
     return differenceBetween(stated, run(bed, operation));
 }
 
-std::string differenceInConnecting(FaultBed &bed, Fault fault, Fate fate)
+std::string connectingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 {
     bed.plugInNewUnit();
     begin(fault, listening(), bed.device());
     bed.connect(FaultBed::kBaud);
     if (!bed.isConnected())
         return "is not connected";
-    return differenceBetween(expectedSamples(fault, fate), measuredSamples(bed, fault, fate));
+    return differenceBetween(expectedSamples(fault, course), measuredSamples(bed, fault, course));
 }
 
-std::string differenceInStreaming(FaultBed &bed, Fault fault, Fate fate)
+std::string streamingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 {
     bed.connectToNewUnit();
     begin(fault, listening(), bed.device());
     bed.pass(53ms); // drains what was on the line before the fault
-    const Samples measured = measuredSamples(bed, fault, fate);
+    const Samples measured = measuredSamples(bed, fault, course);
     if (!bed.isConnected())
         return "is not connected";
-    return differenceBetween(expectedSamples(fault, fate), measured);
+    return differenceBetween(expectedSamples(fault, course), measured);
 }
 
-std::string harmLeftBy(FaultBed &bed, Fault fault)
+std::string lastingDamage(FaultBed &bed, Fault fault)
 {
     imu &driver = bed.driver();
     bed.observe(0);
@@ -222,7 +223,7 @@ std::string harmLeftBy(FaultBed &bed, Fault fault)
         return "not connected any more; ";
     bed.pass(fault == Fault::SlowBaud5 ? 5500ms : 300ms); // replies and baud changes still due
 
-    const sim::Settings &settings = bed.device().memory().working;
+    const sim::DeviceSettings &settings = bed.device().memory().active;
     bed.observe(OUTPUTS);
     bed.giveUpAfter(20);
     try {

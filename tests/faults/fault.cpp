@@ -14,19 +14,20 @@ namespace {
 
 // Pairs of a baud rate of the host and another baud rate, to which Fault::WrongSpeed moves the
 // device. Each baud rate occurs once, so the end of the fault can restore the right one.
-struct Speeds
+struct BaudPair
 {
     std::uint32_t right;
     std::uint32_t wrong;
 };
-constexpr std::array<Speeds, 2> kSpeeds{{{FaultBed::kBaud, 230400}, {921600, 57600}}};
+constexpr std::array<BaudPair, 2> kBaudPairs{{{FaultBed::kBaud, 230400}, {921600, 57600}}};
 
-void changeSpeed(sim::Device &device, std::uint32_t Speeds::*from, std::uint32_t Speeds::*to)
+void changeBaud(sim::ImuSimulator &device, std::uint32_t BaudPair::*from,
+                std::uint32_t BaudPair::*to)
 {
-    sim::Memory memory = device.memory();
-    for (const Speeds &speeds : kSpeeds) {
-        if (speeds.*from == device.lineBaud()) {
-            memory.working.baud = speeds.*to;
+    sim::DeviceMemory memory = device.memory();
+    for (const BaudPair &pair : kBaudPairs) {
+        if (pair.*from == device.lineBaud()) {
+            memory.active.baud = pair.*to;
             device.setMemory(memory);
             return;
         }
@@ -37,7 +38,7 @@ void changeSpeed(sim::Device &device, std::uint32_t Speeds::*from, std::uint32_t
 // if it lists several.
 std::vector<unsigned char> tooShort(const Operation &operation)
 {
-    const std::size_t size = operation.proof == Proof::Settings ? 8 : 1;
+    const std::size_t size = operation.criterion == SuccessCriterion::Settings ? 8 : 1;
     return {operation.reply.begin(), operation.reply.begin() + static_cast<std::ptrdiff_t>(size)};
 }
 
@@ -45,7 +46,7 @@ std::vector<unsigned char> tooShort(const Operation &operation)
 std::vector<unsigned char> tooLong(const Operation &operation)
 {
     std::vector<unsigned char> payload = operation.reply;
-    payload.resize(operation.proof == Proof::Records ? 1100 : payload.size() + 3);
+    payload.resize(operation.criterion == SuccessCriterion::Points ? 1100 : payload.size() + 3);
     return payload;
 }
 
@@ -110,7 +111,7 @@ std::vector<Fault> allFaults()
     return all;
 }
 
-void begin(Fault fault, const Operation &operation, sim::Device &device)
+void begin(Fault fault, const Operation &operation, sim::ImuSimulator &device)
 {
     sim::Faults &faults = device.faults();
     switch (fault) {
@@ -171,7 +172,7 @@ void begin(Fault fault, const Operation &operation, sim::Device &device)
         faults.byteLoss = 1;
         return;
     case Fault::WrongSpeed:
-        changeSpeed(device, &Speeds::right, &Speeds::wrong);
+        changeBaud(device, &BaudPair::right, &BaudPair::wrong);
         return;
     case Fault::SlowBaud1:
         faults.baudChangeDelay = 1s;
@@ -182,11 +183,11 @@ void begin(Fault fault, const Operation &operation, sim::Device &device)
     }
 }
 
-void end(Fault fault, sim::Device &device)
+void end(Fault fault, sim::ImuSimulator &device)
 {
     device.faults() = {};
     if (fault == Fault::WrongSpeed)
-        changeSpeed(device, &Speeds::wrong, &Speeds::right);
+        changeBaud(device, &BaudPair::wrong, &BaudPair::right);
 }
 
 } // namespace faults

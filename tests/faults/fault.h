@@ -4,7 +4,7 @@
 #include <vector>
 
 namespace sim {
-class Device;
+class ImuSimulator;
 }
 
 namespace faults {
@@ -43,8 +43,8 @@ const char *nameOf(Fault fault);
 std::vector<Fault> allFaults();
 
 // A fault that applies to one command applies to that of the operation.
-void begin(Fault fault, const Operation &operation, sim::Device &device);
+void begin(Fault fault, const Operation &operation, sim::ImuSimulator &device);
 // Removes all faults and restores the device's baud rate.
-void end(Fault fault, sim::Device &device);
+void end(Fault fault, sim::ImuSimulator &device);
 
 } // namespace faults

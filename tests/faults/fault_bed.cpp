@@ -50,7 +50,7 @@ unsigned char codeOf(protocol::Bytes packet)
 
 FaultBed::FaultBed()
     : m_driver(startedDriver(*this))
-    , m_path(m_directory.filePath(QStringLiteral("unit")).toStdString())
+    , m_path(m_directory.filePath(QStringLiteral("port")).toStdString())
 {
 }
 
@@ -88,7 +88,7 @@ void FaultBed::plugInNewUnit()
     options.settings.baud = kBaud;
     options.settings.rateHz = 50;
     options.settings.outputs = protocol::OUT_QUATERNION;
-    m_device = std::make_unique<sim::Device>(options);
+    m_device = std::make_unique<sim::ImuSimulator>(options);
     m_now = 0ms;
     m_replies = 0;
     m_lastReply = -kReplyTime;
@@ -107,7 +107,7 @@ void FaultBed::connect(std::uint32_t baud)
 {
     m_hostBaud = baud;
     m_driver->connect(m_path, static_cast<int>(baud), 8, 0, 1);
-    hear();
+    receivePending();
 }
 
 void FaultBed::layCable()
@@ -194,16 +194,16 @@ void FaultBed::step(milliseconds duration)
         std::exchange(m_action, nullptr)();
     m_slept += duration;
     if (m_pty)
-        hear();
+        receivePending();
     m_now += duration;
-    speak();
+    transmitDue();
 }
 
 // --- The device --------------------------------------------------------------------------------
 
 // If the line does not report the host's baud rate, the baud rate of connect() is correct: the
 // driver sends nothing at another baud rate before it has received the device there.
-void FaultBed::hear()
+void FaultBed::receivePending()
 {
     for (bool more = true; more && m_pty;) {
         const sim::Pty::Received received = m_pty->receive();
@@ -228,7 +228,7 @@ void FaultBed::hearBytes(protocol::Bytes bytes, std::uint32_t hostBaud)
         m_afterCommand();
 }
 
-void FaultBed::speak()
+void FaultBed::transmitDue()
 {
     while (const auto transmission = m_device->transmit(m_now)) {
         if (m_pty) {

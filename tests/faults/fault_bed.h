@@ -1,19 +1,19 @@
 #pragma once
 
-#include "driver/ImuDriver.h"
-#include "sim/CommandParser.h"
-#include "sim/Device.h"
-#include "sim/Pty.h"
-
-#include <boost/shared_ptr.hpp>
-
-#include <QTemporaryDir>
-
 #include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
+
+#include <boost/shared_ptr.hpp>
+
+#include <QTemporaryDir>
+
+#include "driver/imu.h"
+#include "sim/device/command_parser.h"
+#include "sim/device/imu_simulator.h"
+#include "sim/line/pty.h"
 
 namespace faults {
 
@@ -40,7 +40,7 @@ public:
     FaultBed &operator=(const FaultBed &) = delete;
 
     imu &driver() { return *m_driver; }
-    sim::Device &device() { return *m_device; }
+    sim::ImuSimulator &device() { return *m_device; }
 
     // Replaces the driver by one that has received no reply yet. The old driver stays connected to
     // a line that carries no bytes.
@@ -86,9 +86,9 @@ private:
     void sleep(milliseconds duration);
     void advance(milliseconds duration);
     void step(milliseconds duration);
-    void hear();
+    void receivePending();
     void hearBytes(protocol::Bytes bytes, std::uint32_t hostBaud);
-    void speak();
+    void transmitDue();
     bool mayHaveReplied();
     void awaitReader();
 
@@ -97,7 +97,7 @@ private:
     std::atomic<int> m_samples{0};
     std::atomic<int> m_readerThread{0}; // thread id, 0 until it has decoded a sample
 
-    std::unique_ptr<sim::Device> m_device;
+    std::unique_ptr<sim::ImuSimulator> m_device;
     std::unique_ptr<sim::Pty> m_pty; // null while unplugged
     QTemporaryDir m_directory;
     const std::string m_path;     // link to the line: another program may reuse its name

@@ -1,8 +1,8 @@
 #include "tests/faults/operation.h"
 
-#include "tests/faults/fault_bed.h"
-
 #include <array>
+
+#include "tests/faults/fault_bed.h"
 
 using namespace std::chrono_literals;
 using namespace protocol;
@@ -11,24 +11,24 @@ namespace faults {
 
 namespace {
 
-const sim::Settings &working(FaultBed &bed)
+const sim::DeviceSettings &working(FaultBed &bed)
 {
-    return bed.device().memory().working;
+    return bed.device().memory().active;
 }
 
 // Changes the data rate from the stored one, so that a save has a visible effect.
 void changeRate(FaultBed &bed)
 {
-    sim::Memory memory = bed.device().memory();
-    memory.working.rateHz = 400;
+    sim::DeviceMemory memory = bed.device().memory();
+    memory.active.rateHz = 400;
     bed.device().setMemory(memory);
 }
 
 // Stops the stream, as the program does before a download. It also shortens the longest waits.
 void stopStream(FaultBed &bed)
 {
-    sim::Memory memory = bed.device().memory();
-    memory.working.outputs = 0;
+    sim::DeviceMemory memory = bed.device().memory();
+    memory.active.outputs = 0;
     bed.device().setMemory(memory);
     bed.pass(20ms);
 }
@@ -58,7 +58,7 @@ Answer loadSettings(FaultBed &bed)
     const auto baud = static_cast<std::uint32_t>(driver.getBaudRate());
     const int rate = driver.getDataRate();
     const int outputs = driver.getOutputs();
-    const sim::Settings &settings = working(bed);
+    const sim::DeviceSettings &settings = working(bed);
     return {loaded, baud == settings.baud && rate == settings.rateHz &&
                         outputs == settings.outputs && driver.getSerialNumber() == 0x00C0FFEE &&
                         driver.getFirmwareVersion() == 0x0203 &&
@@ -87,13 +87,13 @@ Answer setZeroThreshold(FaultBed &bed)
 Answer saveSettings(FaultBed &bed)
 {
     const bool done = bed.driver().saveSettings();
-    return {done, bed.device().memory().stored.rateHz == 400};
+    return {done, bed.device().memory().flash.rateHz == 400};
 }
 
 Answer revertToFactorySettings(FaultBed &bed)
 {
     const bool done = bed.driver().revertToFactorySettings();
-    return {done, bed.device().memory().stored == sim::Settings()};
+    return {done, bed.device().memory().flash == sim::DeviceSettings()};
 }
 
 // --- Calibration
@@ -139,8 +139,8 @@ Answer applyCalibration(FaultBed &bed)
 // next looks for it.
 void applyAnother(FaultBed &bed)
 {
-    sim::Memory memory = bed.device().memory();
-    memory.working.rateHz = 200;
+    sim::DeviceMemory memory = bed.device().memory();
+    memory.active.rateHz = 200;
     bed.device().setMemory(memory);
     applyCalibration(bed, 0.25f);
 }
@@ -171,10 +171,10 @@ const std::vector<Operation> &linkOperations()
     static const std::vector<unsigned char> kSettings{
         7, 0x00, 0x10, 0x0E, 0, 8, 50, 0, 9, 4, 0, 16, 3, 2, 0, 1, 17, 0xEE, 0xFF, 0xC0, 0};
     static const std::vector<Operation> kOperations{
-        {"setBaudRate", BAUD_RATE, Proof::Speed, 0, 0, 0ms, kReply, setBaudRate},
+        {"setBaudRate", BAUD_RATE, SuccessCriterion::BaudRate, 0, 0, 0ms, kReply, setBaudRate},
         {.name = "setBaudRate, reading the settings at the new speed",
          .code = GET,
-         .proof = Proof::Settings,
+         .criterion = SuccessCriterion::Settings,
          .attempts = 0, // 499 x 12 x 101 attempts: one and a half days
          .polls = 10,
          .pause = 100ms,
@@ -191,11 +191,18 @@ const std::vector<Operation> &settingsOperations()
         7, 0x40, 0x42, 0x0F, 0, 8, 50, 0, 9, 4, 0, 16, 3, 2, 0, 1, 17, 0xEE, 0xFF, 0xC0, 0};
     static const std::vector<unsigned char> kThreshold{ZERO_THRESHOLD, 0x0A, 0xD7, 0xA3, 0x3C};
     static const std::vector<Operation> kOperations{
-        {"loadSettings", GET, Proof::Settings, 101, 10, 100ms, kSettings, loadSettings},
-        {"setDataRate", DATA_RATE, Proof::Echo, 0, 9, 10ms, {DATA_RATE, 100, 0}, setDataRate},
+        {"loadSettings", GET, SuccessCriterion::Settings, 101, 10, 100ms, kSettings, loadSettings},
+        {"setDataRate",
+         DATA_RATE,
+         SuccessCriterion::Echo,
+         0,
+         9,
+         10ms,
+         {DATA_RATE, 100, 0},
+         setDataRate},
         {"setOutputs",
          OUTPUTS,
-         Proof::Echo,
+         SuccessCriterion::Echo,
          1002,
          9,
          1ms,
@@ -204,7 +211,7 @@ const std::vector<Operation> &settingsOperations()
          stopStream},
         {.name = "setZeroThreshold, the first of a driver",
          .code = ZERO_THRESHOLD,
-         .proof = Proof::AnyEcho,
+         .criterion = SuccessCriterion::AnyEcho,
          .attempts = 0,
          .polls = 9,
          .pause = 10ms,
@@ -213,7 +220,7 @@ const std::vector<Operation> &settingsOperations()
          .needsNewDriver = true},
         {.name = "setZeroThreshold, a later one",
          .code = ZERO_THRESHOLD,
-         .proof = Proof::AnyEcho,
+         .criterion = SuccessCriterion::AnyEcho,
          .attempts = 0,
          .polls = 9,
          .pause = 10ms,
@@ -223,7 +230,7 @@ const std::vector<Operation> &settingsOperations()
          .answeredBefore = true},
         {"saveSettings",
          SAVE_SETTINGS,
-         Proof::Status,
+         SuccessCriterion::Status,
          0,
          9,
          500ms,
@@ -232,7 +239,7 @@ const std::vector<Operation> &settingsOperations()
          changeRate},
         {"revertToFactorySettings",
          FACTORY_RESET,
-         Proof::Status,
+         SuccessCriterion::Status,
          0,
          9,
          500ms,
@@ -248,7 +255,7 @@ const std::vector<Operation> &calibrationOperations()
     static const std::vector<Operation> kOperations{
         {"startCalibration",
          START_CALIBRATION,
-         Proof::Status,
+         SuccessCriterion::Status,
          12,
          999,
          10ms,
@@ -257,7 +264,7 @@ const std::vector<Operation> &calibrationOperations()
          stopStream},
         {"stopCalibration",
          STOP_CALIBRATION,
-         Proof::Status,
+         SuccessCriterion::Status,
          1002,
          9,
          10ms,
@@ -266,7 +273,7 @@ const std::vector<Operation> &calibrationOperations()
          startCollecting},
         {"getCalibrationDataSize",
          CALIBRATION_DATA_SIZE,
-         Proof::Value,
+         SuccessCriterion::Value,
          1002,
          99,
          10ms,
@@ -275,7 +282,7 @@ const std::vector<Operation> &calibrationOperations()
          fillMemory},
         {"getCalibrationData",
          CALIBRATION_DATA,
-         Proof::Records,
+         SuccessCriterion::Points,
          102,
          9,
          10ms,
@@ -284,7 +291,7 @@ const std::vector<Operation> &calibrationOperations()
          fillMemory},
         {.name = "setMagneticFieldCalibrationData, the first of a driver",
          .code = MAG_CALIBRATION,
-         .proof = Proof::Echo,
+         .criterion = SuccessCriterion::Echo,
          .attempts = 0,
          .polls = 9,
          .pause = 10ms,
@@ -293,7 +300,7 @@ const std::vector<Operation> &calibrationOperations()
          .needsNewDriver = true},
         {.name = "setMagneticFieldCalibrationData, a later one",
          .code = MAG_CALIBRATION,
-         .proof = Proof::Echo,
+         .criterion = SuccessCriterion::Echo,
          .attempts = 0,
          .polls = 9,
          .pause = 10ms,
@@ -307,7 +314,7 @@ const std::vector<Operation> &calibrationOperations()
 
 std::chrono::milliseconds attemptTime(const Operation &operation)
 {
-    if (operation.proof == Proof::Speed)
+    if (operation.criterion == SuccessCriterion::BaudRate)
         return 2200ms;
     return operation.answeredBefore ? operation.pause : operation.polls * 10ms + operation.pause;
 }

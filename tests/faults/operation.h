@@ -8,14 +8,14 @@ namespace faults {
 class FaultBed;
 
 // What confirms a command to the driver.
-enum class Proof {
+enum class SuccessCriterion {
     Echo,     // a reply with the value that was sent
     AnyEcho,  // a reply, whatever its value
     Status,   // a reply with the status 1
     Settings, // replies with all five settings
     Value,    // a reply with a number
-    Records,  // a reply with calibration points
-    Speed,    // samples at the new baud rate
+    Points,   // a reply with calibration points
+    BaudRate, // samples at the new baud rate
     Samples,  // no command is sent; the test waits for samples
 };
 
@@ -30,7 +30,7 @@ struct Operation
 {
     const char *name;
     unsigned char code; // of the command that the device has to understand
-    Proof proof;
+    SuccessCriterion criterion;
     int attempts;                       // 0: no limit
     int polls;                          // checks for the reply in each attempt, 10 ms apart
     std::chrono::milliseconds pause{0}; // after each failed attempt

@@ -1,9 +1,9 @@
 #include "tests/faults/operation_matrix.h"
 
+#include <QTest>
+
 #include "tests/faults/cell.h"
 #include "tests/faults/deadline.h"
-
-#include <QTest>
 
 namespace faults {
 
@@ -16,12 +16,12 @@ void OperationMatrix::cell_data()
 {
     QTest::addColumn<std::size_t>("operation");
     QTest::addColumn<Fault>("fault");
-    QTest::addColumn<Fate>("fate");
+    QTest::addColumn<FaultCourse>("course");
     for (std::size_t i = 0; i < m_operations.size(); ++i) {
         for (const Fault fault : allFaults()) {
-            for (const Fate fate : allFates())
-                QTest::addRow("%s: %s, %s", m_operations[i].name, nameOf(fault), nameOf(fate))
-                    << i << fault << fate;
+            for (const FaultCourse course : allCourses())
+                QTest::addRow("%s: %s, %s", m_operations[i].name, nameOf(fault), nameOf(course))
+                    << i << fault << course;
         }
     }
 }
@@ -30,11 +30,11 @@ void OperationMatrix::cell()
 {
     QFETCH(std::size_t, operation);
     QFETCH(Fault, fault);
-    QFETCH(Fate, fate);
+    QFETCH(FaultCourse, course);
 
     const Deadline deadline;
-    const std::string difference = differenceIn(m_bed, m_operations[operation], fault, fate);
-    const std::string harm = harmLeftBy(m_bed, fault);
+    const std::string difference = operationMismatch(m_bed, m_operations[operation], fault, course);
+    const std::string harm = lastingDamage(m_bed, fault);
     QVERIFY2(difference.empty(), difference.c_str());
     QVERIFY2(harm.empty(), harm.c_str());
 }

@@ -1,13 +1,13 @@
 #pragma once
 
+#include <QObject>
+
 #include "tests/faults/fault_bed.h"
 #include "tests/faults/operation.h"
 
-#include <QObject>
-
 namespace faults {
 
-// Runs every operation of a list under every fault with every fate, and tests afterwards that the
+// Runs every operation of a list under every fault with every course, and tests afterwards that the
 // driver works as before. One row per combination.
 class OperationMatrix : public QObject
 {

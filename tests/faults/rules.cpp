@@ -39,40 +39,40 @@ bool isUnderstood(Fault fault)
     return fault != Fault::Ignore && fault != Fault::Refuse && fault != Fault::WrongSpeed;
 }
 
-Worth worthOfWrongEcho(Proof proof)
+Worth worthOfWrongEcho(SuccessCriterion criterion)
 {
-    switch (proof) {
-    case Proof::Echo:
+    switch (criterion) {
+    case SuccessCriterion::Echo:
         return Worth::Mismatch;
-    case Proof::Status: // the status is then 0
+    case SuccessCriterion::Status: // the status is then 0
         return Worth::Nothing;
-    case Proof::Settings:
-    case Proof::Value:
-    case Proof::Records:
+    case SuccessCriterion::Settings:
+    case SuccessCriterion::Value:
+    case SuccessCriterion::Points:
         return Worth::Untrue;
-    case Proof::AnyEcho:
-    case Proof::Speed:
-    case Proof::Samples:
+    case SuccessCriterion::AnyEcho:
+    case SuccessCriterion::BaudRate:
+    case SuccessCriterion::Samples:
         return Worth::Good;
     }
     return Worth::Good;
 }
 
-Worth worthOfRefusal(Proof proof)
+Worth worthOfRefusal(SuccessCriterion criterion)
 {
-    switch (proof) {
-    case Proof::Echo: // with the value in effect
+    switch (criterion) {
+    case SuccessCriterion::Echo: // with the value in effect
         return Worth::Mismatch;
-    case Proof::AnyEcho:
+    case SuccessCriterion::AnyEcho:
         return Worth::Untrue;
-    case Proof::Status:
-    case Proof::Settings:
-    case Proof::Speed:
+    case SuccessCriterion::Status:
+    case SuccessCriterion::Settings:
+    case SuccessCriterion::BaudRate:
         return Worth::Nothing;
-    case Proof::Value:
-    case Proof::Records:
+    case SuccessCriterion::Value:
+    case SuccessCriterion::Points:
         return Worth::Empty;
-    case Proof::Samples:
+    case SuccessCriterion::Samples:
         return Worth::Good;
     }
     return Worth::Good;
@@ -80,29 +80,30 @@ Worth worthOfRefusal(Proof proof)
 
 // The decoder does not check where a packet ends: a missing value is read from the bytes that
 // follow, beginning with the checksum.
-Worth worthOfShortReply(Proof proof)
+Worth worthOfShortReply(SuccessCriterion criterion)
 {
-    switch (proof) {
-    case Proof::Echo:
+    switch (criterion) {
+    case SuccessCriterion::Echo:
         return Worth::Mismatch;
-    case Proof::Status: // not 1: the checksum of a lone code is the code
-    case Proof::Settings:
+    case SuccessCriterion::Status: // not 1: the checksum of a lone code is the code
+    case SuccessCriterion::Settings:
         return Worth::Nothing;
-    case Proof::Value:
+    case SuccessCriterion::Value:
         return Worth::Untrue;
-    case Proof::Records:
+    case SuccessCriterion::Points:
         return Worth::Empty;
-    case Proof::AnyEcho:
-    case Proof::Speed:
-    case Proof::Samples:
+    case SuccessCriterion::AnyEcho:
+    case SuccessCriterion::BaudRate:
+    case SuccessCriterion::Samples:
         return Worth::Good;
     }
     return Worth::Good;
 }
 
-Worth worthOf(Fault fault, Proof proof)
+Worth worthOf(Fault fault, SuccessCriterion criterion)
 {
-    const bool needsReply = proof != Proof::Speed && proof != Proof::Samples;
+    const bool needsReply =
+        criterion != SuccessCriterion::BaudRate && criterion != SuccessCriterion::Samples;
     if (hitsTheLine(fault))
         return Worth::Nothing;
     if (hitsByChance(fault))
@@ -112,15 +113,15 @@ Worth worthOf(Fault fault, Proof proof)
     case Fault::OtherCode:
         return needsReply ? Worth::Nothing : Worth::Good;
     case Fault::Ignore:
-        return proof == Proof::Samples ? Worth::Good : Worth::Nothing;
+        return criterion == SuccessCriterion::Samples ? Worth::Good : Worth::Nothing;
     case Fault::WrongEcho:
-        return worthOfWrongEcho(proof);
+        return worthOfWrongEcho(criterion);
     case Fault::Refuse:
-        return worthOfRefusal(proof);
+        return worthOfRefusal(criterion);
     case Fault::TooShort:
-        return worthOfShortReply(proof);
+        return worthOfShortReply(criterion);
     case Fault::TooLong: // surplus bytes are skipped; a reply of records does not fit at all
-        return proof == Proof::Records ? Worth::Nothing : Worth::Good;
+        return criterion == SuccessCriterion::Points ? Worth::Nothing : Worth::Good;
     default:
         return Worth::Good;
     }
@@ -159,15 +160,15 @@ int succeedsAt(const Operation &operation, Fault fault, int faulty)
     // The host checks for the stream at the end of each attempt, for the first time after 100 ms
     // less. A device that the host receives again has obeyed the first command by then, if it
     // understood that command.
-    if (operation.proof == Proof::Speed) {
+    if (operation.criterion == SuccessCriterion::BaudRate) {
         if (fault == Fault::SlowBaud5)
             return 3;
-        if (worthOf(fault, operation.proof) == Worth::Good)
+        if (worthOf(fault, operation.criterion) == Worth::Good)
             return 1;
         return isUnderstood(fault) ? faulty : faulty + 1;
     }
     const int prompt = attemptThatSees(operation, 0ms);
-    switch (worthOf(fault, operation.proof)) {
+    switch (worthOf(fault, operation.criterion)) {
     case Worth::Good:
     case Worth::Untrue:
     case Worth::Empty:
@@ -193,9 +194,10 @@ Outcome outcomeOfUnplugging(const Operation &operation)
 {
     Outcome outcome;
     outcome.end = End::Throws;
-    outcome.time = operation.proof == Proof::Speed ? 2100ms : attemptTime(operation);
+    outcome.time =
+        operation.criterion == SuccessCriterion::BaudRate ? 2100ms : attemptTime(operation);
     outcome.time += operation.faultFrom > 0ms ? 2200ms : 0ms;
-    outcome.error = operation.proof == Proof::Speed ? "open" : "write_some";
+    outcome.error = operation.criterion == SuccessCriterion::BaudRate ? "open" : "write_some";
     return outcome;
 }
 
@@ -212,22 +214,22 @@ std::string inSeconds(milliseconds time)
 
 } // namespace
 
-const char *nameOf(Fate fate)
+const char *nameOf(FaultCourse course)
 {
-    switch (fate) {
-    case Fate::Ends:
+    switch (course) {
+    case FaultCourse::Ends:
         return "ends";
-    case Fate::Stays:
+    case FaultCourse::Stays:
         return "stays";
-    case Fate::Unplugged:
+    case FaultCourse::Unplugged:
         return "unplugged";
     }
     return "";
 }
 
-std::vector<Fate> allFates()
+std::vector<FaultCourse> allCourses()
 {
-    return {Fate::Ends, Fate::Stays, Fate::Unplugged};
+    return {FaultCourse::Ends, FaultCourse::Stays, FaultCourse::Unplugged};
 }
 
 int watchedAttempts(const Operation &operation)
@@ -235,19 +237,19 @@ int watchedAttempts(const Operation &operation)
     return attemptTime(operation) > 500ms ? 25 : 110;
 }
 
-Outcome expected(const Operation &operation, Fault fault, Fate fate)
+Outcome expected(const Operation &operation, Fault fault, FaultCourse course)
 {
     Outcome outcome;
     // Any reply confirms the command, also the earlier one: the operation ends before the fault has
     // an effect.
-    if (operation.answeredBefore && operation.proof == Proof::AnyEcho) {
-        outcome.right = fate != Fate::Unplugged && isUnderstood(fault);
+    if (operation.answeredBefore && operation.criterion == SuccessCriterion::AnyEcho) {
+        outcome.right = course != FaultCourse::Unplugged && isUnderstood(fault);
         return outcome;
     }
-    if (fate == Fate::Unplugged)
+    if (course == FaultCourse::Unplugged)
         return outcomeOfUnplugging(operation);
 
-    const Worth worth = worthOf(fault, operation.proof);
+    const Worth worth = worthOf(fault, operation.criterion);
     // Of the settings read at the new baud rate, setBaudRate() uses only whether the baud rate is
     // 0.
     outcome.right = worth != Worth::Untrue || operation.faultFrom > 0ms;
@@ -261,7 +263,8 @@ Outcome expected(const Operation &operation, Fault fault, Fate fate)
         outcome.time = 10ms;
         return outcome;
     }
-    outcome.attempts = succeedsAt(operation, fault, fate == Fate::Ends ? kEndsAfter : kForEver);
+    outcome.attempts =
+        succeedsAt(operation, fault, course == FaultCourse::Ends ? kEndsAfter : kForEver);
     if (operation.attempts > 0 && outcome.attempts > operation.attempts) {
         outcome.end = End::Fails;
         outcome.attempts = operation.attempts;
@@ -296,18 +299,18 @@ std::string textOf(const Outcome &outcome)
     return "";
 }
 
-Samples expectedSamples(Fault fault, Fate fate)
+Samples expectedSamples(Fault fault, FaultCourse course)
 {
-    const Worth worth = worthOf(fault, Proof::Samples);
+    const Worth worth = worthOf(fault, SuccessCriterion::Samples);
     const Flow faulty = worth == Worth::Nothing  ? Flow::None
                         : worth == Worth::Chance ? Flow::Some
                                                  : Flow::All;
-    switch (fate) {
-    case Fate::Ends:
+    switch (course) {
+    case FaultCourse::Ends:
         return {faulty, Flow::All};
-    case Fate::Stays:
+    case FaultCourse::Stays:
         return {faulty, faulty};
-    case Fate::Unplugged:
+    case FaultCourse::Unplugged:
         return {faulty, Flow::None};
     }
     return {};

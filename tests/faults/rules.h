@@ -1,21 +1,21 @@
 #pragma once
 
+#include <string>
+
 #include "tests/faults/fault.h"
 #include "tests/faults/operation.h"
 
-#include <string>
-
 namespace faults {
 
-// How the fault ends.
-enum class Fate {
+// How long the fault lasts during an operation.
+enum class FaultCourse {
     Ends,     // at the operation's third command
     Stays,    // during the whole operation
     Unplugged // the cable is unplugged in the first attempt, before the reply
 };
 
-const char *nameOf(Fate fate);
-std::vector<Fate> allFates();
+const char *nameOf(FaultCourse course);
+std::vector<FaultCourse> allCourses();
 
 inline constexpr int kEndsAfter = 3;
 // Attempts for which a test watches an operation without a limit. The fault then ends, so that the
@@ -41,7 +41,7 @@ struct Outcome
     const char *error = "";            // the beginning of the exception's text
 };
 
-Outcome expected(const Operation &operation, Fault fault, Fate fate);
+Outcome expected(const Operation &operation, Fault fault, FaultCourse course);
 
 // The text of an outcome in the document.
 std::string textOf(const Outcome &outcome);
@@ -55,7 +55,7 @@ struct Samples
     Flow after;
 };
 
-Samples expectedSamples(Fault fault, Fate fate);
+Samples expectedSamples(Fault fault, FaultCourse course);
 // Flow::Some agrees with any number above zero, also with all samples.
 bool agrees(const Samples &stated, const Samples &seen);
 

@@ -1,7 +1,7 @@
 // Device faults while the driver collects, downloads and applies a calibration.
 
 #include "tests/faults/operation_matrix.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 struct TestFaultCalibration : faults::OperationMatrix
 {

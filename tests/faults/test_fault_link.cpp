@@ -1,7 +1,7 @@
 // Device faults while the driver changes the baud rate.
 
 #include "tests/faults/operation_matrix.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 struct TestFaultLink : faults::OperationMatrix
 {

@@ -1,7 +1,7 @@
 // Device faults while the driver reads, changes, saves and resets the settings.
 
 #include "tests/faults/operation_matrix.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 struct TestFaultSettings : faults::OperationMatrix
 {

@@ -2,7 +2,7 @@
 
 #include "tests/faults/cell.h"
 #include "tests/faults/deadline.h"
-#include "tests/support/test_main.h"
+#include "tests/fixtures/test_main.h"
 
 using namespace faults;
 
@@ -23,21 +23,21 @@ private:
 void TestFaultStream::connecting_data()
 {
     QTest::addColumn<Fault>("fault");
-    QTest::addColumn<Fate>("fate");
+    QTest::addColumn<FaultCourse>("course");
     for (const Fault fault : allFaults()) {
-        for (const Fate fate : allFates())
-            QTest::addRow("%s, %s", nameOf(fault), nameOf(fate)) << fault << fate;
+        for (const FaultCourse course : allCourses())
+            QTest::addRow("%s, %s", nameOf(fault), nameOf(course)) << fault << course;
     }
 }
 
 void TestFaultStream::connecting()
 {
     QFETCH(Fault, fault);
-    QFETCH(Fate, fate);
+    QFETCH(FaultCourse, course);
 
     const Deadline deadline;
-    const std::string difference = differenceInConnecting(m_bed, fault, fate);
-    const std::string harm = harmLeftBy(m_bed, fault);
+    const std::string difference = connectingMismatch(m_bed, fault, course);
+    const std::string harm = lastingDamage(m_bed, fault);
     QVERIFY2(difference.empty(), difference.c_str());
     QVERIFY2(harm.empty(), harm.c_str());
 }
@@ -50,11 +50,11 @@ void TestFaultStream::streaming_data()
 void TestFaultStream::streaming()
 {
     QFETCH(Fault, fault);
-    QFETCH(Fate, fate);
+    QFETCH(FaultCourse, course);
 
     const Deadline deadline;
-    const std::string difference = differenceInStreaming(m_bed, fault, fate);
-    const std::string harm = harmLeftBy(m_bed, fault);
+    const std::string difference = streamingMismatch(m_bed, fault, course);
+    const std::string harm = lastingDamage(m_bed, fault);
     QVERIFY2(difference.empty(), difference.c_str());
     QVERIFY2(harm.empty(), harm.c_str());
 }

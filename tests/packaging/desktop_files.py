@@ -30,12 +30,12 @@ def menu_entry():
 
 
 def constant_of_maker(name):
-    text = (SOURCE / "src/dialogs/maker.h").read_text(encoding="utf-8")
+    text = (SOURCE / "src/dialogs/manufacturer.h").read_text(encoding="utf-8")
     return re.search(rf'\b{name} =\s+"([^"]*)"', text).group(1)
 
 
 def maker_name():
-    text = (SOURCE / "src/dialogs/maker.h").read_text(encoding="utf-8")
+    text = (SOURCE / "src/dialogs/manufacturer.h").read_text(encoding="utf-8")
     return re.search(r'"AboutDialog", "(\w+) - ', text).group(1)
 
 

@@ -71,7 +71,7 @@ class Installed(support.ProgramCase):
             shutil.copy(package.path, ROOT / "tmp")
         output = self.system.run("apt-get", "install", "--yes", "--no-install-recommends",
                                  *(f"/tmp/{package.path.name}" for package in packages))
-        self.assertIn(" 2 newly installed, 0 to remove ", output, "something was missing")
+        self.assertIn(" 3 newly installed, 0 to remove ", output, "something was missing")
         self.addCleanup(self.system.run, "dpkg", "--purge", *NAMES)
         added = set(files()) - set(self.before)
         for package in packages:

@@ -57,7 +57,11 @@ def page():
 
 def page_options():
     """The same for the manual page as help_options() for --help."""
-    return dict(re.findall(rf"^ {{7}}(?:-h,)?({OPTION})(?: (\S+))?$", page(), re.MULTILINE))
+    text = page()
+    options = dict(re.findall(rf"^ {{7}}(?:-h,)?({OPTION})(?: (\S+))?$", text, re.MULTILINE))
+    # A switch that is short enough is followed by its text on the same line.
+    options.update(dict.fromkeys(re.findall("^ {7}(--[a-z]{1,4}) +[A-Z][a-z]", text, re.MULTILINE), ""))
+    return options
 
 
 def page_commands():
@@ -93,7 +97,7 @@ class Values(unittest.TestCase):
 
     def test_what_is_offered_is_taken(self):
         for option in ("--motion", "--reply-shape", "--baud", "--line-baud", "--rate", "--outputs",
-                       "--no-reply", "--wrong-echo", "--refuse", "--ignore"):
+                       "--no-reply", "--wrong-echo", "--refuse", "--ignore", "--adapter", "--fault"):
             self.assert_taken(option, complete(option, ""))
         self.assert_taken("--late-reply", [word + "20" for word in complete("--late-reply", "")])
 
@@ -106,7 +110,7 @@ class Values(unittest.TestCase):
 
     def test_begins_as_the_word_does(self):
         self.assertEqual(complete("--mo"), ["--motion"])
-        self.assertEqual(complete("--motion", "t"), ["tumble"])
+        self.assertEqual(complete("--motion", "t"), ["tumble", "turn"])
         self.assertEqual(complete("--silent", "--refuse", "STA"), ["START_CALIBRATION"])
         self.assertEqual(complete("--late-reply", "OUT"), ["OUTPUTS:"])
         self.assertEqual(complete("--seed", ""), [])

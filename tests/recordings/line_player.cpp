@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <map>
 #include <sstream>
@@ -13,8 +11,10 @@
 #include <poll.h>
 #include <unistd.h>
 
+#include "tests/recordings/driver_call.h"
+
 using namespace std::chrono_literals;
-using Kind = sim::RecordedEvent::Kind;
+using Kind = recording::RecordedEvent::Kind;
 using Clock = std::chrono::steady_clock;
 
 namespace {
@@ -44,30 +44,6 @@ QByteArray withoutFiller(QByteArray commands)
     return commands;
 }
 
-std::vector<float> floats(std::istringstream &words)
-{
-    std::vector<float> values;
-    for (std::string word; words >> word;)
-        values.push_back(std::strtof(word.c_str(), nullptr));
-    return values;
-}
-
-std::string valuesText(const float *values, std::size_t count)
-{
-    std::string text;
-    for (std::size_t i = 0; i < count; ++i) {
-        std::array<char, 32> number{};
-        std::snprintf(number.data(), number.size(), "%.9g", static_cast<double>(values[i]));
-        text.append(i == 0 ? "" : " ").append(number.data());
-    }
-    return text;
-}
-
-std::string yesNo(bool yes)
-{
-    return yes ? "true" : "false";
-}
-
 } // namespace
 
 std::string blockText(const std::string &name, const float *values, std::size_t count)
@@ -89,7 +65,7 @@ struct LinePlayer::HostEnd
     const int fd;
 };
 
-LinePlayer::LinePlayer(imu &driver, sim::Recording recording, Expectation expectation)
+LinePlayer::LinePlayer(imu &driver, recording::Recording recording, Expectation expectation)
     : m_driver(driver)
     , m_recording(std::move(recording))
     , m_expectation(std::move(expectation))
@@ -98,11 +74,11 @@ LinePlayer::LinePlayer(imu &driver, sim::Recording recording, Expectation expect
     for (const Expectation::Packet &packet : m_expectation.packets)
         m_boundaries.push_back(packet.position);
     std::vector<std::size_t> pieces;
-    for (const sim::RecordedEvent &event : m_recording.events) {
+    for (const recording::RecordedEvent &event : m_recording.events) {
         auto &bytes = event.kind == Kind::FromHost ? m_hostBytes : m_unitBytes;
-        if (event.kind == Kind::Heard || event.kind == Kind::FromHost)
+        if (event.kind == Kind::Delivered || event.kind == Kind::FromHost)
             bytes.insert(bytes.end(), event.bytes.begin(), event.bytes.end());
-        if (event.kind == Kind::Heard)
+        if (event.kind == Kind::Delivered)
             pieces.push_back(m_unitBytes.size());
         if (event.kind == Kind::Baud || event.kind == Kind::Unplug)
             m_segmentEnds.push_back(m_unitBytes.size());
@@ -160,13 +136,13 @@ void LinePlayer::pullOut()
 
 void LinePlayer::playEvent()
 {
-    const sim::RecordedEvent &event = m_recording.events[m_event++];
+    const recording::RecordedEvent &event = m_recording.events[m_event++];
     m_now = std::max(m_now, event.at);
     switch (event.kind) {
-    case Kind::Heard:
+    case Kind::Delivered:
         deliver(m_heard + event.bytes.size());
         return;
-    case Kind::Unheard: // the recorded host has not received it either
+    case Kind::Undelivered: // the recorded host has not received it either
         return;
     case Kind::FromHost:
         m_said += event.bytes.size();
@@ -186,7 +162,7 @@ void LinePlayer::playEvent()
 void LinePlayer::deliver(std::size_t end)
 {
     if (m_port->speed() != m_baud)
-        throw Mismatch("the driver listens at " + std::to_string(m_port->speed()) + " baud");
+        throw Mismatch("the port is set to " + std::to_string(m_port->speed()) + " baud");
     m_heard = end;
     while (m_nextBoundary < m_boundaries.size() && m_boundaries[m_nextBoundary] <= end)
         step(m_boundaries[m_nextBoundary++]);
@@ -282,7 +258,7 @@ void LinePlayer::call()
     m_callEnd = m_nextCall < m_expectation.calls.size() ? m_expectation.calls[m_nextCall].position
                                                         : m_hostBytes.size();
     m_now = std::max(m_now, m_recording.events[m_event].at);
-    const std::string result = perform(call.request);
+    const std::string result = perform(m_driver, call.request);
     if (result != call.result)
         throw Mismatch(call.request + "\n  found    " + result + "\n  expected " + call.result);
     compareHostBytes(begin, m_callEnd);
@@ -299,53 +275,4 @@ void LinePlayer::compareHostBytes(std::size_t begin, std::size_t end)
     if (withoutFiller(found) != expected)
         throw Mismatch("the driver has sent\n  found    " + found.toHex().toStdString() +
                        "\n  expected " + expected.toHex().toStdString());
-}
-
-std::string LinePlayer::perform(const std::string &request)
-{
-    std::istringstream words(request);
-    std::string name;
-    words >> name;
-    if (name == "loadSettings") {
-        if (!m_driver.loadSettings())
-            return "false";
-        std::ostringstream text;
-        text << m_driver.getBaudRate() << ' ' << m_driver.getDataRate() << ' '
-             << m_driver.getOutputs() << ' ' << m_driver.getFirmwareVersion() << ' '
-             << m_driver.getHardwareVersion() << ' ' << m_driver.getSerialNumber();
-        return text.str();
-    }
-    if (name == "setMagneticFieldCalibrationData") {
-        std::vector<float> values = floats(words);
-        return yesNo(values.size() == 12 &&
-                     m_driver.setMagneticFieldCalibrationData(values.data(), values.data() + 3));
-    }
-    if (name == "setZeroThreshold") {
-        m_driver.setZeroThreshold(floats(words).at(0));
-        return "true";
-    }
-    unsigned int first = 0;
-    unsigned int second = 0;
-    words >> first >> second;
-    if (name == "setDataRate")
-        return yesNo(m_driver.setDataRate(static_cast<int>(first)));
-    if (name == "setOutputs")
-        return yesNo(m_driver.setOutputs(static_cast<unsigned short>(first)));
-    if (name == "setBaudRate")
-        return yesNo(m_driver.setBaudRate(first));
-    if (name == "saveSettings")
-        return yesNo(m_driver.saveSettings());
-    if (name == "revertToFactorySettings")
-        return yesNo(m_driver.revertToFactorySettings());
-    if (name == "startCalibration")
-        return yesNo(m_driver.startCalibration());
-    if (name == "stopCalibration")
-        return yesNo(m_driver.stopCalibration());
-    if (name == "getCalibrationDataSize")
-        return std::to_string(m_driver.getCalibrationDataSize());
-    if (name == "getCalibrationData") {
-        const std::vector<float> points = m_driver.getCalibrationData(first, second);
-        return valuesText(points.data(), points.size());
-    }
-    throw Mismatch("unknown call: " + request);
 }

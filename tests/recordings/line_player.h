@@ -1,15 +1,15 @@
 #pragma once
 
-#include "driver/ImuDriver.h"
-#include "sim/Recording.h"
-#include "tests/recordings/expectation.h"
-#include "tests/support/pty_port.h"
-
 #include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "driver/imu.h"
+#include "recording/recording.h"
+#include "tests/fixtures/pty_port.h"
+#include "tests/recordings/expectation.h"
 
 // "name v v v", each value with nine digits, which identify every float exactly.
 std::string blockText(const std::string &name, const float *values, std::size_t count);
@@ -32,7 +32,7 @@ public:
     };
 
     // The driver is started and not connected; the destructor disconnects it.
-    LinePlayer(imu &driver, sim::Recording recording, Expectation expectation);
+    LinePlayer(imu &driver, recording::Recording recording, Expectation expectation);
     ~LinePlayer();
     LinePlayer(const LinePlayer &) = delete;
     LinePlayer &operator=(const LinePlayer &) = delete;
@@ -53,11 +53,10 @@ private:
     void check(std::size_t position);
     std::string freshSample();
     void call();
-    std::string perform(const std::string &request);
     void compareHostBytes(std::size_t begin, std::size_t end);
 
     imu &m_driver;
-    const sim::Recording m_recording;
+    const recording::Recording m_recording;
     const Expectation m_expectation;
 
     // For the whole recording.

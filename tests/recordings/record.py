@@ -228,16 +228,16 @@ def record(sim, name):
     baud = int(options[options.index("--baud") + 1]) if "--baud" in options else 115200
     path = HERE / (name + ".rec")
     with tempfile.TemporaryDirectory() as folder:
-        link = folder + "/unit"
-        unit = subprocess.Popen([sim, *options, "--link", link, "--record", str(path)],
+        link = folder + "/device"
+        device = subprocess.Popen([sim, "--easy", *options, "--link", link, "--record", str(path)],
                                 stdout=subprocess.PIPE)
         try:
-            unit.stdout.readline()
+            device.stdout.readline()
             host = Host(link, baud)
             session(host)
         finally:
-            unit.terminate()
-            unit.wait()
+            device.terminate()
+            device.wait()
     decode.main([str(path)])
     print("%-26s %6d %6d" % (name, path.stat().st_size,
                              path.with_suffix(".expected").stat().st_size), flush=True)

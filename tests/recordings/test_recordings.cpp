@@ -1,35 +1,35 @@
 // Plays recorded lines to the driver and compares every sample with the result of decode.py, an
 // independent decoder.
 
-#include "sim/Replay.h"
-#include "sim/RunningUnit.h"
-#include "tests/recordings/line_player.h"
-#include "tests/support/test_main.h"
+#include <mutex>
 
 #include <boost/make_shared.hpp>
-
-#include <mutex>
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QTest>
 
+#include "sim/line/pty_server.h"
+#include "sim/recording/replay.h"
+#include "tests/fixtures/test_main.h"
+#include "tests/recordings/line_player.h"
+
 using namespace Qt::StringLiterals;
 using namespace std::chrono_literals;
-using Kind = sim::RecordedEvent::Kind;
+using Kind = recording::RecordedEvent::Kind;
 
 namespace {
 
 struct Line
 {
-    sim::Recording recording;
+    recording::Recording recording;
     Expectation expectation;
 };
 
 Line read(const QString &name)
 {
     const std::string base = (QStringLiteral(VORNIX_RECORDINGS "/") + name).toStdString();
-    return {sim::readRecording(base + ".rec"), readExpectation(base + ".expected")};
+    return {recording::readRecording(base + ".rec"), readExpectation(base + ".expected")};
 }
 
 QStringList names()
@@ -65,12 +65,12 @@ private slots:
     void replayedSessionsAnswer();
 
 private:
-    std::vector<std::string> heard() const
+    std::vector<std::string> announced() const
     {
         const std::lock_guard lock(m_mutex);
         return m_heard;
     }
-    void hear(const char *name, std::initializer_list<float> values)
+    void announce(const char *name, std::initializer_list<float> values)
     {
         const std::lock_guard lock(m_mutex);
         m_heard.push_back(blockText(name, values.begin(), values.size()));
@@ -94,19 +94,19 @@ void TestRecordings::initTestCase()
     connect(
         m_driver.get(), &imu::quaternionUpdated, this,
         [this](float x, float y, float z, float w) {
-            hear("quaternion", {x, y, z, w});
+            announce("quaternion", {x, y, z, w});
         },
         direct);
     connect(
         m_driver.get(), &imu::MagneticFieldUpdated, this,
         [this](float x, float y, float z) {
-            hear("field", {x, y, z});
+            announce("field", {x, y, z});
         },
         direct);
     connect(
         m_driver.get(), &imu::MagneticFieldRawUpdated, this,
         [this](float x, float y, float z) {
-            hear("raw", {x, y, z});
+            announce("raw", {x, y, z});
         },
         direct);
     m_driver->start();
@@ -144,7 +144,7 @@ void TestRecordings::everySample()
     } catch (const LinePlayer::Mismatch &mismatch) {
         QFAIL(mismatch.what());
     }
-    QVERIFY(heard() == line.expectation.announcements());
+    QVERIFY(announced() == line.expectation.announcements());
 }
 
 void TestRecordings::asFastAsTheDriverReads_data()
@@ -165,12 +165,12 @@ void TestRecordings::asFastAsTheDriverReads()
     // The replay starts when the driver has sent something and so is ready.
     line.recording.events.insert(line.recording.events.begin(),
                                  {.kind = Kind::FromHost, .bytes = {0}});
-    sim::RunningUnit unit(std::make_unique<sim::Replay>(line.recording, std::nullopt));
-    m_driver->connect(unit.path(), static_cast<int>(line.recording.header.baud), 8, 0, 1);
+    sim::PtyServer server(std::make_unique<sim::Replay>(line.recording, std::nullopt));
+    m_driver->connect(server.path(), static_cast<int>(line.recording.header.baud), 8, 0, 1);
     m_driver->loadSettings_();
     const std::vector<std::string> expected = line.expectation.announcements();
-    QTRY_VERIFY(heard().size() >= expected.size());
-    QVERIFY(heard() == expected);
+    QTRY_VERIFY(announced().size() >= expected.size());
+    QVERIFY(announced() == expected);
 }
 
 void TestRecordings::replayedSessionsAnswer_data()
@@ -190,9 +190,9 @@ void TestRecordings::replayedSessionsAnswer()
     QFETCH(const unsigned int, speed);
     QFETCH(const int, outputs);
     m_sleep = [](std::chrono::milliseconds duration) { std::this_thread::sleep_for(duration); };
-    sim::RunningUnit unit(std::make_unique<sim::Replay>(read(name).recording, 1.0, kPatience));
-    m_driver->connect(unit.path(), 115200, 8, 0, 1);
-    QTRY_VERIFY(!heard().empty());
+    sim::PtyServer server(std::make_unique<sim::Replay>(read(name).recording, 1.0, kWaitLimit));
+    m_driver->connect(server.path(), 115200, 8, 0, 1);
+    QTRY_VERIFY(!announced().empty());
     QVERIFY(speed == 115200 ? m_driver->loadSettings() : m_driver->setBaudRate(speed));
     QCOMPARE(int(m_driver->getOutputs()), outputs);
     QCOMPARE(m_driver->getSerialNumber(), 0xC0FFEEu);

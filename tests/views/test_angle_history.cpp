@@ -1,9 +1,9 @@
-#include "views/angle_history.h"
-
 #include <cmath>
 #include <limits>
 
 #include <QTest>
+
+#include "views/angle_history.h"
 
 namespace {
 

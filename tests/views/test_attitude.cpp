@@ -1,10 +1,10 @@
-#include "views/attitude.h"
-
 #include <cmath>
 #include <numbers>
 
 #include <QQuaternion>
 #include <QTest>
+
+#include "views/attitude.h"
 
 namespace {
 

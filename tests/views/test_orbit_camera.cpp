@@ -1,8 +1,8 @@
-#include "views/orbit_camera.h"
-
 #include <cmath>
 
 #include <QTest>
+
+#include "views/orbit_camera.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
-#include "views/plot_grid.h"
-
 #include <limits>
 
 #include <QTest>
+
+#include "views/plot_grid.h"
 
 namespace {
 

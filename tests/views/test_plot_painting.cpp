@@ -9,7 +9,7 @@
 
 #include "tests/views/plot_scene.h"
 #include "views/polyline_strips.h"
-#include "views/rpyplotter.h"
+#include "views/rpy_plotter.h"
 
 namespace {
 
@@ -151,59 +151,6 @@ private slots:
         painter.resetTransform();
         painter.rotate(10.0);
         QVERIFY(!canPaintInStrips(painter));
-    }
-
-    // Compares the whole window content drawn line by line with the content drawn from the cached
-    // grid picture.
-    void gridPictureIsTheSamePixels()
-    {
-        QGraphicsView view;
-        view.resize(450, 300);
-        RpyPlotter plotter;
-        plotter.attach(&view);
-        addMotion(plotter, 0, 700);
-        const QImage lines = view.grab().toImage();
-        const QImage building = view.grab().toImage();
-        const QImage kept = view.grab().toImage();
-        QCOMPARE(differentPixels(lines, building), 0);
-        QCOMPARE(differentPixels(lines, kept), 0);
-        QVERIFY(pixelsOf(lines, kBackground) < 450 * 300 * 9 / 10);
-
-        // A cached picture must not be used for another grid, size or background.
-        plotter.addRPY(0.0F, 0.0F, 900.0F);
-        const QImage otherRange = view.grab().toImage();
-        QVERIFY(differentPixels(lines, otherRange) > 1000);
-        QCOMPARE(differentPixels(otherRange, view.grab().toImage()), 0);
-        view.setBackgroundBrush(Qt::darkGreen);
-        const QImage green = view.grab().toImage();
-        QVERIFY(pixelsOf(green, QColor(Qt::darkGreen).rgb()) > 10000);
-        QCOMPARE(differentPixels(green, view.grab().toImage()), 0);
-        QCOMPARE(differentPixels(green, view.grab().toImage()), 0);
-    }
-
-    void gridPictureFollowsHiddenGrids()
-    {
-        QGraphicsView view;
-        view.resize(450, 300);
-        RpyPlotter plotter;
-        plotter.attach(&view);
-        const PlotScene plot = PlotScene::of(*plotter.scene());
-        const QRgb major = qRgb(95, 95, 110);
-        for (int i = 0; i < 3; ++i)
-            view.grab();
-        plot.minorGrid->hide();
-        QVERIFY(pixelsOf(view.grab().toImage(), kBackground) > 100000);
-        plot.majorGrid->hide();
-        const QImage none = view.grab().toImage();
-        plot.majorGrid->show();
-        const QImage majorOnly = view.grab().toImage();
-        QVERIFY(differentPixels(none, majorOnly) > 1000);
-        plot.majorGrid->hide();
-        plot.minorGrid->show();
-        QImage minorOnly;
-        for (int i = 0; i < 3; ++i)
-            minorOnly = view.grab().toImage();
-        QCOMPARE(pixelsOf(minorOnly, major), pixelsOf(none, major));
     }
 
     // Checks colour and direction of each curve on the view. Larger angles are lower.

@@ -1,0 +1,45 @@
+#include "sim/line/transmitter.h"
+
+#include <utility>
+
+namespace sim {
+
+namespace {
+
+constexpr std::uint64_t kBitsPerByte = 10;
+
+} // namespace
+
+Time Transmitter::duration(std::size_t bytes) const
+{
+    return Time(static_cast<Time::rep>(bytes * kBitsPerByte * 1'000'000'000u / m_baud));
+}
+
+bool Transmitter::hasRoom(std::size_t bytes, Time at) const
+{
+    return idleAt(at) - at + duration(bytes) <= duration(kBuffer);
+}
+
+void Transmitter::send(std::vector<unsigned char> bytes, unsigned packets, Time at,
+                       unsigned samples)
+{
+    m_idle = idleAt(at) + duration(bytes.size());
+    m_queue.push_back({std::move(bytes), m_baud, packets, samples, m_idle});
+}
+
+std::optional<Transmission> Transmitter::take(Time now)
+{
+    if (nextDone() > now)
+        return std::nullopt;
+    Transmission front = std::move(m_queue.front());
+    m_queue.pop_front();
+    return front;
+}
+
+void Transmitter::clear(Time now)
+{
+    m_queue.clear();
+    m_idle = now;
+}
+
+} // namespace sim

@@ -1,0 +1,143 @@
+#include <QMessageBox>
+#include <QRegularExpression>
+#include <QStatusBar>
+
+#include "dialogs/magneto_calibration_dialog.h"
+#include "tests/app/window_fixture.h"
+
+using namespace app_test;
+
+// Port failures: during a search they are reported beside the status, otherwise in a message box.
+class TestMainWindowErrors : public QObject
+{
+    Q_OBJECT
+
+    struct Box
+    {
+        int seen = 0;
+        QMessageBox::Icon icon = QMessageBox::NoIcon;
+        QString title;
+        QString text;
+        bool busyPointer = false;
+    };
+
+    DeviceTestbed m_bed;
+    WindowFixture m_fixture;
+
+    QLabel *statusLabel() const { return m_fixture.label(u"label_status"_s); }
+
+    // Chooses the entry out of the event loop, answers message boxes, and returns when it is over.
+    Box choose(const QString &action)
+    {
+        Box shown;
+        QTimer watcher;
+        connect(&watcher, &QTimer::timeout, this, [&] {
+            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            shown = {shown.seen + 1, box->icon(), box->windowTitle(), box->text(),
+                     QGuiApplication::overrideCursor() != nullptr};
+            box->accept();
+        });
+        watcher.start(10);
+        bool over = false;
+        QTimer::singleShot(0, m_fixture.window(), [&] {
+            m_fixture.action(action)->trigger();
+            over = true;
+        });
+        if (!QTest::qWaitFor([&] { return over; }, 60'000))
+            qFatal("the command does not end");
+        return shown;
+    }
+
+    void connectToAPortThatIsGone()
+    {
+        m_bed.replug("ttyUSB0");
+        m_fixture.scan();
+        m_bed.unplug("ttyUSB0");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Unhandled error: open: "_s));
+        m_fixture.connectTo(u"ttyUSB0"_s);
+        QCOMPARE(m_fixture.status(), tryingText(u"ttyUSB0"_s, 921600));
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_bed.plug("ttyUSB0", streamingAt(921600));
+        m_bed.plug("ttyACM0", streamingAt(921600));
+        QVERIFY(m_fixture.show());
+        m_fixture.scan();
+    }
+
+    void cleanup()
+    {
+        QVERIFY(m_fixture.window()->statusBar()->currentMessage().isEmpty());
+        QVERIFY(!QApplication::activeModalWidget());
+        QVERIFY(!QGuiApplication::overrideCursor());
+    }
+
+    void aFailedSearchIsExplainedBesideTheStatus()
+    {
+        m_bed.unplug("ttyUSB0");
+        connectToAPortThatIsGone();
+        const QString report = statusLabel()->toolTip();
+        QVERIFY2(report.contains(u"open: No such file or directory"_s), qPrintable(report));
+        QVERIFY2(report.contains(u"plug the device in"_s), qPrintable(report));
+        QCOMPARE(statusLabel()->accessibleDescription(), report);
+    }
+
+    // Without Disconnect the status keeps naming the failed port.
+    void disconnectClearsTheReport()
+    {
+        m_fixture.disconnect();
+        QCOMPARE(m_fixture.status(), u"Not connected"_s);
+        QVERIFY(statusLabel()->toolTip().isEmpty());
+        QVERIFY(statusLabel()->accessibleDescription().isEmpty());
+        statusLabel()->clear();
+        QTRY_COMPARE(m_fixture.status(), u"Not connected"_s);
+        QVERIFY(m_fixture.deviceActionsDisabled());
+    }
+
+    void theNextAttemptClearsTheReport()
+    {
+        connectToAPortThatIsGone();
+        QVERIFY(!statusLabel()->toolTip().isEmpty());
+        m_fixture.connectTo(u"ttyACM0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
+        QVERIFY(statusLabel()->toolTip().isEmpty());
+        QVERIFY(statusLabel()->accessibleDescription().isEmpty());
+    }
+
+    // The driver does not notice a pulled cable, so the window stays connected until Disconnect.
+    void aPulledCableIsReportedInABox()
+    {
+        m_bed.unplug("ttyACM0");
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Unhandled error: write_some: "_s));
+        const Box box = choose(u"actionCalibration"_s);
+        QCOMPARE(box.seen, 1);
+        QCOMPARE(box.icon, QMessageBox::Critical);
+        QCOMPARE(box.title, u"Serial Error"_s);
+        QVERIFY2(box.text.contains(u"write_some: Input/output error"_s), qPrintable(box.text));
+        QVERIFY2(box.text.contains(u"choose Disconnect"_s), qPrintable(box.text));
+        QVERIFY(!box.busyPointer);
+        QVERIFY(statusLabel()->toolTip().isEmpty());
+        QVERIFY(m_fixture.deviceActionsEnabled());
+        statusLabel()->clear();
+        QTRY_COMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
+    }
+
+    void afterDisconnectItWorksAgain()
+    {
+        const Box box = choose(u"actionDisconnect_4"_s);
+        QCOMPARE(box.seen, 0);
+        QCOMPARE(m_fixture.status(), u"Not connected"_s);
+        m_bed.replug("ttyACM0");
+        m_fixture.scan();
+        m_fixture.connectTo(u"ttyACM0"_s);
+        QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
+        m_fixture.disconnect();
+    }
+};
+
+VORNIX_TEST_MAIN(TestMainWindowErrors, Application)
+#include "test_main_window_errors.moc"

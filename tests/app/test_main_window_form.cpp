@@ -1,0 +1,445 @@
+#include "tests/fixtures/test_main.h"
+
+#include <QAction>
+#include <QActionGroup>
+#include <QFile>
+#include <QFormLayout>
+#include <QGraphicsView>
+#include <QGroupBox>
+#include <QLabel>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QPushButton>
+#include <QSplitter>
+#include <QStatusBar>
+#include <QTest>
+#include <QTimer>
+#include <QWindow>
+
+#include "app/application.h"
+#include "app/main_window.h"
+#include "app/value_label.h"
+#include "driver/imu.h"
+#include "views/pose_gl_widget.h"
+#include "views/rpy_plotter.h"
+
+using namespace Qt::StringLiterals;
+
+// Layout and texts of the window before any device is connected.
+class TestMainWindowForm : public QObject
+{
+    Q_OBJECT
+
+    MainWindow *m_window = nullptr;
+
+    template <typename T>
+    T *child(const QString &name) const
+    {
+        return m_window->findChild<T *>(name);
+    }
+
+    QLabel *label(const QString &name) const { return child<QLabel>(name); }
+    QAction *action(const QString &name) const { return child<QAction>(name); }
+
+    static QStringList entryNames(const QWidget *menu)
+    {
+        QStringList names;
+        const QList<QAction *> actions = menu->actions();
+        for (const QAction *entry : actions)
+            names.append(entry->isSeparator() ? u"separator"_s : entry->objectName());
+        return names;
+    }
+
+    // The object names of a layout's items, in order.
+    static QStringList itemNames(const QLayout *layout)
+    {
+        QStringList names;
+        for (int i = 0; i < layout->count(); ++i) {
+            QLayoutItem *item = layout->itemAt(i);
+            if (item->widget())
+                names.append(item->widget()->objectName());
+            else if (item->layout())
+                names.append(item->layout()->objectName());
+            else
+                names.append(u"spacer"_s);
+        }
+        return names;
+    }
+
+    // Closes the message box that `open` is about to show, and keeps its text.
+    struct Box
+    {
+        bool seen = false;
+        QMessageBox::Icon icon = QMessageBox::NoIcon;
+        QString title;
+        QString text;
+        QWidget *parent = nullptr;
+        QList<QMessageBox::StandardButton> buttons;
+    };
+
+    static Box boxShownBy(const std::function<void()> &open)
+    {
+        Box shown;
+        QTimer watcher;
+        connect(&watcher, &QTimer::timeout, &watcher, [&] {
+            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+            if (!box)
+                return;
+            shown.seen = true;
+            shown.icon = box->icon();
+            shown.title = box->windowTitle();
+            shown.text = box->text();
+            shown.parent = box->parentWidget();
+            const QList<QAbstractButton *> buttons = box->buttons();
+            for (QAbstractButton *button : buttons)
+                shown.buttons.append(box->standardButton(button));
+            watcher.stop();
+            QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
+        });
+        watcher.start(10);
+        open();
+        return shown;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        m_window = new MainWindow;
+        // The window is not shown yet and no event has run, so these are the texts of the form.
+        QCOMPARE(label(u"label_status"_s)->text(), u"Status: Not connected"_s);
+        QCOMPARE(label(u"label_datarate"_s)->text(), u"Data Rate: 0 Hz"_s);
+        QCOMPARE(m_window->size(), QSize(1172, 769));
+        m_window->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_window, kWaitLimitMs));
+    }
+
+    void window()
+    {
+        QCOMPARE(m_window->objectName(), u"MainWindow"_s);
+        QCOMPARE(m_window->windowTitle(), u"Kestrova - Vornix"_s);
+        QCOMPARE(m_window->centralWidget()->objectName(), u"centralwidget"_s);
+        QCOMPARE(m_window->menuBar()->objectName(), u"menubar"_s);
+        QCOMPARE(m_window->statusBar()->objectName(), u"statusbar"_s);
+        QVERIFY(m_window->statusBar()->currentMessage().isEmpty());
+    }
+
+    void actions_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::newRow("actionScan") << u"Scan for Devices"_s;
+        QTest::newRow("actionConnect") << u"Connect"_s;
+        QTest::newRow("actionDisconnect") << u"Disconnect"_s;
+        QTest::newRow("actionShowDeviceInfo") << u"Show Device Info"_s;
+        QTest::newRow("actionOpenSettings") << u"Open Settings"_s;
+        QTest::newRow("actionDisconnect_2") << u"Disconnect"_s;
+        QTest::newRow("actionDisconnect_3") << u"Disconnect"_s;
+        QTest::newRow("actionConnect_2") << u"Connect"_s;
+        QTest::newRow("actionDisconnect_4") << u"Disconnect"_s;
+        QTest::newRow("actionOpen_Calibration") << u"Open Calibration"_s;
+        QTest::newRow("actionOpen_Calibration_2") << u"Calibration"_s;
+        QTest::newRow("actionCalibration") << u"Magnetometer Calibration"_s;
+        QTest::newRow("actionShowDeviceInfo_2") << u"Device Info"_s;
+        QTest::newRow("actionAboutDialog") << u"About"_s;
+        QTest::newRow("actionHelpDialog") << u"User Guide"_s;
+    }
+
+    void actions()
+    {
+        QAction *found = action(QString::fromLatin1(QTest::currentDataTag()));
+        QVERIFY(found);
+        QTEST(found->text(), "text");
+    }
+
+    void menus_data()
+    {
+        QTest::addColumn<QString>("title");
+        QTest::addColumn<QStringList>("entries");
+        QTest::newRow("menuConnection")
+            << u"Connection"_s << QStringList{u"actionScan"_s,
+                                              u"separator"_s,
+                                              u"actionConnect_2"_s,
+                                              u"separator"_s,
+                                              u"actionDisconnect_4"_s,
+                                              u"separator"_s,
+                                              u"actionShowDeviceInfo_2"_s};
+        QTest::newRow("menuSettings")
+            << u"Settings"_s << QStringList{u"actionOpenSettings"_s, u"actionCalibration"_s};
+        QTest::newRow("menuHelp") << u"Help"_s
+                                  << QStringList{u"actionHelpDialog"_s, u"actionAboutDialog"_s};
+    }
+
+    void menus()
+    {
+        QMenu *menu = child<QMenu>(QString::fromLatin1(QTest::currentDataTag()));
+        QVERIFY(menu);
+        QTEST(menu->title(), "title");
+        QTEST(entryNames(menu), "entries");
+    }
+
+    void menuBar()
+    {
+        QStringList names;
+        const QList<QAction *> bar = m_window->menuBar()->actions();
+        for (const QAction *entry : bar)
+            names.append(entry->menu()->objectName());
+        QCOMPARE(names, (QStringList{u"menuConnection"_s, u"menuSettings"_s, u"menuLanguage"_s,
+                                     u"menuHelp"_s}));
+    }
+
+    void unusedActionsAreInNoMenu()
+    {
+        for (const auto &name :
+             {u"actionConnect"_s, u"actionDisconnect"_s, u"actionShowDeviceInfo"_s,
+              u"actionDisconnect_2"_s, u"actionDisconnect_3"_s, u"actionOpen_Calibration"_s,
+              u"actionOpen_Calibration_2"_s})
+            QVERIFY2(action(name)->associatedObjects().isEmpty(), qPrintable(name));
+    }
+
+    void captions_data()
+    {
+        QTest::addColumn<int>("row");
+        QTest::addColumn<QString>("caption");
+        QTest::addColumn<QString>("value");
+        QTest::newRow("quaternionLabel") << 0 << u"Quaternion (unitless)"_s << u"label_quat"_s;
+        QTest::newRow("eulerLabel") << 1 << u"Euler Angles (°)"_s << u"label_euler"_s;
+        QTest::newRow("covarianceLabel") << 2 << u"Covariance (rad²)"_s << u"label_covariance"_s;
+        QTest::newRow("magneticFieldLabel")
+            << 3 << u"Magnetic Field (unitless)"_s << u"label_magfield"_s;
+        QTest::newRow("linearAccelerationLabel")
+            << 4 << u"Linear Acceleration (m/s²)"_s << u"label_linAcceleration"_s;
+        QTest::newRow("angularRateLabel")
+            << 5 << u"Angular Rate (rad/s)"_s << u"label_angularRate"_s;
+        QTest::newRow("pressureLabel") << 6 << u"Pressure (hPa)"_s << u"label_pressure"_s;
+    }
+
+    void captions()
+    {
+        QFETCH(int, row);
+        auto *form = child<QFormLayout>(u"formLayout"_s);
+        QCOMPARE(form->rowCount(), 7);
+        auto *caption = qobject_cast<QLabel *>(form->itemAt(row, QFormLayout::LabelRole)->widget());
+        auto *value = qobject_cast<QLabel *>(form->itemAt(row, QFormLayout::FieldRole)->widget());
+        QCOMPARE(caption->objectName(), QString::fromLatin1(QTest::currentDataTag()));
+        QTEST(caption->text(), "caption");
+        QTEST(value->objectName(), "value");
+        QCOMPARE(value->text(), u"None"_s);
+    }
+
+    void splitter()
+    {
+        auto *splitter = child<QSplitter>(u"splitter_main"_s);
+        QCOMPARE(splitter->orientation(), Qt::Horizontal);
+        QCOMPARE(splitter->count(), 2);
+
+        auto *data = qobject_cast<QGroupBox *>(splitter->widget(0));
+        QCOMPARE(data->objectName(), u"groupBox_device_data"_s);
+        QCOMPARE(data->title(), u"Device Data"_s);
+        QCOMPARE(data->minimumWidth(), 240);
+        QCOMPARE(data->layout()->objectName(), u"verticalLayout_device_data"_s);
+        QCOMPARE(itemNames(data->layout()), (QStringList{u"Datas"_s, u"graphicsView_rpy"_s}));
+        QCOMPARE(child<QWidget>(u"Datas"_s)->layout()->objectName(), u"formLayout"_s);
+
+        auto *orientation = qobject_cast<QGroupBox *>(splitter->widget(1));
+        QCOMPARE(orientation->objectName(), u"groupBox_orientation"_s);
+        QCOMPARE(orientation->title(), u"Orientation Display"_s);
+        QCOMPARE(orientation->minimumWidth(), 460);
+        QCOMPARE(orientation->layout()->objectName(), u"verticalLayout_orientation"_s);
+        QCOMPARE(itemNames(orientation->layout()), QStringList{u"PoseWidget"_s});
+        QVERIFY(child<PoseGLWidget>(u"PoseWidget"_s));
+    }
+
+    // The window fits into half of a screen 1600 pixels wide without cut captions.
+    void theWindowCanBeHalfAScreen()
+    {
+        label(u"label_quat"_s)->setText(u"-0.278731, -0.167198, -0.294698, -0.898614"_s);
+        label(u"label_status"_s)->setText(u"Connected to /dev/ttyUSB0 @ 921600 baud"_s);
+        m_window->resize(1, 1);
+        QTRY_COMPARE(m_window->size(), m_window->minimumSizeHint());
+        QVERIFY2(m_window->width() <= 800, qPrintable(QString::number(m_window->width())));
+        QVERIFY2(m_window->height() <= 600, qPrintable(QString::number(m_window->height())));
+        QCoreApplication::processEvents();
+        const QList<QLabel *> labels = m_window->centralWidget()->findChildren<QLabel *>();
+        for (const QLabel *shown : labels) {
+            if (shown->text().isEmpty() || qobject_cast<const ValueLabel *>(shown))
+                continue;
+            QVERIFY2(shown->width() >= shown->sizeHint().width(), qPrintable(shown->objectName()));
+            QVERIFY2(shown->visibleRegion().boundingRect() == shown->rect(),
+                     qPrintable(shown->objectName()));
+        }
+        label(u"label_quat"_s)->setText(u"None"_s);
+        m_window->resize(1172, 769);
+    }
+
+    // In the window's first size the longest usual values also fit.
+    void theFirstSizeShowsWholeValues()
+    {
+        const QString usual = u"-0.278731, -0.167198, -0.294698, -0.898614"_s;
+        label(u"label_quat"_s)->setText(usual);
+        QCOMPARE(child<ValueLabel>(u"label_quat"_s)->shownText(), usual);
+        QVERIFY(child<QGraphicsView>(u"graphicsView_rpy"_s)->height() > 150);
+        label(u"label_quat"_s)->setText(u"None"_s);
+    }
+
+    void captionsHaveExplanations()
+    {
+        const QList<QLabel *> labels = child<QWidget>(u"Datas"_s)->findChildren<QLabel *>();
+        QSet<QString> explanations;
+        for (const QLabel *caption : labels) {
+            if (!caption->buddy())
+                continue;
+            QVERIFY2(!caption->toolTip().isEmpty(), qPrintable(caption->objectName()));
+            explanations.insert(caption->toolTip());
+        }
+        QCOMPARE(explanations.size(), 7);
+    }
+
+    // A click beside the values ends a selection, because another widget takes the focus.
+    void aClickBesideTheValuesTakesTheFocus()
+    {
+        m_window->activateWindow();
+        QVERIFY(QTest::qWaitForWindowActive(m_window));
+        auto *value = child<ValueLabel>(u"label_quat"_s);
+        value->setFocus();
+        QTest::keySequence(value, QKeySequence::SelectAll);
+        QVERIFY(value->hasSelectedText());
+        auto *header = label(u"label_header_title"_s);
+        QTest::mouseClick(m_window->windowHandle(), Qt::LeftButton, {},
+                          header->mapTo(m_window, QPoint(2, 2)));
+        QVERIFY(!value->hasFocus());
+        QVERIFY(!value->hasSelectedText());
+    }
+
+    // --- What the constructor creates ----------------------------------------------------------
+
+    void driverAndPlotterBelongToTheWindow()
+    {
+        QCOMPARE(m_window->findChildren<imu *>(Qt::FindDirectChildrenOnly).size(), 1);
+        QCOMPARE(m_window->findChildren<RpyPlotter *>(Qt::FindDirectChildrenOnly).size(), 1);
+        QVERIFY(child<QGraphicsView>(u"graphicsView_rpy"_s)->scene());
+    }
+
+    // QObject::children() keeps the order of construction: form, driver, languages, plotter.
+    void startUpOrder()
+    {
+        const QObjectList children = m_window->children();
+        const auto index = [&](QObject *object) { return children.indexOf(object); };
+        const auto driver = index(m_window->findChild<imu *>());
+        const auto languages = index(m_window->findChild<QActionGroup *>());
+        const auto plotter = index(m_window->findChild<RpyPlotter *>());
+        QVERIFY(index(m_window->centralWidget()) < driver);
+        QVERIFY(driver < languages);
+        QVERIFY(languages < plotter);
+    }
+
+    void orientationReachesPlotAndPoseOnTheGuiThread()
+    {
+        auto *pose = child<PoseGLWidget>(u"PoseWidget"_s);
+        // A quarter turn about x: roll 90 degrees.
+        emit m_window->findChild<imu *>()->quaternionUpdated(0.70710678F, 0, 0, 0.70710678F);
+        QTRY_VERIFY(std::abs(pose->attitude().rollDeg - 90) < 0.1);
+    }
+
+    void signalsReachTheirLabels_data()
+    {
+        using Signal = void (MainWindow::*)(QString);
+        QTest::addColumn<Signal>("write");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("quaternion") << &MainWindow::DataQuaternionWrite << u"label_quat"_s;
+        QTest::newRow("euler") << &MainWindow::DataEulerWrite << u"label_euler"_s;
+        QTest::newRow("acceleration")
+            << &MainWindow::DataAccelerationWrite << u"label_linAcceleration"_s;
+        QTest::newRow("rate") << &MainWindow::DataAngularRateWrite << u"label_angularRate"_s;
+        QTest::newRow("field") << &MainWindow::DataMagneticFieldWrite << u"label_magfield"_s;
+        QTest::newRow("covariance") << &MainWindow::DataCovarianceWrite << u"label_covariance"_s;
+        QTest::newRow("pressure") << &MainWindow::DataPressureWrite << u"label_pressure"_s;
+    }
+
+    void signalsReachTheirLabels()
+    {
+        using Signal = void (MainWindow::*)(QString);
+        QFETCH(Signal, write);
+        QFETCH(QString, name);
+        emit(m_window->*write)(u"1, 2, 3"_s);
+        QCOMPARE(label(name)->text(), u"1, 2, 3"_s);
+        label(name)->setText(u"None"_s);
+        const QList<QLabel *> labels = child<QWidget>(u"Datas"_s)->findChildren<QLabel *>();
+        for (const QLabel *other : labels)
+            QVERIFY(other->text() != u"1, 2, 3"_s);
+    }
+
+    void withoutADeviceTheRateIsZero()
+    {
+        int rates = 0; // counted on the GUI thread
+        QObject context;
+        connect(m_window, &MainWindow::dataRateWrite, &context, [&] { ++rates; });
+        label(u"label_status"_s)->setText(u"something"_s);
+        QTRY_COMPARE(label(u"label_status"_s)->text(), u"Not connected"_s);
+        QCOMPARE(label(u"label_datarate"_s)->text(), u"Receiving 0 Hz"_s);
+        QTRY_VERIFY(rates >= 2);
+    }
+
+    // --- Languages without translation files
+    // ------------------------------------------------------
+
+    void withoutTranslationsTheTextsStayEnglish()
+    {
+        QVERIFY(!QFile::exists(QCoreApplication::applicationDirPath() + u"/languages"_s));
+        const QList<QAction *> languages = child<QMenu>(u"menuLanguage"_s)->actions();
+        QCOMPARE(languages.size(), 2);
+        languages[1]->trigger();
+        QCoreApplication::processEvents();
+        QVERIFY(!languages[0]->isChecked());
+        QVERIFY(languages[1]->isChecked());
+        QCOMPARE(action(u"actionScan"_s)->text(), u"Scan for Devices"_s);
+        languages[0]->trigger();
+        QVERIFY(languages[0]->isChecked());
+        QVERIFY(!languages[1]->isChecked());
+    }
+
+    // --- Device actions without a device --------------------------------------------------------
+
+    void deviceActionsWarn_data()
+    {
+        QTest::addColumn<QString>("name");
+        QTest::newRow("device info") << u"actionShowDeviceInfo_2"_s;
+        QTest::newRow("settings") << u"actionOpenSettings"_s;
+        QTest::newRow("calibration") << u"actionCalibration"_s;
+    }
+
+    void deviceActionsWarn()
+    {
+        QFETCH(QString, name);
+        QAction *refused = action(name);
+        QVERIFY(refused->isEnabled());
+        const Box box = boxShownBy([&] { refused->trigger(); });
+        QVERIFY(box.seen);
+        QCOMPARE(box.icon, QMessageBox::Warning);
+        QCOMPARE(box.title, u"Not connected"_s);
+        QCOMPARE(box.text, u"Please connect to a device first."_s);
+        QCOMPARE(box.parent, m_window);
+        QCOMPARE(box.buttons, QList{QMessageBox::Ok});
+        QVERIFY(!QApplication::activeModalWidget());
+        QVERIFY(refused->isEnabled());
+    }
+
+    void disconnectingWithoutAConnectionGreysThemOut()
+    {
+        action(u"actionDisconnect_4"_s)->trigger();
+        QCOMPARE(label(u"label_status"_s)->text(), u"Not connected"_s);
+        for (const auto &name :
+             {u"actionShowDeviceInfo_2"_s, u"actionOpenSettings"_s, u"actionCalibration"_s})
+            QVERIFY(!action(name)->isEnabled());
+        for (const auto &name : {u"actionScan"_s, u"actionConnect_2"_s, u"actionDisconnect_4"_s,
+                                 u"actionAboutDialog"_s, u"actionHelpDialog"_s})
+            QVERIFY(action(name)->isEnabled());
+    }
+
+    void connectingBeforeAScan()
+    {
+        action(u"actionConnect_2"_s)->trigger();
+        QCOMPARE(label(u"label_status"_s)->text(), u"Please run Scan first, no ports available."_s);
+    }
+};
+
+VORNIX_TEST_MAIN(TestMainWindowForm, Application)
+#include "test_main_window_form.moc"
