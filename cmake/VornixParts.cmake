@@ -2,8 +2,9 @@
 # requested and everything it needs was found. One status line per part states the result and the
 # reason.
 #
-# Sets VORNIX_WITH_TESTS, VORNIX_WITH_BENCH and VORNIX_WITH_COMPARISON.
+# Sets VORNIX_WITH_CLI, VORNIX_WITH_TESTS, VORNIX_WITH_BENCH and VORNIX_WITH_COMPARISON.
 
+option(VORNIX_BUILD_CLI "Build vornixctl, the program for a terminal" ON)
 option(VORNIX_BUILD_SIMULATOR "Build vornix-sim, the simulated device; needs umockdev" ON)
 option(VORNIX_BUILD_TESTS "Build the tests; needs the simulated device" OFF)
 option(VORNIX_BUILD_BENCH "Build the benchmarks; needs the simulated device" OFF)
@@ -41,6 +42,21 @@ if(VORNIX_BUILD_SIMULATOR)
 else()
     vornix_part(SIMULATOR "Simulated device" "VORNIX_BUILD_SIMULATOR is OFF")
 endif()
+
+set(cli_obstacles "")
+if(VORNIX_BUILD_CLI)
+    find_package(CLI11 QUIET)
+    find_package(nlohmann_json QUIET)
+    pkg_check_modules(libudev QUIET IMPORTED_TARGET libudev)
+    pkg_check_modules(libmosquitto QUIET IMPORTED_TARGET libmosquitto)
+    vornix_need(cli_obstacles CLI11_FOUND "CLI11")
+    vornix_need(cli_obstacles nlohmann_json_FOUND "nlohmann-json")
+    vornix_need(cli_obstacles libudev_FOUND "libudev")
+    vornix_need(cli_obstacles libmosquitto_FOUND "libmosquitto")
+else()
+    set(cli_obstacles "VORNIX_BUILD_CLI is OFF")
+endif()
+vornix_part(CLI "vornixctl" ${cli_obstacles})
 
 # Needed by both tests and benchmarks.
 set(obstacles "")

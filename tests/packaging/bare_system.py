@@ -103,7 +103,7 @@ class BareSystem(unittest.TestCase):
 
     def test_run_builds_nothing_else(self):
         self.assertEqual({path for path in self.made if re.fullmatch("bin/[^/]*", path)},
-                         {"bin/languages", "bin/vornix", "bin/vornix-sim"})
+                         {"bin/languages", "bin/vornix", "bin/vornix-sim", "bin/vornixctl"})
         self.assertEqual([path for path in self.made if re.match("(tests|bench)(/|$)", path)], [])
 
     def test_run_misses_no_package_afterwards(self):
@@ -113,6 +113,7 @@ class BareSystem(unittest.TestCase):
     def test_configures_without_optional_packages(self):
         output = self.configured("release")
         self.assertEqual(part("Simulated device", output), "on")
+        self.assertEqual(part("vornixctl", output), "on")
         self.assertEqual(part("Tests", output), "off (VORNIX_BUILD_TESTS is OFF)")
         self.assertEqual(part("Benchmarks", output), "off (VORNIX_BUILD_BENCH is OFF)")
 

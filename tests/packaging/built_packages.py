@@ -4,7 +4,7 @@ import os
 import pathlib
 import subprocess
 
-NAMES = ("vornix", "vornix-sim")
+NAMES = ("vornix", "vornix-cli", "vornix-sim")
 
 
 def output(*command):

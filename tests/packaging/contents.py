@@ -20,7 +20,7 @@ class Packages(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.packages = built_packages()
-        cls.program, cls.simulator = cls.packages
+        cls.program, cls.terminal, cls.simulator = cls.packages
         directory = cls.enterClassContext(tempfile.TemporaryDirectory())
         cls.tree = pathlib.Path(directory)
         for package in cls.packages:
@@ -53,6 +53,11 @@ class Packages(unittest.TestCase):
             self.assertIn(library, self.program.field("Depends"))
         self.assertNotIn("libqt6", self.simulator.field("Depends"))
 
+    def test_the_terminal_needs_no_display(self):
+        self.assertRegex(self.terminal.field("Depends"), r"\blibudev1 \(>= ")
+        for library in ("qt", "libgl", "libopengl", "libx", "wayland", "umockdev"):
+            self.assertNotIn(library, self.terminal.field("Depends"))
+
     def test_what_is_loaded_by_name_is_asked_for(self):
         self.assertRegex(self.program.field("Depends"), r"(^|, )qt6-translations-l10n(,|$)")
         self.assertEqual(self.program.field("Recommends"), "qt6-wayland")
@@ -62,9 +67,12 @@ class Packages(unittest.TestCase):
             self.assertEqual(package.field("Version"), f"{VERSION}-1")
         self.assertEqual(output(self.tree / "usr/bin/vornix-sim", "--version"),
                          f"vornix-sim {VERSION}\n")
+        self.assertEqual(output(self.tree / "usr/bin/vornixctl", "--version"),
+                         f"vornixctl {VERSION}\n")
         metainfo = self.tree / f"usr/share/metainfo/{APP_ID}.metainfo.xml"
         self.assertEqual(re.findall(r'<release version="([^"]*)"', metainfo.read_text())[0], VERSION)
-        for page in ("man1/vornix.1", "tr/man1/vornix.1", "man1/vornix-sim.1"):
+        for page in ("man1/vornix.1", "tr/man1/vornix.1", "man1/vornix-sim.1",
+                     "man1/vornixctl.1"):
             text = gzip.decompress((self.tree / f"usr/share/man/{page}.gz").read_bytes()).decode()
             program = pathlib.Path(page).stem
             self.assertRegex(text, rf'\n\.TH .*"{program} {re.escape(VERSION)}"')
@@ -95,7 +103,8 @@ class Packages(unittest.TestCase):
         self.assertEqual(staged, {path for package in self.packages for path in package.files()})
 
     def test_share_no_file(self):
-        self.assertFalse(set(self.program.files()) & set(self.simulator.files()))
+        files = [path for package in self.packages for path in package.files()]
+        self.assertEqual(len(files), len(set(files)))
 
 
 if __name__ == "__main__":

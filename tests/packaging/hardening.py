@@ -25,7 +25,8 @@ class Hardening(unittest.TestCase):
         for package in built_packages():
             package.unpack(directory)
         tree = pathlib.Path(directory)
-        cls.programs = [tree / "usr/lib/vornix/vornix", tree / "usr/bin/vornix-sim"]
+        cls.programs = [tree / "usr/lib/vornix/vornix", tree / "usr/bin/vornix-sim",
+                        tree / "usr/bin/vornixctl"]
 
     def assert_each(self, option, pattern):
         """The output of readelf with that option contains the pattern for every program."""

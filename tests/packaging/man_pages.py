@@ -8,7 +8,7 @@ import unittest
 
 MAN = pathlib.Path(os.environ["VORNIX_MAN"])
 VERSION = os.environ["VORNIX_VERSION"]
-PAGES = ("man1/vornix.1", "tr/man1/vornix.1", "man1/vornix-sim.1")
+PAGES = ("man1/vornix.1", "tr/man1/vornix.1", "man1/vornix-sim.1", "man1/vornixctl.1")
 
 
 def man(page, *options):
