@@ -6,7 +6,7 @@ namespace sim {
 
 namespace {
 
-constexpr double kLongestGap = 1e15; // in bits
+constexpr double kMostBits = 1e15;
 
 } // namespace
 
@@ -16,7 +16,7 @@ std::uint64_t BitErrors::drawGap()
         return 0;
     // 1 - u is never 0, so the logarithm is finite.
     const double gap = std::log(1.0 - m_noise.uniform(0, m_tick++)) / std::log1p(-m_rate);
-    return static_cast<std::uint64_t>(std::fmin(gap, kLongestGap));
+    return static_cast<std::uint64_t>(std::fmin(gap, kMostBits));
 }
 
 void BitErrors::apply(std::vector<unsigned char> &bytes, double rate)

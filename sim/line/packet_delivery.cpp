@@ -10,7 +10,7 @@ using Delivery = Pty::Delivery;
 
 // Number of arrivals, the shortest of which are shorter than a sample. The kernel buffers fewer for
 // a host that does not read.
-constexpr std::size_t kLongestQueue = 4096;
+constexpr std::size_t kMostArrivals = 4096;
 
 } // namespace
 
@@ -132,7 +132,7 @@ void PacketDelivery::countPieces(const UsbPacket &packet, Delivery delivery, std
             continue;
         const bool complete = piece.ends && m_outcome == Delivery::Arrived;
         m_arrivals.push_back({piece.bytes, complete ? piece.whole.samples : 0});
-        if (m_arrivals.size() > kLongestQueue)
+        if (m_arrivals.size() > kMostArrivals)
             m_arrivals.pop_front();
     }
 }

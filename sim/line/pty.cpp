@@ -22,7 +22,7 @@ namespace sim {
 namespace {
 
 // In bytes; more than the kernel buffers for a pty.
-constexpr std::size_t kLongestQueue = 1 << 20;
+constexpr std::size_t kMostUnread = 1 << 20;
 
 struct BaudCode
 {
@@ -237,7 +237,7 @@ std::size_t Pty::takeWaiting() const
 {
     std::array<char, 4096> dropped;
     std::size_t total = 0;
-    while (total < kLongestQueue && hasUnread()) {
+    while (total < kMostUnread && hasUnread()) {
         const ssize_t size = ::read(m_slave.get(), dropped.data(), dropped.size());
         if (size <= 0)
             break;

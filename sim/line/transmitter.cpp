@@ -4,26 +4,21 @@
 
 namespace sim {
 
-namespace {
-
-constexpr std::uint64_t kBitsPerByte = 10;
-
-} // namespace
-
-Time Transmitter::duration(std::size_t bytes) const
+Time transmissionTime(std::size_t bytes, std::uint32_t baud)
 {
-    return Time(static_cast<Time::rep>(bytes * kBitsPerByte * 1'000'000'000u / m_baud));
+    constexpr std::uint64_t kBitsPerByte = 10;
+    return Time(static_cast<Time::rep>(bytes * kBitsPerByte * 1'000'000'000u / baud));
 }
 
 bool Transmitter::hasRoom(std::size_t bytes, Time at) const
 {
-    return idleAt(at) - at + duration(bytes) <= duration(kBuffer);
+    return idleAt(at) - at + transmissionTime(bytes, m_baud) <= transmissionTime(kBuffer, m_baud);
 }
 
 void Transmitter::send(std::vector<unsigned char> bytes, unsigned packets, Time at,
                        unsigned samples)
 {
-    m_idle = idleAt(at) + duration(bytes.size());
+    m_idle = idleAt(at) + transmissionTime(bytes.size(), m_baud);
     m_queue.push_back({std::move(bytes), m_baud, packets, samples, m_idle});
 }
 

@@ -19,7 +19,10 @@ struct Transmission
     Time done{0};           // end of the last stop bit
 };
 
-// Models the transmit buffer and the timing of the device: ten bits per byte. The caller skips data
+// How long the line needs for some bytes of ten bits each.
+Time transmissionTime(std::size_t bytes, std::uint32_t baud);
+
+// Models the transmit buffer and the timing of the device. The caller skips data
 // packets for which hasRoom() is false, like a device whose outputs exceed the capacity of its
 // line. send() accepts replies without a limit. Pure: time is passed in.
 class Transmitter
@@ -48,8 +51,6 @@ public:
     void clear(Time now);
 
 private:
-    Time duration(std::size_t bytes) const;
-
     std::uint32_t m_baud;
     Time m_idle{0};
     std::deque<Transmission> m_queue;

@@ -5,16 +5,10 @@
 
 namespace sim {
 
-namespace {
-
-constexpr Time::rep kBitsPerByte = 10;
-
-} // namespace
-
 void UsbAdapter::push(Transmission transmission, std::size_t lost)
 {
     const std::vector<unsigned char> bytes = std::exchange(transmission.bytes, {});
-    const Time byteTime(kBitsPerByte * 1'000'000'000 / transmission.baud);
+    const Time byteTime = transmissionTime(1, transmission.baud);
     bool begins = lost == 0;
     for (std::size_t i = lost; i < bytes.size(); ++i) {
         const auto later = static_cast<Time::rep>(bytes.size() - 1 - i);

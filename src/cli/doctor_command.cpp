@@ -32,7 +32,6 @@ namespace fs = std::filesystem;
 using session::Device;
 
 constexpr double kMeasurementSeconds = 5;
-constexpr double kPercent = 100;
 // Of the rate that the device has set; fewer samples than that were skipped or lost.
 constexpr double kLowestShare = 0.9;
 
@@ -179,7 +178,7 @@ void checkLoad(Report &report, const session::Settings &settings, double measure
 {
     const double load = session::lineLoad(settings.outputs, settings.rateHz, settings.baud);
     const std::string need = "outputs at " + std::to_string(settings.rateHz) + " Hz need " +
-                             std::to_string(std::lround(load * kPercent)) + " % of the line";
+                             lineLoadText(settings) + " of the line";
     if (load > 1)
         report.add(Level::Bad, "line load", need,
                    "choose fewer outputs, a lower rate or a higher "

@@ -111,7 +111,7 @@ void watch(Runtime &runtime, Device &device, const session::Settings &settings, 
         if (runtime.options().json)
             runtime.out().write(jsonOf(device, settings, seen).dump() + "\n");
         else if (Runtime::isTerminal())
-            runtime.out().write("\r" + watchLine(device, seen) + "\x1b[K");
+            runtime.out().write('\r' + watchLine(device, seen) + "\x1b[K");
         else
             runtime.out().write(watchLine(device, seen) + "\n");
         runtime.out().flush();

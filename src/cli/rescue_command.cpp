@@ -1,7 +1,5 @@
 // vornixctl rescue: for a device that the window does not find.
 
-#include <cmath>
-
 #include <CLI/CLI.hpp>
 
 #include "cli/commands.h"
@@ -16,7 +14,6 @@ namespace cli {
 namespace {
 
 constexpr std::uint32_t kBaud = 115200;
-constexpr double kPercent = 100;
 
 ExitStatus rescue(Runtime &runtime)
 {
@@ -28,10 +25,10 @@ ExitStatus rescue(Runtime &runtime)
     change.baud = kBaud;
     writeSettings(runtime, *device, change, {.save = true, .force = true, .yes = true});
     const session::Settings now = change.appliedTo(*settings);
-    if (const double load = session::lineLoad(now.outputs, now.rateHz, now.baud); load > 1)
+    if (session::lineLoad(now.outputs, now.rateHz, now.baud) > 1)
         runtime.note("the device now skips samples, because its outputs at " +
-                     std::to_string(now.rateHz) + " Hz need " +
-                     std::to_string(std::lround(load * kPercent)) + " % of the line at " +
+                     std::to_string(now.rateHz) + " Hz need " + lineLoadText(now) +
+                     " of the line at " +
                      std::to_string(now.baud) + " baud");
     return ExitStatus::Done;
 }

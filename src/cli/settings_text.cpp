@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cmath>
 
 #include <nlohmann/json.hpp>
 
@@ -203,6 +204,13 @@ std::string settingsText(const Settings &settings)
 {
     return "rate=" + std::to_string(settings.rateHz) + " outputs=" + outputsText(settings.outputs) +
            " baud=" + std::to_string(settings.baud);
+}
+
+std::string lineLoadText(const Settings &settings)
+{
+    constexpr double kPercent = 100;
+    const double load = session::lineLoad(settings.outputs, settings.rateHz, settings.baud);
+    return std::to_string(std::lround(load * kPercent)) + " %";
 }
 
 std::string versionText(std::uint16_t version)

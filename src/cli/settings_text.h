@@ -37,6 +37,9 @@ nlohmann::ordered_json settingsJson(const session::Settings &settings);
 // "rate=100 outputs=quaternion,euler baud=115200".
 std::string settingsText(const session::Settings &settings);
 
+// "81 %": the share of the line that these settings need.
+std::string lineLoadText(const session::Settings &settings);
+
 // "2.3": the high and the low byte in hexadecimal, as the window shows versions.
 std::string versionText(std::uint16_t version);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 
 #include <nlohmann/json.hpp>
 
@@ -20,7 +19,6 @@ using session::Settings;
 
 // The baud rates that the window tries.
 constexpr std::array<std::uint32_t, 5> kWindowBauds{921600, 460800, 230400, 115200, 57600};
-constexpr double kPercent = 100;
 
 // One difference; the name is that of the setting.
 struct Difference
@@ -58,13 +56,11 @@ void print(Runtime &runtime, const std::vector<Difference> &list)
 
 void refuseOverload(const Settings &wanted, bool force)
 {
-    const double load = session::lineLoad(wanted.outputs, wanted.rateHz, wanted.baud);
-    if (load <= 1 || force)
+    if (force || session::lineLoad(wanted.outputs, wanted.rateHz, wanted.baud) <= 1)
         return;
     throw Failure(ExitStatus::Usage,
                   "these outputs at " + std::to_string(wanted.rateHz) + " Hz need " +
-                      std::to_string(std::lround(load * kPercent)) + " % of the line at " +
-                      std::to_string(wanted.baud) +
+                      lineLoadText(wanted) + " of the line at " + std::to_string(wanted.baud) +
                       " baud: choose fewer outputs, a lower rate or a higher baud rate; --force "
                       "writes them nevertheless");
 }
