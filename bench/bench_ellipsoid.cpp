@@ -117,11 +117,11 @@ void plainIteration(benchmark::State &state)
         residual = ad.cwiseProduct(d).rowwise().sum().array() - 1;
         for (int i = 0, column = 0; i < 3; ++i) {
             for (int k = i; k < 3; ++k, ++column)
-                jacobian.col(column) = (i == k ? 1.0f : 2.0f) * d.col(i).cwiseProduct(d.col(k));
+                jacobian.col(column) = (i == k ? 1.0F : 2.0F) * d.col(i).cwiseProduct(d.col(k));
         }
         jacobian.rightCols<3>() = -2 * ad;
         Eigen::Matrix<float, 9, 9> normal = jacobian.transpose() * jacobian;
-        normal.diagonal().array() += 1e-6f;
+        normal.diagonal().array() += 1e-6F;
         const Eigen::Matrix<float, 9, 1> gradient = jacobian.transpose() * residual;
         const Eigen::Matrix<float, 9, 1> step = -normal.ldlt().solve(gradient);
         benchmark::DoNotOptimize(step);

@@ -28,7 +28,7 @@ Readings rawSamples(fuzz::Input &input)
 // Small integers times one scale: gives point sets with flat sides, lines and repeated points.
 Readings latticeSamples(fuzz::Input &input)
 {
-    const float scale = std::ldexp(1.0f, input.value<std::int8_t>());
+    const float scale = std::ldexp(1.0F, input.value<std::int8_t>());
     Readings samples;
     while (!input.isEmpty() && samples.size() < kMostSamples) {
         const auto x = static_cast<float>(input.value<std::int8_t>());
@@ -45,17 +45,17 @@ Readings ellipsoidSamples(fuzz::Input &input)
     Eigen::Vector3f halfAxes;
     Eigen::Vector3f centre;
     for (int axis = 0; axis < 3; ++axis) {
-        halfAxes[axis] = 25.0f + static_cast<float>(input.byte()) / 255.0f * 25.0f;
-        centre[axis] = static_cast<float>(input.value<std::int8_t>()) / 2.0f;
+        halfAxes[axis] = 25.0F + static_cast<float>(input.byte()) / 255.0F * 25.0F;
+        centre[axis] = static_cast<float>(input.value<std::int8_t>()) / 2.0F;
     }
-    const float tilt = static_cast<float>(input.byte()) / 40.0f;
+    const float tilt = static_cast<float>(input.byte()) / 40.0F;
     const int count = 30 + input.byte() % 30;
     Readings samples;
     for (int i = 0; i < count; ++i) {
         // Evenly spread directions: equal steps in height, the golden angle between neighbours.
         const float z = 1 - (2 * static_cast<float>(i) + 1) / static_cast<float>(count);
         const float r = std::sqrt(1 - z * z);
-        const float angle = 2.39996f * static_cast<float>(i);
+        const float angle = 2.39996F * static_cast<float>(i);
         const Eigen::Vector3f p =
             halfAxes.cwiseProduct(Eigen::Vector3f(r * std::cos(angle), r * std::sin(angle), z));
         samples.push_back({std::cos(tilt) * p.x() - std::sin(tilt) * p.y() + centre.x(),
@@ -79,7 +79,7 @@ void checkMetrics(const Readings &samples, const ellipsoid::Correction &correcti
     if (std::isnan(deviation))
         FUZZ_CHECK(verdict == Verdict::Bad);
     if (good) {
-        FUZZ_CHECK(std::abs(mean - 1) < 0.001f);
+        FUZZ_CHECK(std::abs(mean - 1) < 0.001F);
         FUZZ_CHECK(verdict == Verdict::Good);
     }
 }
@@ -100,7 +100,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     for (int row = 0; row < 3; ++row) {
         for (int column = 0; column < row; ++column) {
             FUZZ_CHECK(sameOrBothNaN(fit.shape(row, column), fit.shape(column, row)));
-            FUZZ_CHECK(correction.matrix(row, column) == 0.0f);
+            FUZZ_CHECK(correction.matrix(row, column) == 0.0F);
         }
         FUZZ_CHECK(sameOrBothNaN(correction.bias[row], fit.centre[row]));
     }

@@ -61,7 +61,7 @@ public:
         unsigned sum = 0;
         for (int i = 4; i < size - 2; ++i)
             sum += bytes[i];
-        if (sum % 65536 != bytes[size - 2] + 256u * bytes[size - 1])
+        if (sum % 65536 != bytes[size - 2] + 256U * bytes[size - 1])
             return false;
         for (int i = 4; i < length - 2;)
             i += bytes[1] == 'D'   ? dataBlock(bytes + i)
@@ -73,7 +73,7 @@ public:
 private:
     static constexpr std::size_t kCapacity = 4096;
 
-    std::size_t stated() const { return m_memory[2] + 256u * m_memory[3]; }
+    std::size_t stated() const { return m_memory[2] + 256U * m_memory[3]; }
 
     void takeFloats(int code, const std::uint8_t *from, std::size_t count)
     {

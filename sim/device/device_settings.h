@@ -12,7 +12,7 @@ struct MagneticCalibration
     std::array<float, 3> bias{};
     // Factory calibration: scales by the magnitude of the earth's field (48 uT), without a
     // correction for iron.
-    std::array<float, 9> matrix{1 / 48.f, 0, 0, 0, 1 / 48.f, 0, 0, 0, 1 / 48.f};
+    std::array<float, 9> matrix{1 / 48.0F, 0, 0, 0, 1 / 48.0F, 0, 0, 0, 1 / 48.0F};
 
     bool operator==(const MagneticCalibration &) const = default;
 };

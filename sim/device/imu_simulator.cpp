@@ -44,7 +44,7 @@ std::uint32_t ImuSimulator::lineBaudFor(std::uint32_t baud) const
         std::find(kLineSpeeds.begin(), kLineSpeeds.end(), baud) != kLineSpeeds.end();
     if (listed)
         return baud;
-    return m_options.fallbackBaud > 0 ? m_options.fallbackBaud : std::max(baud, 1u);
+    return m_options.fallbackBaud > 0 ? m_options.fallbackBaud : std::max(baud, 1U);
 }
 
 void ImuSimulator::setMemory(const DeviceMemory &memory)

@@ -269,7 +269,7 @@ ImuSimulator::Payload ImuSimulator::status(unsigned char code, bool refused)
 ImuSimulator::Payload ImuSimulator::calibrationSize(bool refused)
 {
     Payload answer{CALIBRATION_DATA_SIZE};
-    append(answer, refused ? 0u : m_calibrationStore.size());
+    append(answer, refused ? 0U : m_calibrationStore.size());
     if (const auto changed = std::exchange(m_options.faults.calibrationSizeAfterQuery, {}))
         m_calibrationStore.resize(*changed);
     return answer;

@@ -30,7 +30,7 @@ void BitErrors::apply(std::vector<unsigned char> &bytes, double rate)
     const std::uint64_t bits = 8 * std::uint64_t{bytes.size()};
     std::uint64_t at = m_intactBits;
     for (; at < bits; at += 1 + drawGap())
-        bytes[at / 8] = static_cast<unsigned char>(bytes[at / 8] ^ (1u << at % 8));
+        bytes[at / 8] = static_cast<unsigned char>(bytes[at / 8] ^ (1U << at % 8));
     m_intactBits = at - bits;
 }
 

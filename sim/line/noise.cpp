@@ -10,9 +10,9 @@ namespace {
 // The finaliser of SplitMix64, a bit mixer: every input bit affects every output bit.
 std::uint64_t mix(std::uint64_t x)
 {
-    x += 0x9E3779B97F4A7C15u;
-    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9u;
-    x = (x ^ (x >> 27)) * 0x94D049BB133111EBu;
+    x += 0x9E3779B97F4A7C15U;
+    x = (x ^ (x >> 30)) * 0xBF58476D1CE4E5B9U;
+    x = (x ^ (x >> 27)) * 0x94D049BB133111EBU;
     return x ^ (x >> 31);
 }
 

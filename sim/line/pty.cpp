@@ -24,65 +24,10 @@ namespace {
 // In bytes; more than the kernel buffers for a pty.
 constexpr std::size_t kMostUnread = 1 << 20;
 
-struct BaudCode
-{
-    speed_t constant;
-    std::uint32_t baud;
-};
-
-constexpr std::array<BaudCode, 18> kBaudCodes{{{B9600, 9600},
-                                               {B19200, 19200},
-                                               {B38400, 38400},
-                                               {B57600, 57600},
-                                               {B115200, 115200},
-                                               {B230400, 230400},
-                                               {B460800, 460800},
-                                               {B500000, 500000},
-                                               {B576000, 576000},
-                                               {B921600, 921600},
-                                               {B1000000, 1000000},
-                                               {B1152000, 1152000},
-                                               {B1500000, 1500000},
-                                               {B2000000, 2000000},
-                                               {B2500000, 2500000},
-                                               {B3000000, 3000000},
-                                               {B3500000, 3500000},
-                                               {B4000000, 4000000}}};
-
-FileDescriptor checked(int fd, const char *what)
-{
-    if (fd < 0)
-        throw std::system_error(errno, std::generic_category(), what);
-    return FileDescriptor(fd);
-}
-
-FileDescriptor openMaster()
-{
-    FileDescriptor master = checked(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC), "posix_openpt");
-    if (::grantpt(master.get()) != 0 || ::unlockpt(master.get()) != 0)
-        throw std::system_error(errno, std::generic_category(), "unlockpt");
-    return master;
-}
-
-// Built from the number, because inside a testbed ptsname() returns the name of a mocked port.
-std::string slavePath(int master)
-{
-    unsigned int number = 0;
-    if (::ioctl(master, TIOCGPTN, &number) != 0)
-        throw std::system_error(errno, std::generic_category(), "TIOCGPTN");
-    return "/dev/pts/" + std::to_string(number);
-}
-
 } // namespace
 
-FileDescriptor::~FileDescriptor()
-{
-    if (m_fd >= 0)
-        ::close(m_fd);
-}
-
 Pty::Pty()
-    : Pty(openMaster())
+    : Pty(openPseudoTerminal())
 {
     termios line{};
     ::tcgetattr(m_slave.get(), &line);
@@ -93,7 +38,7 @@ Pty::Pty()
 
 Pty::Pty(FileDescriptor master)
     : m_master(std::move(master))
-    , m_path(slavePath(m_master.get()))
+    , m_path(pseudoTerminalPath(m_master.get()))
 {
     prepare();
 }
@@ -116,15 +61,7 @@ void Pty::prepare()
 
 std::uint32_t Pty::shownBaud() const
 {
-    termios line{};
-    if (::tcgetattr(m_slave.get(), &line) != 0)
-        return 0;
-    const speed_t constant = ::cfgetospeed(&line);
-    for (const BaudCode &code : kBaudCodes) {
-        if (code.constant == constant)
-            return code.baud;
-    }
-    return 0;
+    return terminalBaud(m_slave.get()).value_or(0);
 }
 
 void Pty::watch()

@@ -8,33 +8,9 @@
 
 #include "protocol/protocol.h"
 #include "sim/line/host_baud_tracker.h"
+#include "sim/line/pseudo_terminal.h"
 
 namespace sim {
-
-// Owning file descriptor (RAII).
-class FileDescriptor
-{
-public:
-    explicit FileDescriptor(int fd = -1)
-        : m_fd(fd)
-    {
-    }
-    FileDescriptor(FileDescriptor &&other) noexcept
-        : m_fd(std::exchange(other.m_fd, -1))
-    {
-    }
-    FileDescriptor &operator=(FileDescriptor &&other) noexcept
-    {
-        std::swap(m_fd, other.m_fd);
-        return *this;
-    }
-    ~FileDescriptor();
-
-    int get() const { return m_fd; }
-
-private:
-    int m_fd;
-};
 
 // The device end (master) of a pseudo-terminal that behaves like one end of a serial line.
 //

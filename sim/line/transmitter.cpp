@@ -7,7 +7,7 @@ namespace sim {
 Time transmissionTime(std::size_t bytes, std::uint32_t baud)
 {
     constexpr std::uint64_t kBitsPerByte = 10;
-    return Time(static_cast<Time::rep>(bytes * kBitsPerByte * 1'000'000'000u / baud));
+    return Time(static_cast<Time::rep>(bytes * kBitsPerByte * 1'000'000'000U / baud));
 }
 
 bool Transmitter::hasRoom(std::size_t bytes, Time at) const

@@ -116,13 +116,13 @@ std::string csvOf(const Axes &axes, const Curves &curves)
 {
     std::string csv = "tau_s";
     for (const char *axis : {"x", "y", "z"})
-        csv += "," + std::string(axes.output->name) + "_" + axis;
-    csv += "\n";
+        csv += ',' + std::string(axes.output->name) + "_" + axis;
+    csv += '\n';
     for (std::size_t i = 0; i < curves[0].size(); ++i) {
         csv += text(curves[0][i].tau);
         for (const auto &curve : curves)
-            csv += "," + text(curve[i].deviation);
-        csv += "\n";
+            csv += ',' + text(curve[i].deviation);
+        csv += '\n';
     }
     return csv;
 }

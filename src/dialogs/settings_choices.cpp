@@ -10,7 +10,7 @@ std::uint16_t outputsMask(const CheckedBoxes &checked)
 {
     unsigned int mask = 0;
     for (std::size_t box = 0; box < checked.size(); ++box)
-        mask |= checked[box] ? kOutputBits[box] : 0u;
+        mask |= checked[box] ? kOutputBits[box] : 0U;
     return static_cast<std::uint16_t>(mask);
 }
 

@@ -9,9 +9,9 @@ namespace ellipsoid {
 namespace {
 
 constexpr int kMaxIterations = 15;
-constexpr float kSmallestStep = 1e-6f;
-constexpr float kRidge = 1e-6f;
-constexpr float kFlatStiffness = 999999.9f;
+constexpr float kSmallestStep = 1e-6F;
+constexpr float kRidge = 1e-6F;
+constexpr float kFlatStiffness = 999999.9F;
 
 // A00, A01, A02, A11, A12, A22, then the centre.
 constexpr Eigen::Index kParameters = 9;
@@ -27,21 +27,21 @@ using Parameters = Eigen::Matrix<float, kParameters, 1>;
 // near 0 would overflow.
 float stiffness(float halfRange)
 {
-    return halfRange < kFlatHalfRange ? kFlatStiffness : 1.0f / (halfRange * halfRange);
+    return halfRange < kFlatHalfRange ? kFlatStiffness : 1.0F / (halfRange * halfRange);
 }
 
 Fit boundingBoxGuess(const Readings &samples)
 {
-    Eigen::Vector3f low = Eigen::Vector3f::Constant(1e9f);
-    Eigen::Vector3f high = Eigen::Vector3f::Constant(-1e9f);
+    Eigen::Vector3f low = Eigen::Vector3f::Constant(1e9F);
+    Eigen::Vector3f high = Eigen::Vector3f::Constant(-1e9F);
     for (const Reading &sample : samples) {
         for (int axis = 0; axis < 3; ++axis) {
             low[axis] = std::min(low[axis], sample[static_cast<std::size_t>(axis)]);
             high[axis] = std::max(high[axis], sample[static_cast<std::size_t>(axis)]);
         }
     }
-    const Eigen::Vector3f halfRange = (high - low) * 0.5f;
-    return {halfRange.unaryExpr(&stiffness).asDiagonal(), (high + low) * 0.5f, 0};
+    const Eigen::Vector3f halfRange = (high - low) * 0.5F;
+    return {halfRange.unaryExpr(&stiffness).asDiagonal(), (high + low) * 0.5F, 0};
 }
 
 // Holds the samples and the buffers of one iteration, allocated once for all iterations.
@@ -78,8 +78,8 @@ private:
         const auto dy = m_offsets.col(1);
         const auto dz = m_offsets.col(2);
         m_residual.array() = a(0, 0) * dx.square() + a(1, 1) * dy.square() + a(2, 2) * dz.square() +
-                             2.0f * a(0, 1) * dx * dy + 2.0f * a(0, 2) * dx * dz +
-                             2.0f * a(1, 2) * dy * dz - 1.0f;
+                             2.0F * a(0, 1) * dx * dy + 2.0F * a(0, 2) * dx * dz +
+                             2.0F * a(1, 2) * dy * dz - 1.0F;
     }
 
     void fillJacobian(const Eigen::Matrix3f &a)
@@ -89,13 +89,13 @@ private:
         const auto dz = m_offsets.col(2);
         auto columns = m_jacobian.array();
         columns.col(0) = dx.square();
-        columns.col(1) = 2.0f * dx * dy;
-        columns.col(2) = 2.0f * dx * dz;
+        columns.col(1) = 2.0F * dx * dy;
+        columns.col(2) = 2.0F * dx * dz;
         columns.col(3) = dy.square();
-        columns.col(4) = 2.0f * dy * dz;
+        columns.col(4) = 2.0F * dy * dz;
         columns.col(5) = dz.square();
         for (int axis = 0; axis < 3; ++axis)
-            columns.col(6 + axis) = -2.0f * (a(axis, 0) * dx + a(axis, 1) * dy + a(axis, 2) * dz);
+            columns.col(6 + axis) = -2.0F * (a(axis, 0) * dx + a(axis, 1) * dy + a(axis, 2) * dz);
     }
 
     // Fills only the lower triangle, the half that the solver reads. One dot product per entry is
@@ -125,7 +125,7 @@ void applyStep(const Parameters &delta, Fit &fit)
         delta[1], delta[3], delta[4],  //
         delta[2], delta[4], delta[5];
     m += fit.shape;
-    fit.shape = 0.5f * (m + m.transpose());
+    fit.shape = 0.5F * (m + m.transpose());
     fit.centre += delta.tail<3>();
 }
 
@@ -160,7 +160,7 @@ Fit refine(const Readings &samples, const Fit &start)
 
 Correction deriveCorrection(const Eigen::Matrix3f &shape, const Eigen::Vector3f &centre)
 {
-    Eigen::Matrix3f symmetric = 0.5f * (shape + shape.transpose());
+    Eigen::Matrix3f symmetric = 0.5F * (shape + shape.transpose());
     Eigen::LLT<Eigen::Matrix3f> factor(symmetric);
     if (factor.info() != Eigen::Success) {
         symmetric.diagonal().array() += kRidge;

@@ -15,7 +15,7 @@ using Readings = std::vector<Reading>;
 
 // If half the range of the readings along an axis is below this, the axis counts as one without
 // extent.
-inline constexpr float kFlatHalfRange = 0.001f;
+inline constexpr float kFlatHalfRange = 0.001F;
 
 // A reading p lies on the ellipsoid when (p - centre)^T shape (p - centre) = 1.
 struct Fit

@@ -28,9 +28,9 @@ QualityMetrics qualityMetrics(const Readings &samples, const Correction &correct
 
 Verdict verdictOn(float deviation)
 {
-    if (deviation < 0.03f)
+    if (deviation < 0.03F)
         return Verdict::Good;
-    return deviation < 0.08f ? Verdict::Acceptable : Verdict::Bad;
+    return deviation < 0.08F ? Verdict::Acceptable : Verdict::Bad;
 }
 
 } // namespace ellipsoid

@@ -28,7 +28,7 @@ private:
     // A code beyond the table has no bit, so it is never set.
     static std::uint32_t bit(int code)
     {
-        return code >= 0 && code < protocol::kBlockCodeCount ? 1u << code : 0u;
+        return code >= 0 && code < protocol::kBlockCodeCount ? 1U << code : 0U;
     }
 
     std::uint32_t bits() const { return m_bits.load(std::memory_order_relaxed); }

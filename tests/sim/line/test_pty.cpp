@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include "sim/device/imu_simulator_server.h"
+#include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
 
 using namespace std::chrono_literals;
@@ -105,7 +106,7 @@ void TestPty::dropsHostBytesAtAnotherBaudRate()
 {
     sim::ImuSimulatorServer device(quiet());
     Host host(device.path(), B921600);
-    QVERIFY(eventually([&] { return device.seenHostBaud() == 921600u; }));
+    QVERIFY(eventually([&] { return device.seenHostBaud() == 921600U; }));
     for (const std::uint64_t hostBytesLost : {7, 14}) {
         QVERIFY(host.write(kStart));
         QVERIFY(eventually([&] { return device.counters().hostBytesLost == hostBytesLost; }));
@@ -121,7 +122,7 @@ void TestPty::outputIsCorruptedAtAnotherBaudRate()
     sim::ImuSimulatorServer device(streaming(115200, 100));
     Host host(device.path(), B460800);
     QVERIFY(Host::packets(host.read(kWaitLimit, 3000)).empty());
-    QCOMPARE(device.counters().sent, 0u);
+    QCOMPARE(device.counters().sent, 0U);
     QVERIFY(device.counters().corrupted > 0);
     QVERIFY(host.setSpeed(B115200));
     QVERIFY(!Host::packets(host.readPackets(1)).empty());
@@ -166,7 +167,7 @@ void TestPty::receivesCommandsAcrossReopens()
         }
         QVERIFY(host.write(up ? kSetBaud921600 : kSetBaud115200));
         QVERIFY(host.open(device.path(), up ? B921600 : B115200));
-        QVERIFY(eventually([&] { return lineBaud(device) == (up ? 921600u : 115200u); }));
+        QVERIFY(eventually([&] { return lineBaud(device) == (up ? 921600U : 115200U); }));
     }
     QCOMPARE(device.receivedCommands().size(), std::size_t(times));
     QVERIFY(!Host::packets(host.readPackets(1)).empty());
@@ -194,7 +195,7 @@ void TestPty::sendsNothingWhileClosed()
 {
     sim::ImuSimulatorServer device(streaming(115200, 100));
     QVERIFY(eventually([&] { return device.counters().noHost > 10; }));
-    QCOMPARE(device.counters().sent, 0u);
+    QCOMPARE(device.counters().sent, 0U);
     silence(device);
     Host host(device.path(), B115200);
     QCOMPARE(unread(host), 0);
@@ -326,7 +327,7 @@ void TestPty::losesNothingAtFullOutput()
         QVERIFY(counters.sent > 1000);
         const Bytes rest = host.read(kWaitLimit, counters.bytesSent - all.size());
         all.insert(all.end(), rest.begin(), rest.end());
-        QCOMPARE(counters.skipped, 0u);
+        QCOMPARE(counters.skipped, 0U);
         QCOMPARE(Host::packets(all).size(), std::size_t(counters.sent));
         QCOMPARE(all.size(), std::size_t(counters.bytesSent));
         return;
@@ -370,7 +371,7 @@ void TestPty::hangsUp()
 
 void TestPty::servesAGivenMaster()
 {
-    const int master = ::posix_openpt(O_RDWR | O_NOCTTY);
+    const int master = ::posix_openpt(O_RDWR | O_NOCTTY); // blocks, unlike the server's own
     QVERIFY(::grantpt(master) == 0 && ::unlockpt(master) == 0);
     sim::ImuSimulatorServer device(master, quiet());
     Host host(device.path(), B115200);
