@@ -12,6 +12,7 @@
 #include "app/application.h"
 #include "app/main_window.h"
 #include "app/value_label.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace Qt::StringLiterals;
 

@@ -12,6 +12,7 @@
 
 #include "app/application.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace Qt::StringLiterals;
 

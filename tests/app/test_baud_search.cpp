@@ -12,6 +12,7 @@
 #include "driver/imu.h"
 #include "sim/device/imu_simulator_server.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace std::chrono_literals;
 

@@ -30,6 +30,7 @@
 #include "tests/fixtures/bytes.h"
 #include "tests/fixtures/pty_port.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/magneto_gl_widget.h"
 #include "views/pose_gl_widget.h"
 #include "views/rpy_plotter.h"

@@ -21,6 +21,7 @@
 #include "sim/device/imu_simulator_server.h"
 #include "tests/app/window_walk.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/pose_gl_widget.h"
 
 using namespace windows_test;

@@ -7,6 +7,7 @@
 
 #include "app/frame_pacer.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/rpy_plotter.h"
 
 using namespace Qt::StringLiterals;

@@ -17,6 +17,7 @@
 #include "driver/imu.h"
 #include "sim/device/imu_simulator_server.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/attitude.h"
 #include "views/rpy_plotter.h"
 

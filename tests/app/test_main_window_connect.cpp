@@ -1,4 +1,5 @@
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
 

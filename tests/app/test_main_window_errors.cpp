@@ -4,6 +4,7 @@
 
 #include "dialogs/magneto_calibration_dialog.h"
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
 

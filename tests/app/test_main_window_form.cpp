@@ -20,6 +20,7 @@
 #include "app/main_window.h"
 #include "app/value_label.h"
 #include "driver/imu.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/pose_gl_widget.h"
 #include "views/rpy_plotter.h"
 

@@ -12,6 +12,7 @@
 #include "driver/imu.h"
 #include "tests/fixtures/bytes.h"
 #include "tests/fixtures/pty_port.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace Qt::StringLiterals;
 using namespace bytes;

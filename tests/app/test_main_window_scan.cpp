@@ -1,6 +1,7 @@
 #include <QRegularExpression>
 
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
 

@@ -1,6 +1,7 @@
 #include <QMessageBox>
 
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
 

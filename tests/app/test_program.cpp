@@ -3,6 +3,7 @@
 #include <QProcess>
 #include <QTest>
 
+#include "tests/fixtures/wait_limit.h"
 #include "tests/fixtures/x11_windows.h"
 
 using namespace Qt::StringLiterals;

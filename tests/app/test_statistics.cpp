@@ -10,6 +10,7 @@
 
 #include "app/statistics.h"
 #include "tests/driver/scripted_driver.h"
+#include "tests/fixtures/wait_limit.h"
 
 using bytes::code;
 using bytes::floats;

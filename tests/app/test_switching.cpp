@@ -9,6 +9,7 @@
 
 #include "tests/app/window_fixture.h"
 #include "tests/app/window_walk.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
 using windows_test::clippedWidgets;

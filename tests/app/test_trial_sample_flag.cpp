@@ -3,6 +3,7 @@
 #include <QTest>
 
 #include "app/trial_sample_flag.h"
+#include "tests/fixtures/wait_limit.h"
 
 class TestTrialSampleFlag : public QObject
 {

@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 
 #include "app/value_label.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace Qt::StringLiterals;
 

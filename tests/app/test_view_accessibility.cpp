@@ -14,6 +14,7 @@
 #include "app/main_window.h"
 #include "driver/imu.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/pose_gl_widget.h"
 
 using namespace Qt::StringLiterals;

@@ -17,6 +17,7 @@
 #include "driver/imu.h"
 #include "tests/fixtures/device_testbed.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 namespace app_test {
 

@@ -13,6 +13,7 @@
 
 #include "driver/imu.h"
 #include "sim/device/imu_simulator_server.h"
+#include "tests/fixtures/wait_limit.h"
 
 namespace dialog_test {
 

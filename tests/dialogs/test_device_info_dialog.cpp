@@ -9,6 +9,7 @@
 #include "tests/dialogs/device_fixture.h"
 #include "tests/dialogs/dialog_support.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace Qt::StringLiterals;
 using namespace dialog_test;

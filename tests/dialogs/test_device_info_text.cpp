@@ -19,11 +19,11 @@ void TestDeviceInfoText::hexIsBareAndLowerCase_data()
 {
     QTest::addColumn<unsigned int>("value");
     QTest::addColumn<QString>("text");
-    QTest::newRow("letters") << 3054u << u"bee"_s;
-    QTest::newRow("mask") << 0x0041u << u"41"_s;
-    QTest::newRow("zero") << 0u << u"0"_s;
-    QTest::newRow("all bits") << 0xFFFFFFFFu << u"ffffffff"_s;
-    QTest::newRow("no padding") << 0x0000000Fu << u"f"_s;
+    QTest::newRow("letters") << 3054U << u"bee"_s;
+    QTest::newRow("mask") << 0x0041U << u"41"_s;
+    QTest::newRow("zero") << 0U << u"0"_s;
+    QTest::newRow("all bits") << 0xFFFFFFFFU << u"ffffffff"_s;
+    QTest::newRow("no padding") << 0x0000000FU << u"f"_s;
 }
 
 void TestDeviceInfoText::hexIsBareAndLowerCase()

@@ -6,6 +6,7 @@
 
 #include "dialogs/help.h"
 #include "tests/dialogs/dialog_support.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace Qt::StringLiterals;
 using namespace dialog_test;

@@ -19,6 +19,7 @@
 #include "sim/device/imu_simulator_server.h"
 #include "tests/fit/made_ellipsoid.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/magneto_gl_widget.h"
 
 using namespace Qt::StringLiterals;

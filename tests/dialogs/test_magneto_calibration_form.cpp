@@ -18,6 +18,7 @@
 
 #include "dialogs/magneto_calibration_dialog.h"
 #include "tests/dialogs/dialog_support.h"
+#include "tests/fixtures/wait_limit.h"
 #include "views/magneto_gl_widget.h"
 
 using namespace Qt::StringLiterals;

@@ -103,13 +103,13 @@ void TestMagnetoCalibrationSizes::loads_data()
     row("one page", 6, -1, {{0, 128}}, {}, 6);
     row("four pages", 24, -1, {{0, 128}, {128, 256}, {256, 384}, {384, 512}}, {}, 24);
     row("a page filled up with its last point", 7, -1, {{0, 128}, {128, 256}}, {}, 12);
-    row("one byte", 24, 1, {{0, 4294967265u}}, {0}, 0);
-    row("less than 32 bytes", 24, 20, {{0, 4294967284u}}, {0}, 0);
+    row("one byte", 24, 1, {{0, 4294967265U}}, {0}, 0);
+    row("less than 32 bytes", 24, 20, {{0, 4294967284U}}, {0}, 0);
     row("32 bytes", 24, 32, {{0, 0}}, {0}, 0);
     row("one block, shorter", 24, 100, {{0, 68}}, {}, 3);
     row("one byte less than a page", 24, 127, {{0, 95}}, {}, 6);
-    row("one byte more than a page", 24, 129, {{0, 128}, {128, 4294967265u}}, {128}, 6);
-    row("last block less than 32 bytes", 24, 276, {{0, 128}, {128, 256}, {256, 4294967284u}}, {256},
+    row("one byte more than a page", 24, 129, {{0, 128}, {128, 4294967265U}}, {128}, 6);
+    row("last block less than 32 bytes", 24, 276, {{0, 128}, {128, 256}, {256, 4294967284U}}, {256},
         12);
     row("last block of 32 bytes", 24, 288, {{0, 128}, {128, 256}, {256, 0}}, {256}, 12);
     row("last block with three floats", 24, 300, {{0, 128}, {128, 256}, {256, 12}}, {256}, 12);

@@ -81,9 +81,9 @@ void TestSettingsBaud::changesTheBaudRateAndKeepsStreaming()
     QVERIFY(boxes.shown.isEmpty());
     QCOMPARE(m_fixture.commands(),
              (Commands{kRate200, kBaud921600, kGetSettings, kOutputsAll, kSaveAll}));
-    QCOMPARE(lineBaud(), 921600u);
+    QCOMPARE(lineBaud(), 921600U);
     QVERIFY(m_fixture.streams());
-    QCOMPARE(m_fixture.memory().flash.baud, 921600u);
+    QCOMPARE(m_fixture.memory().flash.baud, 921600U);
     QCOMPARE(int(m_fixture.memory().flash.rateHz), 200);
 }
 
@@ -98,7 +98,7 @@ void TestSettingsBaud::unlistedBaudRateIsReplacedByTheShownOne()
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QCOMPARE(commandsButReads(), (Commands{kRate100, kBaud115200, kOutputsAll, kSaveAll}));
-    QCOMPARE(m_fixture.memory().flash.baud, 115200u);
+    QCOMPARE(m_fixture.memory().flash.baud, 115200U);
     QVERIFY(m_fixture.streams());
 }
 
@@ -122,7 +122,7 @@ void TestSettingsBaud::lateDeviceIsFoundAgain()
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QVERIFY(boxes.shown.isEmpty());
-    QCOMPARE(lineBaud(), 460800u);
+    QCOMPARE(lineBaud(), 460800U);
     QVERIFY(m_fixture.streams());
 }
 
@@ -140,7 +140,7 @@ void TestSettingsBaud::firstCommandIgnoredIsSentAgain()
     QVERIFY(boxes.shown.isEmpty());
     QCOMPARE(commandsButReads(), (Commands{kRate100, kBaud460800, kOutputsAll, kSaveAll}));
     QVERIFY(m_fixture.count(kBaud460800) >= 2);
-    QCOMPARE(lineBaud(), 460800u);
+    QCOMPARE(lineBaud(), 460800U);
     QVERIFY(m_fixture.streams());
 }
 
@@ -179,7 +179,7 @@ void TestSettingsBaud::baudRateSetBeforeAFailureIsRemembered()
     QCOMPARE(boxes.shown.size(), 1);
     QCOMPARE(boxes.shown[0].text, u"Failed to set Outputs."_s);
     QVERIFY(dialog.isVisible());
-    QCOMPARE(lineBaud(), 921600u);
+    QCOMPARE(lineBaud(), 921600U);
 
     m_fixture.change([](sim::ImuSimulator &simulator) { simulator.faults() = {}; });
     m_fixture.device().clearReceivedCommands();

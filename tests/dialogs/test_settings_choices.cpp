@@ -83,18 +83,18 @@ void TestSettingsChoices::baudText_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<unsigned int>("baud");
-    QTest::newRow("plain") << u"115200"_s << 115200u;
-    QTest::newRow("spaces around") << u"  921600\t"_s << 921600u;
-    QTest::newRow("largest") << u"4294967295"_s << 4294967295u;
-    QTest::newRow("too large") << u"4294967296"_s << 0u;
-    QTest::newRow("zero") << u"0"_s << 0u;
-    QTest::newRow("empty") << QString() << 0u;
-    QTest::newRow("negative") << u"-115200"_s << 0u;
-    QTest::newRow("words") << u"fast"_s << 0u;
-    QTest::newRow("unit") << u"115200 baud"_s << 0u;
-    QTest::newRow("hexadecimal") << u"0x1C200"_s << 0u;
-    QTest::newRow("fraction") << u"115200.5"_s << 0u;
-    QTest::newRow("grouped digits") << u"115,200"_s << 0u;
+    QTest::newRow("plain") << u"115200"_s << 115200U;
+    QTest::newRow("spaces around") << u"  921600\t"_s << 921600U;
+    QTest::newRow("largest") << u"4294967295"_s << 4294967295U;
+    QTest::newRow("too large") << u"4294967296"_s << 0U;
+    QTest::newRow("zero") << u"0"_s << 0U;
+    QTest::newRow("empty") << QString() << 0U;
+    QTest::newRow("negative") << u"-115200"_s << 0U;
+    QTest::newRow("words") << u"fast"_s << 0U;
+    QTest::newRow("unit") << u"115200 baud"_s << 0U;
+    QTest::newRow("hexadecimal") << u"0x1C200"_s << 0U;
+    QTest::newRow("fraction") << u"115200.5"_s << 0U;
+    QTest::newRow("grouped digits") << u"115,200"_s << 0U;
 }
 
 void TestSettingsChoices::baudText()

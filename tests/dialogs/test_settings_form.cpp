@@ -210,7 +210,7 @@ void TestSettingsForm::combosAreRead()
     combo(u"comboBox_quaternion_rate"_s)->setCurrentText(u"500 Hz"_s);
     QVERIFY(m_dialog.parseBaud(baud));
     QVERIFY(m_dialog.parseRate(rate));
-    QCOMPARE(baud, 1000000u);
+    QCOMPARE(baud, 1000000U);
     QCOMPARE(int(rate), 500);
 }
 

@@ -10,6 +10,7 @@
 #include "tests/driver/scripted_driver.h"
 #include "tests/fixtures/scripted_device.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using bytes::code;
 using bytes::hex;
@@ -245,7 +246,7 @@ void TestImuBaudChange::unsupportedBaudRateThrows()
     QVERIFY(!script.driver.setSyncEnabled(true));
     QVERIFY(script.driver.connect(script.port.path(), kOldBaud, 8, 0, 1));
     script.feed(kAltitude);
-    QCOMPARE(script.driver.getAltitude(), 1.0f);
+    QCOMPARE(script.driver.getAltitude(), 1.0F);
 }
 
 // --- A device on a real line; the sleeps last a fifth of their time

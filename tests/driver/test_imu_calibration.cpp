@@ -35,8 +35,8 @@ QByteArray dataReply(int count)
     return packet('G', payload);
 }
 
-const Floats kBias{0.25f, -1.5f, 3};
-const Floats kMatrix{1, 0.5f, -0.25f, 0.5f, 2, 0.125f, -0.25f, 0.125f, 4};
+const Floats kBias{0.25F, -1.5F, 3};
+const Floats kMatrix{1, 0.5F, -0.25F, 0.5F, 2, 0.125F, -0.25F, 0.125F, 4};
 
 QByteArray calibrationReply(const Floats &bias, const Floats &matrix)
 {
@@ -95,7 +95,7 @@ void TestImuCalibration::notConnectedDoesNothingAndHoldsNoLock()
     script.driver.disconnect();
     QVERIFY(!script.driver.startCalibration());
     QVERIFY(!script.driver.stopCalibration());
-    QCOMPARE(script.driver.getCalibrationDataSize(), 0u);
+    QCOMPARE(script.driver.getCalibrationDataSize(), 0U);
     QVERIFY(script.driver.getCalibrationData(0, 300).empty());
     QVERIFY(!writeCalibration(script.driver, kBias, kMatrix));
     QVERIFY(!writeCalibrationOnce(script.driver, kBias, kMatrix));
@@ -223,11 +223,11 @@ void TestImuCalibration::sizeOfAnEmptyStoreIsZero()
 {
     ScriptedDriver script;
     script.answerDuring(1, packet('G', code(21) + bytes::u32(0)));
-    QCOMPARE(script.driver.getCalibrationDataSize(), 0u);
+    QCOMPARE(script.driver.getCalibrationDataSize(), 0U);
     QCOMPARE(script.sleeps().size(), 1);
     script.forgetSleeps();
     script.answerDuring(1, packet('G', code(21) + bytes::u32(0xFFFFFFFF)));
-    QCOMPARE(script.driver.getCalibrationDataSize(), 0xFFFFFFFFu);
+    QCOMPARE(script.driver.getCalibrationDataSize(), 0xFFFFFFFFU);
 }
 
 void TestImuCalibration::downloadSendsItsArguments()
@@ -312,7 +312,7 @@ void TestImuCalibration::writeRefusesAChangedEcho()
     Floats matrix = kMatrix;
     float &value = changed < 3 ? bias[static_cast<std::size_t>(changed)]
                                : matrix[static_cast<std::size_t>(changed - 3)];
-    value = std::nextafter(value, 100.0f);
+    value = std::nextafter(value, 100.0F);
     ScriptedDriver script;
     script.answerDuring(1, calibrationReply(bias, matrix));
     script.answerDuring(9, calibrationReply(kBias, kMatrix));
@@ -344,7 +344,7 @@ void TestImuCalibration::writeComparesFloatsNotBits()
 {
     ScriptedDriver script;
     script.answerDuring(1, calibrationReply({0, 0, 0}, kMatrix));
-    QVERIFY(writeCalibrationOnce(script.driver, {-0.0f, 0, -0.0f}, kMatrix));
+    QVERIFY(writeCalibrationOnce(script.driver, {-0.0F, 0, -0.0F}, kMatrix));
 
     const Floats nan{std::numeric_limits<float>::quiet_NaN(), 0, 0};
     script.feed(calibrationReply(nan, kMatrix));
@@ -374,7 +374,7 @@ void TestImuCalibration::worksOnARealLine()
     driver->connect(port.path(), 921600, 8, 0, 1);
     QVERIFY(driver->startCalibration());
     QVERIFY(driver->stopCalibration());
-    QCOMPARE(driver->getCalibrationDataSize(), 300u);
+    QCOMPARE(driver->getCalibrationDataSize(), 300U);
     QCOMPARE(driver->getCalibrationData(0, 300).size(), std::size_t(18));
     QVERIFY(writeCalibration(*driver, kBias, kMatrix));
     QVERIFY(device.commandCount() >= 5);

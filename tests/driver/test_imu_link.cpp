@@ -17,13 +17,14 @@
 #include "tests/fixtures/bytes.h"
 #include "tests/fixtures/pty_port.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using bytes::hex;
 
 namespace {
 
 const QByteArray kQuaternion = bytes::quaternionPacket(0, 0, 0, 1);
-const QByteArray kAltitude = hex("53 44 0B 00 03 00 00 80 3F C2 00"); // 1.0f
+const QByteArray kAltitude = hex("53 44 0B 00 03 00 00 80 3F C2 00"); // 1.0F
 
 // setSyncEnabled() returns whether the driver is connected and has no other effect.
 bool isConnected(imu &driver)
@@ -126,7 +127,7 @@ void TestImuLink::expectAltitude(PtyPort &port)
 {
     m_driver->getAltitude();
     QVERIFY(port.write(kAltitude));
-    QCOMPARE(nextAltitude(*m_driver), 1.0f);
+    QCOMPARE(nextAltitude(*m_driver), 1.0F);
 }
 
 // One write reaches the host's queue as a whole, but at a later moment. So after the driver has
@@ -134,7 +135,7 @@ void TestImuLink::expectAltitude(PtyPort &port)
 void TestImuLink::expectReadToTheEnd(PtyPort &port, const QByteArray &piece)
 {
     QVERIFY(port.write(kAltitude + piece));
-    QCOMPARE(nextAltitude(*m_driver), 1.0f);
+    QCOMPARE(nextAltitude(*m_driver), 1.0F);
     QTRY_COMPARE(port.unreadByHost(), 0);
 }
 
@@ -166,7 +167,7 @@ void TestImuLink::unsupportedBaudRateThrowsSetOption()
              "set_option: Invalid argument");
     QVERIFY(!isConnected(*m_driver));
     QVERIFY(m_driver->connect(port.path(), 230400, 8, 0, 1));
-    QCOMPARE(port.speed(), 230400u);
+    QCOMPARE(port.speed(), 230400U);
     expectAltitude(port);
 }
 
@@ -200,7 +201,7 @@ void TestImuLink::theLineIsRaw()
     for (int value = 0; value < 256; ++value)
         all.append(static_cast<char>(value)); // first 36 skipped, the others unknown codes
     port.write(bytes::packet('D', bytes::code(22) + all + bytes::code(3) + bytes::floats({2})));
-    QCOMPARE(nextAltitude(*m_driver), 2.0f);
+    QCOMPARE(nextAltitude(*m_driver), 2.0F);
     m_driver->setBaudRate_(0x0D0A1113);
     QCOMPARE(port.read(12), hex("53 43 0C 00 0D 07 13 11 0A 0D 4F 00"));
 }
@@ -213,7 +214,7 @@ void TestImuLink::secondConnectKeepsPortAndBaudRate()
     const unsigned int untouched = second.speed();
     QVERIFY(m_driver->connect(second.path(), 57600, 8, 0, 1));
     QVERIFY(m_driver->connect("/dev/no-such-port", 12345, 8, 0, 1));
-    QCOMPARE(first.speed(), 460800u);
+    QCOMPARE(first.speed(), 460800U);
     QCOMPARE(second.speed(), untouched);
     expectAltitude(first);
 }
@@ -286,7 +287,7 @@ void TestImuLink::disconnectInMidPacket()
     for (int round = 0; round < 100; ++round) {
         QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
         QVERIFY(port.write(kAltitude + longPiece.first(1 + 3 * round)));
-        QCOMPARE(nextAltitude(*m_driver), 1.0f);
+        QCOMPARE(nextAltitude(*m_driver), 1.0F);
         QVERIFY(m_driver->disconnect());
         QVERIFY(m_driver->connect(port.path(), 115200, 8, 0, 1));
         expectAltitude(port);

@@ -110,7 +110,7 @@ void TestImuSamples::altitudeIsInfiniteWithoutASample()
     ScriptedDriver script;
     QCOMPARE(script.driver.getAltitude(), kInfinity);
     script.feed(packet('D', code(3) + floats({0})));
-    QCOMPARE(script.driver.getAltitude(), 0.0f);
+    QCOMPARE(script.driver.getAltitude(), 0.0F);
     QCOMPARE(script.driver.getAltitude(), kInfinity);
 }
 
@@ -120,14 +120,14 @@ void TestImuSamples::internalGettersCopyOnlyWhatIsNew()
     float out[4]{9, 9, 9, 9};
     QVERIFY(!script.driver.getQuaternion_(out));
     QVERIFY(!script.driver.getAltitude_(out));
-    QCOMPARE(out[0], 9.0f);
+    QCOMPARE(out[0], 9.0F);
 
     script.feed(bytes::quaternionPacket(1, 2, 3, 4) + kAltitude);
     QVERIFY(script.driver.getQuaternion_(out));
     QCOMPARE(Floats(out, out + 4), (Floats{1, 2, 3, 4}));
     QVERIFY(script.driver.getAltitude_(out));
-    QCOMPARE(out[0], 7.0f);
-    QCOMPARE(out[1], 2.0f);
+    QCOMPARE(out[0], 7.0F);
+    QCOMPARE(out[1], 2.0F);
     QVERIFY(!script.driver.getQuaternion_(out));
     QVERIFY(!script.driver.getAltitude_(out));
 }
@@ -153,7 +153,7 @@ void TestImuSamples::openedBaudRateIsNotAReply()
     QCOMPARE(script.driver.getBaudRate(), 0);
     unsigned int baud = 5;
     QVERIFY(!script.driver.getBaudRate_(&baud));
-    QCOMPARE(baud, 5u);
+    QCOMPARE(baud, 5U);
 }
 
 void TestImuSamples::versionsAndSerialNumberStay()
@@ -161,21 +161,21 @@ void TestImuSamples::versionsAndSerialNumberStay()
     ScriptedDriver script;
     QCOMPARE(script.driver.getFirmwareVersion(), 0);
     QCOMPARE(script.driver.getHardwareVersion(), 0);
-    QCOMPARE(script.driver.getSerialNumber(), 0u);
+    QCOMPARE(script.driver.getSerialNumber(), 0U);
     script.feed(packet('G', code(16) + bytes::u16(0xFEDC) + bytes::u16(3) + code(17) +
                                 bytes::u32(0xFEDCBA98)));
     for (int round = 0; round < 2; ++round) {
         QCOMPARE(script.driver.getFirmwareVersion(), 0xFEDC);
         QCOMPARE(script.driver.getHardwareVersion(), 3);
-        QCOMPARE(script.driver.getSerialNumber(), 0xFEDCBA98u);
+        QCOMPARE(script.driver.getSerialNumber(), 0xFEDCBA98U);
     }
     script.driver.disconnect();
     QCOMPARE(script.driver.getFirmwareVersion(), 0);
     QCOMPARE(script.driver.getHardwareVersion(), 0);
-    QCOMPARE(script.driver.getSerialNumber(), 0u);
+    QCOMPARE(script.driver.getSerialNumber(), 0U);
     script.driver.connect(script.port.path(), 115200, 8, 0, 1);
     QCOMPARE(script.driver.getFirmwareVersion(), 0xFEDC);
-    QCOMPARE(script.driver.getSerialNumber(), 0xFEDCBA98u);
+    QCOMPARE(script.driver.getSerialNumber(), 0xFEDCBA98U);
 }
 
 void TestImuSamples::notConnectedReturnsNothingAndKeepsTheFlags()
@@ -195,7 +195,7 @@ void TestImuSamples::notConnectedReturnsNothingAndKeepsTheFlags()
     script.driver.connect(script.port.path(), 115200, 8, 0, 1);
     QCOMPARE(script.driver.getQuaternion(), (Floats{1, 2, 3, 4}));
     QCOMPARE(script.driver.getEuler(), (Floats{1, 2, 3}));
-    QCOMPARE(script.driver.getAltitude(), 7.0f);
+    QCOMPARE(script.driver.getAltitude(), 7.0F);
     QCOMPARE(script.driver.getBaudRate(), 115200); // connect() has overwritten the reply
     QCOMPARE(script.driver.getDataRate(), 50);
     QCOMPARE(script.driver.getOutputs(), static_cast<unsigned short>(4));
@@ -255,7 +255,7 @@ void TestImuSamples::signalsCarryTheBlocks()
                          note("raw", {x, y, z});
                      });
 
-    script.feed(packet('D', code(6) + floats({1, 2, 3}) + code(2) + floats({0.5f, -1, 0, 4}) +
+    script.feed(packet('D', code(6) + floats({1, 2, 3}) + code(2) + floats({0.5F, -1, 0, 4}) +
                                 code(5) + floats({0, 0, 0}) + code(14) + floats({4, 5, 6})));
     QCOMPARE(received, (QList<QByteArray>{"field 1 2 3", "quaternion 0.5 -1 0 4", "raw 4 5 6"}));
 
@@ -312,7 +312,7 @@ void TestImuSamples::rawFieldIsTraced()
                 messages.append(text.toUtf8());
         });
     script.driver.getMagneticFieldRaw();
-    script.feed(packet('D', code(14) + floats({-1.5f, 5, 6})));
+    script.feed(packet('D', code(14) + floats({-1.5F, 5, 6})));
     script.driver.getMagneticFieldRaw();
     script.driver.getMagneticFieldRaw();
     script.feed(packet('D', code(14) + floats({2, 5, 6}) + code(6) + floats({1, 2, 3})));
@@ -344,7 +344,7 @@ void TestImuSamples::processPacketReturnsWhetherItWasIntact()
             reinterpret_cast<const unsigned char *>(memory.constData()), length);
     };
     QVERIFY(process(kAltitude, 11));
-    QCOMPARE(script.driver.getAltitude(), 7.0f);
+    QCOMPARE(script.driver.getAltitude(), 7.0F);
     QVERIFY(!process(kAltitude, 10));
     QVERIFY(!process(hex("53 44 0B 00 03 00 00 80 3F C3 00"), 11));
     QVERIFY(process(hex("53 44 06 00 00 00"), 6));

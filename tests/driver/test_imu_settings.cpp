@@ -97,14 +97,14 @@ void TestImuSettings::notConnectedDoesNothingAndHoldsNoLock()
     driver.disconnect();
     QVERIFY(!driver.setDataRate(100));
     QVERIFY(!driver.setOutputs(1));
-    driver.setZeroThreshold(0.02f);
+    driver.setZeroThreshold(0.02F);
     QVERIFY(!driver.saveSettings());
     QVERIFY(!driver.revertToFactorySettings());
     QVERIFY(!driver.loadSettings());
     QVERIFY(!driver.setBaudRate(115200));
     QVERIFY(!driver.setDataRate_(100));
     QVERIFY(!driver.setOutputs_(1));
-    QVERIFY(!driver.setZeroThreshold_(0.02f));
+    QVERIFY(!driver.setZeroThreshold_(0.02F));
     QVERIFY(!driver.saveSettings_());
     QVERIFY(!driver.revertToFactorySettings_());
     QVERIFY(!driver.loadSettings_());
@@ -261,7 +261,7 @@ void TestImuSettings::setZeroThresholdIgnoresTheEchoedValue()
 {
     ScriptedDriver script;
     script.answerDuring(9 + 1 + 4, packet('G', code(23) + bytes::floats({5})));
-    script.driver.setZeroThreshold(0.02f);
+    script.driver.setZeroThreshold(0.02F);
     QCOMPARE(script.sleeps(), tens(9 + 1 + 4));
     QCOMPARE(script.sent(24), hex("53 43 0C 00 0D 17 0A D7 A3 3C E4 01").repeated(2));
 }
@@ -269,7 +269,7 @@ void TestImuSettings::setZeroThresholdIgnoresTheEchoedValue()
 void TestImuSettings::setZeroThresholdRepeatsForEver()
 {
     ScriptedDriver script;
-    QVERIFY(neverReturns(script, 5000, [&] { script.driver.setZeroThreshold(0.02f); }));
+    QVERIFY(neverReturns(script, 5000, [&] { script.driver.setZeroThreshold(0.02F); }));
     QCOMPARE(script.sleepsOf(10), 5000);
 }
 
@@ -374,7 +374,7 @@ void TestImuSettings::loadSettings()
     QCOMPARE(script.driver.getOutputs(), static_cast<unsigned short>(0x0067));
     QCOMPARE(script.driver.getFirmwareVersion(), 0x0102);
     QCOMPARE(script.driver.getHardwareVersion(), 0x0304);
-    QCOMPARE(script.driver.getSerialNumber(), 4711u);
+    QCOMPARE(script.driver.getSerialNumber(), 4711U);
 }
 
 void TestImuSettings::loadSettingsCollectsAcrossAttempts()
@@ -475,7 +475,7 @@ void TestImuSettings::worksOnARealLine()
 
     QVERIFY(driver->setDataRate(500));
     QVERIFY(driver->setOutputs(0x0104));
-    driver->setZeroThreshold(0.02f);
+    driver->setZeroThreshold(0.02F);
     QVERIFY(driver->loadSettings());
     QCOMPARE(driver->getDataRate(), 200);
     QCOMPARE(driver->getOutputs(), static_cast<unsigned short>(0x0104));

@@ -13,6 +13,7 @@
 #include "tests/fixtures/bytes.h"
 #include "tests/fixtures/scripted_device.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using bytes::code;
 using bytes::floats;
@@ -123,7 +124,7 @@ void TestImuStress::command(std::stop_token stop)
         try {
             m_driver->setDataRate_(1000);
             m_driver->setOutputs_(0x167);
-            m_driver->setZeroThreshold_(0.02f);
+            m_driver->setZeroThreshold_(0.02F);
             m_driver->saveSettings_();
             m_driver->revertToFactorySettings_();
             m_driver->loadSettings_();

@@ -79,9 +79,9 @@ Answer setOutputs(FaultBed &bed)
 
 Answer setZeroThreshold(FaultBed &bed)
 {
-    bed.driver().setZeroThreshold(0.02f);
+    bed.driver().setZeroThreshold(0.02F);
     bed.pass(10ms); // setZeroThreshold() may return before the device has received the command
-    return {true, working(bed).zeroThreshold == 0.02f};
+    return {true, working(bed).zeroThreshold == 0.02F};
 }
 
 Answer saveSettings(FaultBed &bed)
@@ -131,8 +131,8 @@ bool applyCalibration(FaultBed &bed, float scale)
 
 Answer applyCalibration(FaultBed &bed)
 {
-    const bool done = applyCalibration(bed, 0.5f);
-    return {done, working(bed).magnetic.matrix[0] == 0.5f};
+    const bool done = applyCalibration(bed, 0.5F);
+    return {done, working(bed).magnetic.matrix[0] == 0.5F};
 }
 
 // Sets 200 Hz: at this data rate a reply that is joined with a sample has arrived when the driver
@@ -142,13 +142,14 @@ void applyAnother(FaultBed &bed)
     sim::DeviceMemory memory = bed.device().memory();
     memory.active.rateHz = 200;
     bed.device().setMemory(memory);
-    applyCalibration(bed, 0.25f);
+    applyCalibration(bed, 0.25F);
 }
 
 std::vector<unsigned char> calibrationReply()
 {
     std::vector<unsigned char> reply{MAG_CALIBRATION};
-    for (const float value : {1.f, 2.f, 3.f, 0.5f, 0.f, 0.f, 0.f, 0.5f, 0.f, 0.f, 0.f, 0.5f}) {
+    for (const float value :
+         {1.0F, 2.0F, 3.0F, 0.5F, 0.0F, 0.0F, 0.0F, 0.5F, 0.0F, 0.0F, 0.0F, 0.5F}) {
         const auto bytes = std::bit_cast<std::array<unsigned char, 4>>(value);
         reply.insert(reply.end(), bytes.begin(), bytes.end());
     }

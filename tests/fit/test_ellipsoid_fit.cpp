@@ -13,7 +13,7 @@ Q_DECLARE_METATYPE(MadeEllipsoid)
 
 namespace {
 
-constexpr float kFlat = 999999.9f;
+constexpr float kFlat = 999999.9F;
 
 // Errors relative to the size: of the shape to its norm, of the centre to the half axes.
 double shapeError(const Eigen::Matrix3f &shape, const Eigen::Matrix3d &truth)
@@ -203,18 +203,18 @@ void TestEllipsoidFit::correctionOfASphereIsItsInverseRadius()
 {
     const MadeEllipsoid sphere{{2.5, 2.5, 2.5}, Eigen::Matrix3d::Identity(), {1, -2, 3}};
     const auto correction = correctionFor(ellipsoid::fit(Maker(3).samples(sphere, 300)));
-    QVERIFY((correction.bias - Eigen::Vector3f(1, -2, 3)).norm() < 5e-6f);
-    QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() / 2.5f).norm() < 2e-6f);
-    QVERIFY((correction.scale() - Eigen::Vector3f::Constant(2.5f)).norm() < 1e-5f);
+    QVERIFY((correction.bias - Eigen::Vector3f(1, -2, 3)).norm() < 5e-6F);
+    QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() / 2.5F).norm() < 2e-6F);
+    QVERIFY((correction.scale() - Eigen::Vector3f::Constant(2.5F)).norm() < 1e-5F);
 }
 
 void TestEllipsoidFit::correctionOfAnAlignedEllipsoidIsDiagonal()
 {
     const MadeEllipsoid made{{0.5, 1, 2}, Eigen::Matrix3d::Identity(), {0.1, 0.2, 0.3}};
     const auto correction = correctionFor(ellipsoid::fit(Maker(4).samples(made, 300)));
-    const Eigen::Matrix3f expected = Eigen::Vector3f(2, 1, 0.5f).asDiagonal();
-    QVERIFY((correction.matrix - expected).norm() < 1e-5f);
-    QVERIFY((correction.scale() - Eigen::Vector3f(0.5f, 1, 2)).norm() < 1e-5f);
+    const Eigen::Matrix3f expected = Eigen::Vector3f(2, 1, 0.5F).asDiagonal();
+    QVERIFY((correction.matrix - expected).norm() < 1e-5F);
+    QVERIFY((correction.scale() - Eigen::Vector3f(0.5F, 1, 2)).norm() < 1e-5F);
 }
 
 void TestEllipsoidFit::noSamples()
@@ -227,12 +227,12 @@ void TestEllipsoidFit::noSamples()
 
 void TestEllipsoidFit::oneSample()
 {
-    const ellipsoid::Fit fit = ellipsoid::fit({{0.25f, -3.0f, 41.5f}});
-    QCOMPARE(fit.centre, Eigen::Vector3f(0.25f, -3.0f, 41.5f));
+    const ellipsoid::Fit fit = ellipsoid::fit({{0.25F, -3.0F, 41.5F}});
+    QCOMPARE(fit.centre, Eigen::Vector3f(0.25F, -3.0F, 41.5F));
     QCOMPARE(fit.shape, Eigen::Matrix3f(Eigen::Vector3f::Constant(kFlat).asDiagonal()));
     QCOMPARE(fit.iterations, 1);
     const auto correction = correctionFor(fit);
-    QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() * 1000.0f).norm() < 1e-3f);
+    QVERIFY((correction.matrix - Eigen::Matrix3f::Identity() * 1000.0F).norm() < 1e-3F);
 }
 
 // The axis without extent keeps its first stiffness and centre exactly, because the readings
@@ -243,14 +243,14 @@ void TestEllipsoidFit::samplesInAnAlignedPlane()
     for (int i = 0; i < 36; ++i) {
         const double angle = i * M_PI / 18;
         ring.push_back({static_cast<float>(0.5 + 2 * std::cos(angle)),
-                        static_cast<float>(1.5 * std::sin(angle)), 7.0f});
+                        static_cast<float>(1.5 * std::sin(angle)), 7.0F});
     }
     const ellipsoid::Fit fit = ellipsoid::fit(ring);
     QCOMPARE(fit.shape(2, 2), kFlat);
-    QCOMPARE(fit.centre.z(), 7.0f);
-    QVERIFY(std::abs(fit.shape(0, 0) - 0.25f) < 1e-5f);
-    QVERIFY(std::abs(fit.shape(1, 1) - 1 / 2.25f) < 1e-5f);
-    QVERIFY(std::abs(fit.centre.x() - 0.5f) < 1e-5f);
+    QCOMPARE(fit.centre.z(), 7.0F);
+    QVERIFY(std::abs(fit.shape(0, 0) - 0.25F) < 1e-5F);
+    QVERIFY(std::abs(fit.shape(1, 1) - 1 / 2.25F) < 1e-5F);
+    QVERIFY(std::abs(fit.centre.x() - 0.5F) < 1e-5F);
 }
 
 void TestEllipsoidFit::flatSetsStayFinite_data()
@@ -268,7 +268,7 @@ void TestEllipsoidFit::flatSetsStayFinite_data()
         return samples;
     };
     QTest::newRow("two samples") << Readings{{1, 2, 3}, {2, 3, 5}};
-    QTest::newRow("the same sample often") << Readings(30, {0.1f, 0.2f, 0.3f});
+    QTest::newRow("the same sample often") << Readings(30, {0.1F, 0.2F, 0.3F});
     QTest::newRow("line along an axis") << spread({2, 0, 0}, {0, 0, 0});
     QTest::newRow("plane of two axes") << spread({0, 3, 0}, {0, 0, 0.5});
 }
@@ -289,14 +289,14 @@ void TestEllipsoidFit::tiltedFlatSetsEnd()
     Readings line;
     Readings plane;
     for (int i = 0; i < 40; ++i) {
-        const float t = 0.1f * static_cast<float>(i);
+        const float t = 0.1F * static_cast<float>(i);
         line.push_back({t, t, t});
         plane.push_back({std::cos(t), std::sin(t), std::cos(t)});
     }
     for (const Readings &samples : {line, plane}) {
         const ellipsoid::Fit fit = ellipsoid::fit(samples);
         QVERIFY(fit.iterations >= 1 && fit.iterations <= 15);
-        QCOMPARE(correctionFor(fit).matrix(2, 0), 0.0f);
+        QCOMPARE(correctionFor(fit).matrix(2, 0), 0.0F);
     }
 }
 
@@ -307,20 +307,20 @@ void TestEllipsoidFit::halfRangeBelowAThousandthIsFlat()
     const auto stiffnessAlongZ = [](float halfRange) {
         return ellipsoid::fit({{0, 0, halfRange}, {0, 0, -halfRange}}).shape(2, 2);
     };
-    QVERIFY(std::abs(stiffnessAlongZ(0.0009f) - kFlat) < 15.0f);
-    QVERIFY(std::abs(stiffnessAlongZ(0.0011f) - 826446.3f) < 15.0f);
+    QVERIFY(std::abs(stiffnessAlongZ(0.0009F) - kFlat) < 15.0F);
+    QVERIFY(std::abs(stiffnessAlongZ(0.0011F) - 826446.3F) < 15.0F);
 }
 
 void TestEllipsoidFit::boundaryOfAFlatAxis_data()
 {
     QTest::addColumn<float>("halfRange");
     QTest::addColumn<float>("stiffness");
-    const float boundary = 0.001f;
-    const float below = std::nextafter(boundary, 0.0f);
-    const float above = std::nextafter(boundary, 1.0f);
+    const float boundary = 0.001F;
+    const float below = std::nextafter(boundary, 0.0F);
+    const float above = std::nextafter(boundary, 1.0F);
     QTest::newRow("just below: flat") << below << kFlat;
-    QTest::newRow("at it: not flat") << boundary << 1.0f / (boundary * boundary);
-    QTest::newRow("just above: not flat") << above << 1.0f / (above * above);
+    QTest::newRow("at it: not flat") << boundary << 1.0F / (boundary * boundary);
+    QTest::newRow("just above: not flat") << above << 1.0F / (above * above);
 }
 
 // Compares to the last bit, because QCOMPARE has a tolerance. At the boundary itself the inverse
@@ -368,11 +368,11 @@ void TestEllipsoidFit::stopsWithTheFirstSmallStep()
 void TestEllipsoidFit::keepsTheStepThatEndsTheSearch()
 {
     Readings samples = octahedron(1);
-    samples.push_back({0.707107f, 0.707107f, 0});
-    samples.push_back({0.707107f, 0, 0.707107f});
+    samples.push_back({0.707107F, 0.707107F, 0});
+    samples.push_back({0.707107F, 0, 0.707107F});
     const ellipsoid::Fit fit = ellipsoid::fit(samples);
     QCOMPARE(fit.iterations, 1);
-    QVERIFY(fit.centre.x() != 0.0f);
+    QVERIFY(fit.centre.x() != 0.0F);
 }
 
 // Near 50 a float cannot change by a millionth, so no step counts as small and all iterations run.
@@ -448,32 +448,32 @@ void TestEllipsoidFit::factorIsUpperTriangular()
     const auto correction = correctionFor(fit);
     const Eigen::Matrix3f &u = correction.matrix;
     QCOMPARE(correction.bias, fit.centre);
-    QVERIFY((u.transpose() * u - fit.shape).norm() < 1e-6f);
-    QVERIFY(u(1, 0) == 0.0f && u(2, 0) == 0.0f && u(2, 1) == 0.0f);
-    QVERIFY(u(0, 1) != 0.0f && u(0, 2) != 0.0f && u(1, 2) != 0.0f);
+    QVERIFY((u.transpose() * u - fit.shape).norm() < 1e-6F);
+    QVERIFY(u(1, 0) == 0.0F && u(2, 0) == 0.0F && u(2, 1) == 0.0F);
+    QVERIFY(u(0, 1) != 0.0F && u(0, 2) != 0.0F && u(1, 2) != 0.0F);
     QVERIFY(u.diagonal().minCoeff() > 0);
 }
 
 void TestEllipsoidFit::shapeIsMadeSymmetricFirst()
 {
     ellipsoid::Fit fit{Eigen::Matrix3f::Identity(), {1, 2, 3}, 1};
-    fit.shape(0, 1) = 0.4f;
+    fit.shape(0, 1) = 0.4F;
     const Eigen::Matrix3f u = correctionFor(fit).matrix;
-    QCOMPARE(u(0, 1), 0.2f);
-    QCOMPARE(u(1, 1), std::sqrt(1.0f - 0.2f * 0.2f));
+    QCOMPARE(u(0, 1), 0.2F);
+    QCOMPARE(u(1, 1), std::sqrt(1.0F - 0.2F * 0.2F));
 }
 
 void TestEllipsoidFit::shapeThatHasNoFactorIsShiftedOnce()
 {
     const ellipsoid::Fit nothing{Eigen::Matrix3f::Zero(), {0, 0, 0}, 1};
     const Eigen::Matrix3f u = correctionFor(nothing).matrix;
-    QVERIFY((u - Eigen::Matrix3f::Identity() * 0.001f).norm() < 1e-9f);
+    QVERIFY((u - Eigen::Matrix3f::Identity() * 0.001F).norm() < 1e-9F);
 
     // One shift is not enough here. The result is still upper triangular.
     const ellipsoid::Fit saddle{Eigen::Vector3f(1, -1, 1).asDiagonal(), {0, 0, 0}, 1};
     const Eigen::Matrix3f rest = correctionFor(saddle).matrix;
-    QVERIFY(std::abs(rest(0, 0) - 1) < 1e-5f);
-    QCOMPARE(rest(1, 0), 0.0f);
+    QVERIFY(std::abs(rest(0, 0) - 1) < 1e-5F);
+    QCOMPARE(rest(1, 0), 0.0F);
 }
 
 QTEST_APPLESS_MAIN(TestEllipsoidFit)

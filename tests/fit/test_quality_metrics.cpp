@@ -39,7 +39,7 @@ void TestQualityMetrics::meanAndDeviationOfLengths()
 {
     const Readings samples{{1, 0, 0}, {0, -2, 0}, {2, 2, 1}, {0, 0, 6}};
     const auto metrics = ellipsoid::qualityMetrics(samples, {});
-    QCOMPARE(metrics.mean, 3.0f);
+    QCOMPARE(metrics.mean, 3.0F);
     QCOMPARE(metrics.deviation, static_cast<float>(std::sqrt(3.5)));
 }
 
@@ -50,8 +50,8 @@ void TestQualityMetrics::correctionIsApplied()
     correction.matrix << 2, 1, 0, 0, 4, 0, 0, 0, 1;
     // p - b = (1, 2, 0), U (p - b) = (4, 8, 0).
     const auto metrics = ellipsoid::qualityMetrics({{2, 4, 3}}, correction);
-    QCOMPARE(metrics.mean, std::sqrt(80.0f));
-    QCOMPARE(metrics.deviation, 0.0f);
+    QCOMPARE(metrics.mean, std::sqrt(80.0F));
+    QCOMPARE(metrics.deviation, 0.0F);
 }
 
 void TestQualityMetrics::exactReadingsAreGood()
@@ -61,8 +61,8 @@ void TestQualityMetrics::exactReadingsAreGood()
     const ellipsoid::Fit fit = ellipsoid::fit(samples);
     const auto metrics =
         ellipsoid::qualityMetrics(samples, ellipsoid::deriveCorrection(fit.shape, fit.centre));
-    QVERIFY(std::abs(metrics.mean - 1) < 1e-5f);
-    QVERIFY(metrics.deviation < 1e-5f);
+    QVERIFY(std::abs(metrics.mean - 1) < 1e-5F);
+    QVERIFY(metrics.deviation < 1e-5F);
     QCOMPARE(ellipsoid::verdictOn(metrics.deviation), Verdict::Good);
 }
 
@@ -72,7 +72,7 @@ void TestQualityMetrics::roundedVarianceIsNeverNegative()
 {
     int below = 0;
     for (int i = 1; i <= 200; ++i) {
-        const float length = 0.9f + 0.001f * static_cast<float>(i);
+        const float length = 0.9F + 0.001F * static_cast<float>(i);
         const double squared = static_cast<double>(length) * static_cast<double>(length);
         double sum = 0;
         double squares = 0;
@@ -82,10 +82,10 @@ void TestQualityMetrics::roundedVarianceIsNeverNegative()
         }
         const double mean = sum / 37;
         const auto metrics = ellipsoid::qualityMetrics(Readings(37, {length, 0, 0}), {});
-        QVERIFY(!std::isnan(metrics.deviation) && metrics.deviation < 1e-7f);
+        QVERIFY(!std::isnan(metrics.deviation) && metrics.deviation < 1e-7F);
         if (squares / 37 - mean * mean < 0) {
             ++below;
-            QCOMPARE(metrics.deviation, 0.0f);
+            QCOMPARE(metrics.deviation, 0.0F);
         }
     }
     QVERIFY(below > 0);
@@ -94,12 +94,12 @@ void TestQualityMetrics::roundedVarianceIsNeverNegative()
 // A hundred thousand readings: in single precision the sums would be wrong in the fourth digit.
 void TestQualityMetrics::sumsAreKeptInDouble()
 {
-    Readings samples(100000, {1.1f, 0, 0});
+    Readings samples(100000, {1.1F, 0, 0});
     for (std::size_t i = 0; i < samples.size(); i += 2)
-        samples[i][0] = 0.9f;
+        samples[i][0] = 0.9F;
     const auto metrics = ellipsoid::qualityMetrics(samples, {});
-    QVERIFY(std::abs(metrics.mean - 1.0f) < 1e-6f);
-    QVERIFY(std::abs(metrics.deviation - 0.1f) < 1e-6f);
+    QVERIFY(std::abs(metrics.mean - 1.0F) < 1e-6F);
+    QVERIFY(std::abs(metrics.deviation - 0.1F) < 1e-6F);
 }
 
 // A NaN variance is not above zero, so the deviation is 0; the mean shows the NaN.
@@ -108,18 +108,18 @@ void TestQualityMetrics::nanShowsInTheMean()
     const float nan = std::numeric_limits<float>::quiet_NaN();
     const auto metrics = ellipsoid::qualityMetrics({{1, 0, 0}, {nan, 0, 0}}, {});
     QVERIFY(std::isnan(metrics.mean));
-    QCOMPARE(metrics.deviation, 0.0f);
+    QCOMPARE(metrics.deviation, 0.0F);
 }
 
 void TestQualityMetrics::verdict_data()
 {
     QTest::addColumn<float>("deviation");
     QTest::addColumn<Verdict>("expected");
-    QTest::newRow("none") << 0.0f << Verdict::Good;
-    QTest::newRow("just below 0.03") << std::nextafter(0.03f, 0.0f) << Verdict::Good;
-    QTest::newRow("0.03") << 0.03f << Verdict::Acceptable;
-    QTest::newRow("just below 0.08") << std::nextafter(0.08f, 0.0f) << Verdict::Acceptable;
-    QTest::newRow("0.08") << 0.08f << Verdict::Bad;
+    QTest::newRow("none") << 0.0F << Verdict::Good;
+    QTest::newRow("just below 0.03") << std::nextafter(0.03F, 0.0F) << Verdict::Good;
+    QTest::newRow("0.03") << 0.03F << Verdict::Acceptable;
+    QTest::newRow("just below 0.08") << std::nextafter(0.08F, 0.0F) << Verdict::Acceptable;
+    QTest::newRow("0.08") << 0.08F << Verdict::Bad;
     QTest::newRow("infinite") << std::numeric_limits<float>::infinity() << Verdict::Bad;
     QTest::newRow("not a number") << std::numeric_limits<float>::quiet_NaN() << Verdict::Bad;
 }

@@ -47,7 +47,7 @@ void TestCommandBuilder::firstPacketOfEachCommand_data()
     add("outputs", builder().setOutputs(0x0167), "53 43 0C 00 0D 09 67 01 00 00 7E 00");
     add("baud rate 115200", builder().setBaudRate(115200), "53 43 0C 00 0D 07 00 C2 01 00 D7 00");
     add("baud rate 921600", builder().setBaudRate(921600), "53 43 0C 00 0D 07 00 10 0E 00 32 00");
-    add("zero threshold 0.02", builder().setZeroThreshold(0.02f),
+    add("zero threshold 0.02", builder().setZeroThreshold(0.02F),
         "53 43 0C 00 0D 17 0A D7 A3 3C E4 01");
     add("get settings", builder().getSettings(), "53 43 0C 00 0C 07 08 09 10 11 45 00");
     add("save settings", builder().saveSettings(0x0267), "53 43 09 00 0B 67 02 74 00");
@@ -93,7 +93,7 @@ void TestCommandBuilder::fillerKeepsBytesOfThePreviousCommand()
     QCOMPARE(bytesOf(builder.setOutputs(4)), hex("53 43 0C 00 0D 09 04 00 10 11 3B 00"));
     builder.getCalibrationData(0, 0x01000000);
     QCOMPARE(bytesOf(builder.setOutputs(4)), hex("53 43 0C 00 0D 09 04 00 00 00 1A 00"));
-    builder.setZeroThreshold(0.02f);
+    builder.setZeroThreshold(0.02F);
     QCOMPARE(bytesOf(builder.setDataRate(50)), hex("53 43 0C 00 0D 08 32 00 A3 3C 26 01"));
 }
 

@@ -88,7 +88,7 @@ Floats blockValues(const SampleStore &store, int block)
 }
 
 const Floats kOneTwoThree{1, 2, 3};
-// 1.0f, 2.0f, 3.0f
+// 1.0F, 2.0F, 3.0F
 const QByteArray kTriple = hex("0000803F 00000040 00004040");
 
 } // namespace
@@ -140,9 +140,9 @@ void TestDecoder::initialValues()
     QCOMPARE(list(decoding.store.quaternion), (Floats{0, 0, 0, 1}));
     for (const int block : {0, 1, 4, 5, 6, 14})
         QCOMPARE(blockValues(decoding.store, block), (Floats{0, 0, 0}));
-    QCOMPARE(decoding.store.altitude, 0.0f);
+    QCOMPARE(decoding.store.altitude, 0.0F);
     QCOMPARE(decoding.store.calibrationFloatCount, 0);
-    QCOMPARE(decoding.store.baudRate.load(), 0u);
+    QCOMPARE(decoding.store.baudRate.load(), 0U);
     QVERIFY(decoding.flags().isEmpty());
 }
 
@@ -158,7 +158,7 @@ void TestDecoder::dataBlock_data()
     QTest::newRow("accelerations")
         << hex("5344 1300 01 0000803F 00000040 00004040 8001") << 1 << kOneTwoThree;
     QTest::newRow("quaternion") << hex("5344 1700 02 0000003F 000000BF 0000003F 0000003F 7E01") << 2
-                                << Floats{0.5f, -0.5f, 0.5f, 0.5f};
+                                << Floats{0.5F, -0.5F, 0.5F, 0.5F};
     QTest::newRow("altitude") << hex("5344 0B00 03 0000803F C200") << 3 << Floats{1};
     QTest::newRow("covariances") << hex("5344 1300 04 0000803F 00000040 00004040 8301") << 4
                                  << kOneTwoThree;
@@ -193,7 +193,7 @@ void TestDecoder::reservedBlockIsSkipped()
     Decoding decoding;
     QVERIFY(decoding(packet('D', code(22) + QByteArray(36, '\x02') + code(3) + floats({7}))));
     QCOMPARE(decoding.flags(), (QList{3, 22}));
-    QCOMPARE(decoding.store.altitude, 7.0f);
+    QCOMPARE(decoding.store.altitude, 7.0F);
 }
 
 void TestDecoder::settingsReply_data()
@@ -202,10 +202,10 @@ void TestDecoder::settingsReply_data()
     QTest::addColumn<int>("block");
     QTest::addColumn<quint32>("value");
 
-    QTest::newRow("baud rate") << hex("5347 0B00 07 00C20100 CA00") << 7 << 115200u;
-    QTest::newRow("data rate") << hex("5347 0900 08 E803 F300") << 8 << 1000u;
-    QTest::newRow("outputs") << hex("5347 0900 09 6702 7200") << 9 << 0x0267u;
-    QTest::newRow("serial number") << hex("5347 0B00 11 78563412 2501") << 17 << 0x12345678u;
+    QTest::newRow("baud rate") << hex("5347 0B00 07 00C20100 CA00") << 7 << 115200U;
+    QTest::newRow("data rate") << hex("5347 0900 08 E803 F300") << 8 << 1000U;
+    QTest::newRow("outputs") << hex("5347 0900 09 6702 7200") << 9 << 0x0267U;
+    QTest::newRow("serial number") << hex("5347 0B00 11 78563412 2501") << 17 << 0x12345678U;
 }
 
 void TestDecoder::settingsReply()
@@ -217,10 +217,10 @@ void TestDecoder::settingsReply()
     Decoding decoding;
     QVERIFY(decoding(bytes));
     QCOMPARE(decoding.flags(), QList{block});
-    QCOMPARE(decoding.store.baudRate.load(), block == 7 ? value : 0u);
-    QCOMPARE(decoding.store.dataRate.load(), static_cast<quint16>(block == 8 ? value : 0u));
-    QCOMPARE(decoding.store.outputs.load(), static_cast<quint16>(block == 9 ? value : 0u));
-    QCOMPARE(decoding.store.serialNumber.load(), block == 17 ? value : 0u);
+    QCOMPARE(decoding.store.baudRate.load(), block == 7 ? value : 0U);
+    QCOMPARE(decoding.store.dataRate.load(), static_cast<quint16>(block == 8 ? value : 0U));
+    QCOMPARE(decoding.store.outputs.load(), static_cast<quint16>(block == 9 ? value : 0U));
+    QCOMPARE(decoding.store.serialNumber.load(), block == 17 ? value : 0U);
 }
 
 void TestDecoder::versionsReply()
@@ -248,7 +248,7 @@ void TestDecoder::zeroThresholdReply()
 {
     Decoding decoding;
     QVERIFY(decoding(hex("5347 0B00 17 0AD7A33C D701")));
-    QCOMPARE(decoding.store.zeroThreshold.load(), 0.02f);
+    QCOMPARE(decoding.store.zeroThreshold.load(), 0.02F);
     QCOMPARE(decoding.flags(), QList{23});
 }
 
@@ -350,7 +350,7 @@ void TestDecoder::secondPacketOverwritesTheFirst()
     Decoding decoding;
     QVERIFY(decoding(packet('D', code(3) + floats({1}))));
     QVERIFY(decoding(packet('D', code(3) + floats({2}))));
-    QCOMPARE(decoding.store.altitude, 2.0f);
+    QCOMPARE(decoding.store.altitude, 2.0F);
     QVERIFY(decoding.store.fresh.testAndClear(3));
     QVERIFY(!decoding.store.fresh.testAndClear(3));
 }
@@ -371,7 +371,7 @@ void TestDecoder::unknownCodesAreSkippedByteByByte()
     Decoding data;
     QVERIFY(data(packet('D', unknown + code(3) + floats({9}) + unknown)));
     QCOMPARE(data.flags(), QList{3});
-    QCOMPARE(data.store.altitude, 9.0f);
+    QCOMPARE(data.store.altitude, 9.0F);
     Decoding reply;
     QVERIFY(reply(packet('G', unknown + code(8) + bytes::u16(200) + unknown)));
     QCOMPARE(reply.flags(), QList{8});
@@ -393,7 +393,7 @@ void TestDecoder::calibrationDataSizeStepsOneByte()
 {
     Decoding decoding;
     QVERIFY(decoding(hex("5347 0B00 15 000C0000 2100")));
-    QCOMPARE(decoding.store.calibrationDataSize.load(), 3072u);
+    QCOMPARE(decoding.store.calibrationDataSize.load(), 3072U);
     QCOMPARE(decoding.flags(), QList{21});
 }
 
@@ -402,7 +402,7 @@ void TestDecoder::calibrationDataSizeValueIsScannedAsCodes()
 {
     Decoding decoding;
     QVERIFY(decoding(hex("5347 0B00 15 08E80300 0801")));
-    QCOMPARE(decoding.store.calibrationDataSize.load(), 0x03E808u);
+    QCOMPARE(decoding.store.calibrationDataSize.load(), 0x03E808U);
     QCOMPARE(decoding.store.dataRate.load(), quint16(1000));
     QCOMPARE(decoding.flags(), (QList{8, 21}));
 }
@@ -420,14 +420,14 @@ void TestDecoder::calibrationDataRecords()
 
     QByteArray payload = code(20);
     for (int i = 0; i < 3 * records; ++i)
-        payload += floats({static_cast<float>(i) + 0.5f});
+        payload += floats({static_cast<float>(i) + 0.5F});
     Decoding decoding;
     QVERIFY(decoding(packet('G', payload)));
     QCOMPARE(decoding.flags(), QList{20});
     QCOMPARE(decoding.store.calibrationFloatCount, 3 * records);
     for (int i = 0; i < 3 * records; ++i)
         QCOMPARE(decoding.store.calibration[static_cast<std::size_t>(i)],
-                 static_cast<float>(i) + 0.5f);
+                 static_cast<float>(i) + 0.5F);
 }
 
 void TestDecoder::calibrationDataWithoutARecord()
@@ -465,8 +465,8 @@ void TestDecoder::calibrationDataReplacesTheBuffer()
     QVERIFY(decoding(packet('G', code(20) + floats({1, 2, 3, 4, 5, 6}))));
     QVERIFY(decoding(packet('G', code(20) + floats({7, 8, 9}))));
     QCOMPARE(decoding.store.calibrationFloatCount, 3);
-    QCOMPARE(decoding.store.calibration[0], 7.0f);
-    QCOMPARE(decoding.store.calibration[3], 4.0f);
+    QCOMPARE(decoding.store.calibration[0], 7.0F);
+    QCOMPARE(decoding.store.calibration[3], 4.0F);
 }
 
 void TestDecoder::copiesRunPastTheChecksum_data()
@@ -544,7 +544,7 @@ void TestDecoder::damagedPacketChangesNothing()
     QVERIFY(!decoding(bytes));
     QVERIFY(decoding.flags().isEmpty());
     QVERIFY(decoding.announced.empty());
-    QCOMPARE(decoding.store.altitude, 0.0f);
+    QCOMPARE(decoding.store.altitude, 0.0F);
 }
 
 void TestDecoder::valuesAreStoredBitForBit()
@@ -555,9 +555,9 @@ void TestDecoder::valuesAreStoredBitForBit()
     const auto bits = [&](std::size_t i) {
         return std::bit_cast<quint32>(decoding.store.rates[i]);
     };
-    QCOMPARE(bits(0), 0x7FA00001u);
-    QCOMPARE(bits(1), 0x80000000u);
-    QCOMPARE(bits(2), 1u);
+    QCOMPARE(bits(0), 0x7FA00001U);
+    QCOMPARE(bits(1), 0x80000000U);
+    QCOMPARE(bits(2), 1U);
 }
 
 QTEST_APPLESS_MAIN(TestDecoder)

@@ -28,7 +28,7 @@ QList<QByteArray> feedAll(Framer &framer, const QByteArray &stream)
     return packets;
 }
 
-const QByteArray kAltitude = hex("53 44 0B 00 03 00 00 80 3F C2 00"); // 1.0f
+const QByteArray kAltitude = hex("53 44 0B 00 03 00 00 80 3F C2 00"); // 1.0F
 const QByteArray kDataRate = hex("53 47 09 00 08 E8 03 F3 00");       // 1000
 
 } // namespace

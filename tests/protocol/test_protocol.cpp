@@ -80,7 +80,7 @@ void TestProtocol::outputsBits()
         OUT_RATES, OUT_ACCELERATIONS,  OUT_QUATERNION, OUT_ALTITUDE,           OUT_COVARIANCES,
         OUT_EULER, OUT_MAGNETIC_FIELD, OUT_SYNC,       OUT_MAGNETIC_FIELD_RAW, OUT_RESERVED_9};
     for (int bit = 0; bit < inOrder.size(); ++bit)
-        QCOMPARE(inOrder[bit], 1u << bit);
+        QCOMPARE(inOrder[bit], 1U << bit);
 }
 
 void TestProtocol::preparePacket_data()
@@ -155,8 +155,8 @@ void TestProtocol::fieldsAreLittleEndianAtAnyOffset()
     const QByteArray bytes = hex("FF 78 56 34 12 00 00 80 3F");
     const auto *data = reinterpret_cast<const unsigned char *>(bytes.constData());
     QCOMPARE(protocol::readField<std::uint16_t>(data + 1), std::uint16_t(0x5678));
-    QCOMPARE(protocol::readField<std::uint32_t>(data + 1), 0x12345678u);
-    QCOMPARE(protocol::readField<float>(data + 5), 1.0f);
+    QCOMPARE(protocol::readField<std::uint32_t>(data + 1), 0x12345678U);
+    QCOMPARE(protocol::readField<float>(data + 5), 1.0F);
 
     QByteArray written(9, '\0');
     auto *out = reinterpret_cast<unsigned char *>(written.data());

@@ -38,9 +38,9 @@ recording::Recording madeRecording()
     recording.header = {.baud = 460800,
                         .rateHz = 400,
                         .outputs = 0x1FF,
-                        .zeroThreshold = 0.125f,
+                        .zeroThreshold = 0.125F,
                         .motion = "tumble",
-                        .seed = 18446744073709551615u,
+                        .seed = 18446744073709551615U,
                         .serialNumber = 0xC0FFEE,
                         .faults = "--noise 3 --lose 0.01"};
     recording.events = {{0us, Kind::FromHost, {0x53, 0x43, 0x0C, 0x00}, 0},

@@ -12,6 +12,7 @@
 #include "sim/line/pty_server.h"
 #include "sim/recording/replay.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "tests/recordings/line_player.h"
 
 using namespace Qt::StringLiterals;
@@ -178,8 +179,8 @@ void TestRecordings::replayedSessionsAnswer_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<unsigned int>("speed");
     QTest::addColumn<int>("outputs");
-    QTest::newRow("asks for the settings") << u"settings-loaded"_s << 115200u << 0x24;
-    QTest::newRow("changes the speed") << u"speed-changed"_s << 230400u << 0x04;
+    QTest::newRow("asks for the settings") << u"settings-loaded"_s << 115200U << 0x24;
+    QTest::newRow("changes the speed") << u"speed-changed"_s << 230400U << 0x04;
 }
 
 // Replays in real time: the driver sends the recorded commands at its own times, and the replay
@@ -195,7 +196,7 @@ void TestRecordings::replayedSessionsAnswer()
     QTRY_VERIFY(!announced().empty());
     QVERIFY(speed == 115200 ? m_driver->loadSettings() : m_driver->setBaudRate(speed));
     QCOMPARE(int(m_driver->getOutputs()), outputs);
-    QCOMPARE(m_driver->getSerialNumber(), 0xC0FFEEu);
+    QCOMPARE(m_driver->getSerialNumber(), 0xC0FFEEU);
 }
 
 VORNIX_TEST_MAIN(TestRecordings, QCoreApplication)

@@ -155,7 +155,7 @@ void TestSerialPort::secondProgramIsRefusedAsBusy()
         return connectError(second, port.path(), 921600) == kBusy ? 0 : 1;
     });
     QCOMPARE(refused, 0);
-    QCOMPARE(port.speed(), 115200u);
+    QCOMPARE(port.speed(), 115200U);
 }
 
 void TestSerialPort::isClosedOnceByDisconnect()
@@ -173,7 +173,7 @@ void TestSerialPort::isClosedOnceByDisconnect()
 void TestSerialPort::stopBitsAndFlowControlAreKept_data()
 {
     QTest::addColumn<unsigned int>("flags");
-    QTest::newRow("neither") << 0u;
+    QTest::newRow("neither") << 0U;
     QTest::newRow("two stop bits") << unsigned(CSTOPB);
     QTest::newRow("hardware flow control") << unsigned(CRTSCTS);
     QTest::newRow("both") << unsigned(CSTOPB | CRTSCTS);

@@ -4,6 +4,7 @@
 #include "session/device.h"
 #include "session/error.h"
 #include "sim/device/imu_simulator_server.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace std::chrono_literals;
 using session::Device;

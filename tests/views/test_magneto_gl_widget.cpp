@@ -7,6 +7,7 @@
 #include <QTest>
 #include <QTranslator>
 
+#include "tests/fixtures/wait_limit.h"
 #include "views/magneto_gl_widget.h"
 
 using namespace Qt::StringLiterals;

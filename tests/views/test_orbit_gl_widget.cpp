@@ -8,6 +8,7 @@
 #include <QVBoxLayout>
 #include <QWheelEvent>
 
+#include "tests/fixtures/wait_limit.h"
 #include "tests/views/gl_probe.h"
 #include "views/orbit_gl_widget.h"
 

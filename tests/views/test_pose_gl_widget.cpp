@@ -8,6 +8,7 @@
 #include <QTest>
 #include <QTranslator>
 
+#include "tests/fixtures/wait_limit.h"
 #include "tests/views/gl_probe.h"
 #include "views/pose_gl_widget.h"
 

@@ -10,6 +10,7 @@
 #include <QTest>
 #include <QTranslator>
 
+#include "tests/fixtures/wait_limit.h"
 #include "tests/views/plot_scene.h"
 #include "views/rpy_plotter.h"
 

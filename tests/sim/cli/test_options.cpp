@@ -61,7 +61,7 @@ void TestOptions::defaultsAreTheFactorySettings()
     const sim::Configuration configuration = parsed({});
     QVERIFY(configuration.device.settings == sim::DeviceSettings{});
     QCOMPARE(configuration.device.motion, sim::Motion::Hand);
-    QCOMPARE(configuration.calibrationPoints, 120u);
+    QCOMPARE(configuration.calibrationPoints, 120U);
     QVERIFY(configuration.ports.empty());
     QVERIFY(configuration.command.empty());
     QVERIFY(!configuration.statistics);
@@ -75,7 +75,7 @@ void TestOptions::defaultsAreStrict()
     QVERIFY((device.flashTime == sim::TimeRange{50ms, 400ms}));
     QVERIFY((device.baudChangeTime == sim::TimeRange{20ms, 250ms}));
     QCOMPARE(device.clockDriftPpm, 20.0);
-    QCOMPARE(device.fallbackBaud, 0u);
+    QCOMPARE(device.fallbackBaud, 0U);
     QCOMPARE(device.sensors.rateDrift, 1e-4);
     QVERIFY(!device.checksHostOutputs);
     QVERIFY(!device.staleSamplesDuringFlash);
@@ -166,7 +166,7 @@ void TestOptions::readsStrictness()
     QVERIFY((device.sensors == sim::SensorOptions{0.1, -0.2, 0.3}));
     QCOMPARE(device.faults.bitErrors, 1e-5);
     QCOMPARE(device.faults.powerLossesWhileSaving, 1);
-    QVERIFY(configuration.calibrationBytes == 300u);
+    QVERIFY(configuration.calibrationBytes == 300U);
     QVERIFY(configuration.line.outputStallsAt != sim::kNever);
     QVERIFY(configuration.line.outputStallTime == 2s);
 }
@@ -180,14 +180,14 @@ void TestOptions::readsTheDevice()
         "7",      "--link",    "/tmp/port",   "--statistics"};
     const sim::Configuration configuration = parsed(arguments);
     const sim::DeviceOptions &device = configuration.device;
-    QCOMPARE(device.settings.baud, 1500000u);
-    QCOMPARE(device.fallbackBaud, 460800u);
+    QCOMPARE(device.settings.baud, 1500000U);
+    QCOMPARE(device.fallbackBaud, 460800U);
     QCOMPARE(device.settings.rateHz, std::uint16_t(400));
     QCOMPARE(device.settings.outputs, std::uint16_t(0x1FF));
     QCOMPARE(device.motion, sim::Motion::Tumble);
     QCOMPARE(device.seed, std::uint64_t(42));
-    QCOMPARE(device.serialNumber, 3054u);
-    QCOMPARE(configuration.calibrationPoints, 7u);
+    QCOMPARE(device.serialNumber, 3054U);
+    QCOMPARE(configuration.calibrationPoints, 7U);
     QCOMPARE(configuration.link, std::string("/tmp/port"));
     QVERIFY(configuration.statistics);
 }

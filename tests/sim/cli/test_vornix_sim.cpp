@@ -17,6 +17,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
 
 using namespace std::chrono_literals;

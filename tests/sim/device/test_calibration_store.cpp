@@ -99,7 +99,7 @@ void TestCalibrationStore::servesAnyBytes()
         bytes[i] = static_cast<unsigned char>(i);
     CalibrationStore store;
     store.setBytes(bytes);
-    QCOMPARE(store.size(), 300u);
+    QCOMPARE(store.size(), 300U);
     QCOMPARE(store.block(0, 128), Bytes(bytes.begin(), bytes.begin() + 96));
     QCOMPARE(store.block(128, 256), Bytes(bytes.begin() + 128, bytes.begin() + 224));
     QCOMPARE(store.block(256, 12), Bytes(bytes.begin() + 256, bytes.begin() + 268));
@@ -122,7 +122,7 @@ void TestCalibrationStore::holdsAtMostSixHundred()
 {
     CalibrationStore store;
     store.setPoints(pointsUpTo(1000));
-    QCOMPARE(store.size(), 12800u);
+    QCOMPARE(store.size(), 12800U);
     QCOMPARE(download(store), pointsUpTo(600));
 }
 

@@ -1,5 +1,7 @@
 // Commands in a stream of bytes, and streams without commands.
 
+#include <algorithm>
+#include <array>
 #include <random>
 
 #include <QTest>
@@ -72,10 +74,10 @@ void TestCommandParser::findsCommands()
 
 void TestCommandParser::takesTheLongestCommand()
 {
-    Bytes packet{0x53, 0x43, 0x05, 0x01};
-    packet.resize(4 + 255, 0xFF);
-    packet.push_back(0x01); // 255 times 255 is 0xFE01
-    packet.push_back(0xFE);
+    Bytes packet(4 + 255 + 2, 0xFF);
+    std::ranges::copy(std::array{0x53, 0x43, 0x05, 0x01}, packet.begin());
+    packet[259] = 0x01; // 255 times 255 is 0xFE01
+    packet[260] = 0xFE;
     sim::CommandParser parser;
     QCOMPARE(found(parser, packet), std::vector<Bytes>{packet});
 }

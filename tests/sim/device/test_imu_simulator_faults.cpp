@@ -77,20 +77,20 @@ void TestImuSimulatorFaults::changesBaudRateAfterTheReply()
 {
     DeviceBed bed({}, 0xFF);
     bed.send(kSetBaud921600);
-    QCOMPARE(bed->lineBaud(), 115200u);
+    QCOMPARE(bed->lineBaud(), 115200U);
     bool answered = false;
     for (int i = 0; i < 100 && !answered; ++i) {
         bed->advance(1s + i * 1ms);
         while (const auto out = bed->transmit(1s + i * 1ms)) {
-            QCOMPARE(out->baud, 115200u);
+            QCOMPARE(out->baud, 115200U);
             answered = answered || out->bytes[1] == 'G';
         }
     }
     QVERIFY(answered);
     const auto packet = bed->transmit(2s);
     QVERIFY(packet);
-    QCOMPARE(packet->baud, 921600u);
-    QCOMPARE(bed->lineBaud(), 921600u);
+    QCOMPARE(packet->baud, 921600U);
+    QCOMPARE(bed->lineBaud(), 921600U);
 }
 
 void TestImuSimulatorFaults::isSilentDuringTheBaudChangeDelay()
@@ -104,7 +104,7 @@ void TestImuSimulatorFaults::isSilentDuringTheBaudChangeDelay()
     QVERIFY(bed.receive(2800ms).empty());
     QVERIFY(bed.ask(kSetRate200).empty());
     QVERIFY(!bed.receive(200ms).empty());
-    QCOMPARE(bed->lineBaud(), 921600u);
+    QCOMPARE(bed->lineBaud(), 921600U);
 }
 
 void TestImuSimulatorFaults::usesTheFallbackBaudRate()
@@ -115,11 +115,11 @@ void TestImuSimulatorFaults::usesTheFallbackBaudRate()
     options.fallbackBaud = 460800;
     options.settings.outputs = 0;
     sim::ImuSimulator device(options);
-    QCOMPARE(device.lineBaud(), 460800u);
+    QCOMPARE(device.lineBaud(), 460800U);
     device.receive(kGet, 460800, 1s);
     const auto answer = device.transmit(2s);
     QVERIFY(answer);
-    QCOMPARE(protocol::readField<std::uint32_t>(answer->bytes.data() + 5), 1500000u);
+    QCOMPARE(protocol::readField<std::uint32_t>(answer->bytes.data() + 5), 1500000U);
     QCOMPARE(protocol::readField<std::uint16_t>(answer->bytes.data() + 10), std::uint16_t(400));
 }
 
@@ -241,7 +241,7 @@ void TestImuSimulatorFaults::joinedReply()
     while (out && out->bytes[1] != 'G') // skips samples that were on the line before
         out = bed->transmit(3s);
     QVERIFY(out);
-    QCOMPARE(out->packets, 2u);
+    QCOMPARE(out->packets, 2U);
     QCOMPARE(Bytes(out->bytes.begin(), out->bytes.begin() + 9), kRate200);
     QCOMPARE(Host::packets(out->bytes).size(), std::size_t(2));
 
@@ -297,7 +297,7 @@ void TestImuSimulatorFaults::collectsPointsWhileItTurns()
     device.receive(kStart, 115200, 1s);
     QVERIFY(device.isCollecting());
     device.advance(11s);
-    QCOMPARE(device.calibrationStore().size(), 0u);
+    QCOMPARE(device.calibrationStore().size(), 0U);
     device.receive(kStop, 115200, 11s);
     QVERIFY(!device.isCollecting());
     // About a hundred points, six per page.
@@ -306,7 +306,7 @@ void TestImuSimulatorFaults::collectsPointsWhileItTurns()
     // The points are raw readings: with the true calibration each has length 1.
     const auto calibration = device.sensors().magnetic().trueCalibration();
     const auto block = device.calibrationStore().block(0, 128);
-    for (const std::size_t offset : {0u, 12u, 32u, 44u, 64u, 76u}) {
+    for (const std::size_t offset : {0U, 12U, 32U, 44U, 64U, 76U}) {
         const auto at = [&](std::size_t i) {
             return static_cast<double>(protocol::readField<float>(block.data() + offset + 4 * i));
         };
@@ -324,7 +324,7 @@ void TestImuSimulatorFaults::collectsOnePointAtRest()
     sim::ImuSimulator device(options);
     device.receive(kStart, 115200, 1s);
     device.receive(kStop, 115200, 20s);
-    QCOMPARE(device.calibrationStore().size(), 128u);
+    QCOMPARE(device.calibrationStore().size(), 128U);
 }
 
 void TestImuSimulatorFaults::streamsAtItsRate_data()
@@ -346,7 +346,7 @@ void TestImuSimulatorFaults::streamsAtItsRate()
         packets.push_back(out->bytes);
     // The last sample may still be on the line.
     QVERIFY(std::abs(int(packets.size()) - 10 * rateHz) <= 1);
-    QCOMPARE(device.counters().samplesSkipped, 0u);
+    QCOMPARE(device.counters().samplesSkipped, 0U);
     // Once a second the packet also contains the sync block.
     const auto synced = std::count_if(packets.begin(), packets.end(),
                                       [](const Bytes &packet) { return packet.size() == 130; });

@@ -11,6 +11,7 @@
 #include "driver/imu.h"
 #include "sim/device/imu_simulator_server.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 
 using namespace std::chrono_literals;
 
@@ -69,7 +70,7 @@ void TestImuSimulatorServer::changesBaudRate()
     sim::ImuSimulatorServer device;
     QVERIFY(m_driver->connect(device.path(), 115200, 8, 0, 1));
     QVERIFY(m_driver->setBaudRate(921600));
-    QCOMPARE(device.inspect([](const auto &d) { return d.lineBaud(); }), 921600u);
+    QCOMPARE(device.inspect([](const auto &d) { return d.lineBaud(); }), 921600U);
     // The number of repetitions depends on the machine.
     auto commands = device.receivedCommands();
     commands.erase(std::unique(commands.begin(), commands.end()), commands.end());

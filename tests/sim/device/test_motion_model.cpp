@@ -102,7 +102,7 @@ void TestMotionModel::sampleIsConsistent()
         const double largest = motion == Motion::Vibration ? 3.2 : 0.2;
         QVERIFY(vector(sample.accelerations).norm() < largest);
         QVERIFY(std::abs(static_cast<double>(sample.pressure) - 1013.25) < 1);
-        QVERIFY(sample.covariances[0] > 0 && sample.covariances[0] < 0.01f);
+        QVERIFY(sample.covariances[0] > 0 && sample.covariances[0] < 0.01F);
     }
 }
 
@@ -133,8 +133,8 @@ void TestMotionModel::tumblesThroughAllDirections()
     for (int i = 0; i < kSamples; ++i) {
         const Vector3d field =
             body.orientation(i * 200ms).conjugate() * sim::MagneticModel::earthField();
-        ++octants[(field.x() > 0 ? 1u : 0u) + (field.y() > 0 ? 2u : 0u) +
-                  (field.z() > 0 ? 4u : 0u)];
+        ++octants[(field.x() > 0 ? 1U : 0U) + (field.y() > 0 ? 2U : 0U) +
+                  (field.z() > 0 ? 4U : 0U)];
     }
     for (const int count : octants)
         QVERIFY2(count >= kSamples / 8 / 3, qPrintable(QString::number(count)));
@@ -172,7 +172,7 @@ void TestMotionModel::zeroThresholdZeroesSlowRotation()
     sim::DeviceSettings settings;
     const sim::Sensors still(Motion::Still, 1);
     QVERIFY(vector(still.sample(1s, settings).rates).norm() > 0);
-    settings.zeroThreshold = 0.02f;
+    settings.zeroThreshold = 0.02F;
     QCOMPARE(vector(still.sample(1s, settings).rates).norm(), 0.0);
     const sim::Sensors spin(Motion::Spin, 1);
     QVERIFY(std::abs(vector(spin.sample(1s, settings).rates).z() - 0.8) < 0.02);

@@ -208,11 +208,11 @@ void TestStrictDevice::baudRateChangesLater()
             QVERIFY(isReply || sent->baud == 115200 || sent->done >= replied + 100ms);
         }
         if (replied > sim::Time(0))
-            QCOMPARE(bed->lineBaud(), bed.now() < replied + 100ms ? 115200u : 921600u);
+            QCOMPARE(bed->lineBaud(), bed.now() < replied + 100ms ? 115200U : 921600U);
     }
     QVERIFY(replied > sim::Time(0));
     QVERIFY(std::is_sorted(bauds.begin(), bauds.end()));
-    QCOMPARE(bauds.back(), 921600u);
+    QCOMPARE(bauds.back(), 921600U);
 }
 
 void TestStrictDevice::refusesOtherOutputs_data()

@@ -42,8 +42,8 @@ void TestHostBaudTracker::usesTheBaudRateOfTheTerminal()
     QVERIFY(!sessions.isOpen());
     sessions.opened();
     sessions.wrote();
-    QCOMPARE(read(sessions, 115200), std::optional(115200u));
-    QCOMPARE(read(sessions, 921600), std::optional(921600u));
+    QCOMPARE(read(sessions, 115200), std::optional(115200U));
+    QCOMPARE(read(sessions, 921600), std::optional(921600U));
 }
 
 void TestHostBaudTracker::countsOpens()
@@ -67,7 +67,7 @@ void TestHostBaudTracker::baudRateIsUnknownInTheFirstReadAfterAClose()
     sessions.closed();
     sessions.opened();
     QCOMPARE(read(sessions, 921600), kUnknown);
-    QCOMPARE(read(sessions, 921600), std::optional(921600u));
+    QCOMPARE(read(sessions, 921600), std::optional(921600U));
 }
 
 void TestHostBaudTracker::keepsAnObservedBaudRateAcrossAClose()
@@ -78,7 +78,7 @@ void TestHostBaudTracker::keepsAnObservedBaudRateAcrossAClose()
     sessions.shows(460800);
     sessions.closed();
     sessions.opened();
-    QCOMPARE(read(sessions, 115200), std::optional(460800u));
+    QCOMPARE(read(sessions, 115200), std::optional(460800U));
 }
 
 void TestHostBaudTracker::ignoresTheBaudRateLeftByThePreviousHost()
@@ -110,7 +110,7 @@ void TestHostBaudTracker::showsTheLastObservedBaudRate()
     QVERIFY(!sessions.shown());
     sessions.shows(9600);
     sessions.shows(460800);
-    QCOMPARE(sessions.shown(), std::optional(460800u));
+    QCOMPARE(sessions.shown(), std::optional(460800U));
     sessions.closed();
     QVERIFY(!sessions.shown());
     sessions.opened();
@@ -127,7 +127,7 @@ void TestHostBaudTracker::keepsTheBaudRateOfBytesWrittenDuringTheRead()
     sessions.beginRead();
     sessions.wrote();
     sessions.closed();
-    QCOMPARE(sessions.endRead(460800, 460800), std::optional(460800u));
+    QCOMPARE(sessions.endRead(460800, 460800), std::optional(460800U));
 }
 
 void TestHostBaudTracker::waitsForBytesWrittenDuringTheRead()

@@ -8,6 +8,7 @@
 #include <QTest>
 
 #include "sim/device/imu_simulator_server.h"
+#include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
 
 using namespace std::chrono_literals;
@@ -62,7 +63,7 @@ void silence(sim::ImuSimulatorServer &device)
 void open(Host &host, const sim::ImuSimulatorServer &device)
 {
     QVERIFY(host.openWithoutDropping(device.path(), B1000000));
-    QVERIFY(eventually([&] { return device.seenHostBaud() == 1000000u; }));
+    QVERIFY(eventually([&] { return device.seenHostBaud() == 1000000U; }));
 }
 
 // The number of bytes before the first sample that arrives whole.
@@ -164,7 +165,7 @@ void TestStrictLine::countsFramingErrors()
 {
     sim::ImuSimulatorServer device(quiet());
     Host host(device.path(), B57600);
-    QVERIFY(eventually([&] { return device.seenHostBaud() == 57600u; }));
+    QVERIFY(eventually([&] { return device.seenHostBaud() == 57600U; }));
     setOutputs(device, 0x04);
     QVERIFY(eventually([&] { return device.counters().corrupted >= 5; }));
     silence(device);

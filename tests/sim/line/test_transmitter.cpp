@@ -39,8 +39,8 @@ void TestTransmitter::sendsTenBitsPerByte()
     const auto out = line.take(14300us);
     QVERIFY(out);
     QCOMPARE(out->bytes, bytes(93));
-    QCOMPARE(out->baud, 100000u);
-    QCOMPARE(out->packets, 1u);
+    QCOMPARE(out->baud, 100000U);
+    QCOMPARE(out->packets, 1U);
     QVERIFY(!line.take(1s));
 }
 
@@ -79,10 +79,10 @@ void TestTransmitter::changesBaudRateOfLaterBytes()
     line.send(bytes(10), 1, 0ms);
     line.setBaud(1000000);
     line.send(bytes(10), 1, 0ms);
-    QCOMPARE(line.take(1ms)->baud, 100000u);
+    QCOMPARE(line.take(1ms)->baud, 100000U);
     const auto second = line.take(1100us);
     QVERIFY(second);
-    QCOMPARE(second->baud, 1000000u);
+    QCOMPARE(second->baud, 1000000U);
 }
 
 void TestTransmitter::clearDropsPendingBytes()

@@ -168,7 +168,7 @@ void TestUsbAdapter::statesWhereTransmissionsEnd()
     QCOMPARE(second.size(), std::size_t(1));
     QVERIFY(!second[0].begins && second[0].ends && second[0].bytes == 38);
     QCOMPARE(second[0].size, std::size_t(50));
-    QCOMPARE(second[0].whole.samples, 1u);
+    QCOMPARE(second[0].whole.samples, 1U);
 }
 
 void TestUsbAdapter::separatesBaudRates()
@@ -181,7 +181,7 @@ void TestUsbAdapter::separatesBaudRates()
     const auto packets = takeAll(adapter, 40ms);
     QCOMPARE(packets.size(), std::size_t(2));
     QCOMPARE(packets[0].baud, kBaud);
-    QCOMPARE(packets[1].baud, 115200u);
+    QCOMPARE(packets[1].baud, 115200U);
     QCOMPARE(packets[1].bytes.size(), std::size_t(10));
 }
 

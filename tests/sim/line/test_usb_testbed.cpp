@@ -11,6 +11,7 @@
 #include "driver/imu.h"
 #include "tests/fixtures/device_testbed.h"
 #include "tests/fixtures/test_main.h"
+#include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
 
 using namespace Qt::StringLiterals;
@@ -142,16 +143,16 @@ void TestUsbTestbed::swapsTwoNames()
         m_driver->disconnect();
         return serial;
     };
-    QCOMPARE(serialAt("/dev/ttyUSB0"), 1u);
-    QCOMPARE(serialAt("/dev/ttyUSB1"), 2u);
+    QCOMPARE(serialAt("/dev/ttyUSB0"), 1U);
+    QCOMPARE(serialAt("/dev/ttyUSB1"), 2U);
     testbed.unplug("ttyUSB0");
     testbed.unplug("ttyUSB1");
     testbed.replugAs("ttyUSB0", "ttyUSB1");
     QCOMPARE(listedPorts(), QStringList{u"ttyUSB1"_s});
     testbed.replug("ttyUSB0");
     QCOMPARE(listedPorts(), (QStringList{u"ttyUSB0"_s, u"ttyUSB1"_s}));
-    QCOMPARE(serialAt("/dev/ttyUSB0"), 2u);
-    QCOMPARE(serialAt("/dev/ttyUSB1"), 1u);
+    QCOMPARE(serialAt("/dev/ttyUSB0"), 2U);
+    QCOMPARE(serialAt("/dev/ttyUSB1"), 1U);
 }
 
 // At full rate the host has about ten microseconds per byte, too little to ask another thread for

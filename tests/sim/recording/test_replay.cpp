@@ -56,7 +56,7 @@ private slots:
 void TestReplay::beginsWhenAHostListens()
 {
     Replay replay(recorded({delivered(0us, 1), delivered(10ms, 2)}));
-    QCOMPARE(replay.lineBaud(), 57600u);
+    QCOMPARE(replay.lineBaud(), 57600U);
     QVERIFY(replay.nextEvent() == sim::kNever);
     replay.setHostAttached(false, 1s);
     QVERIFY(replay.nextEvent() == sim::kNever);
@@ -104,12 +104,12 @@ void TestReplay::changesBaudRate()
                             {.at = 1ms, .kind = Kind::Baud, .baud = 1000000},
                             {.at = 1ms, .kind = Kind::Undelivered, .bytes = {2}}}));
     replay.setHostAttached(true, 0s);
-    QCOMPARE(replay.transmit(100ms)->baud, 57600u);
-    QCOMPARE(replay.lineBaud(), 57600u);
+    QCOMPARE(replay.transmit(100ms)->baud, 57600U);
+    QCOMPARE(replay.lineBaud(), 57600U);
     const auto second = replay.transmit(101ms);
-    QCOMPARE(second->baud, 1000000u);
+    QCOMPARE(second->baud, 1000000U);
     QCOMPARE(second->bytes, Bytes{2});
-    QCOMPARE(replay.lineBaud(), 1000000u);
+    QCOMPARE(replay.lineBaud(), 1000000U);
 }
 
 void TestReplay::waitsForTheHost()
