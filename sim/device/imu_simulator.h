@@ -97,6 +97,7 @@ public:
     void setSettings(const DeviceSettings &working);
 
     Faults &faults() { return m_options.faults; }
+    void setFlashTime(const TimeRange &time) { m_options.flashTime = time; }
     void setChecksHostOutputs(bool checks) { m_options.checksHostOutputs = checks; }
     CalibrationStore &calibrationStore() { return m_calibrationStore; }
     const Sensors &sensors() const { return m_sensors; }

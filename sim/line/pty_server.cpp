@@ -237,6 +237,8 @@ void PtyServer::closeUnplugged(Time now)
         return;
     m_pty.reset();
     m_delivery.unplug();
+    // The cable carries the power: a flash write that has begun must not end.
+    m_device->powerCycle(now);
     m_outputStalls = false;
     m_pulled = false;
     m_released.notify_all();

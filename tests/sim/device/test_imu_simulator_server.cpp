@@ -25,6 +25,7 @@ private slots:
     void streamsAndAnswers();
     void changesBaudRate();
     void returnsAfterUnplug();
+    void unplugCutsThePower();
     void refusedSaveIsRepeated();
     void savesDespiteSlowFlash();
     void powerLossWhileSavingLosesTheChange();
@@ -124,6 +125,18 @@ void TestImuSimulatorServer::refusedSaveIsRepeated()
     QVERIFY(fresh->saveSettings());
     QCOMPARE(device.counters().savesRefused, refused);
     fresh->disconnect();
+}
+
+// At once, not only when the cable is back: so what the device was saving is lost.
+void TestImuSimulatorServer::unplugCutsThePower()
+{
+    sim::ImuSimulatorServer device;
+    sim::DeviceSettings unsaved;
+    unsaved.rateHz = 200;
+    device.change([&](sim::ImuSimulator &simulator) { simulator.setSettings(unsaved); });
+    device.unplug();
+    QVERIFY(device.inspect([](const auto &d) { return d.memory().active; }) ==
+            sim::DeviceSettings());
 }
 
 void TestImuSimulatorServer::savesDespiteSlowFlash()
