@@ -34,22 +34,40 @@ struct Measured
     bool stuck = false;
 };
 
+void pullTheCable(FaultBed &bed, Fault fault, FaultCourse course)
+{
+    bed.unplug();
+    if (fault == Fault::OtherName)
+        bed.plugIn(FaultBed::Path::Other);
+    else if (course == FaultCourse::Ends)
+        bed.plugIn();
+}
+
 // Ends the fault after `until` commands of the operation. An operation with a limit on its attempts
 // gets no such end under FaultCourse::Stays: it has to stop at its limit.
 void arrange(FaultBed &bed, const Operation &operation, Fault fault, FaultCourse course)
 {
-    const auto startFault = [&bed, &operation, fault] { begin(fault, operation, bed.device()); };
+    const auto startFault = [&bed, &operation, fault] { begin(fault, operation, bed); };
+    // The driver writes before the sleep in which a fault begins; a stall has to begin earlier.
+    const milliseconds lead = fault == Fault::StalledOutput ? 100ms : 0ms;
     if (operation.faultFrom > 0ms)
-        bed.at(operation.faultFrom, startFault);
+        bed.at(operation.faultFrom - lead, startFault);
     else
         startFault();
-    if (course == FaultCourse::Unplugged) {
+    if (course == FaultCourse::Unplugged && fault == Fault::StalledOutput) {
+        bed.unplugInStall();
+    } else if (course == FaultCourse::Unplugged) {
         bed.beforeCommand([&bed] { bed.unplug(); });
+    } else if (pullsTheCable(fault)) {
+        bed.afterCommand([&bed, fault, course] {
+            if (bed.commands() == 1)
+                pullTheCable(bed, fault, course);
+        });
     } else if (course == FaultCourse::Ends || operation.attempts == 0) {
         const int until = course == FaultCourse::Ends ? kEndsAfter : watchedAttempts(operation);
         bed.afterCommand([&bed, fault, until] {
             if (bed.commands() == until)
-                end(fault, bed.device());
+                end(fault, bed);
         });
     }
 }
@@ -109,6 +127,9 @@ void takeOldAnswers(imu &driver)
 
 // --- Samples
 
+// The time in which about eight of a million bits arrive inverted.
+constexpr milliseconds kManyBits = 90'003ms;
+
 struct SampleCount
 {
     int decoded = 0;
@@ -140,11 +161,13 @@ const char *nameOf(Flow flow)
 Samples measuredSamples(FaultBed &bed, Fault fault, FaultCourse course)
 {
     Samples measured{};
-    measured.before = flowOf(samplesIn(bed, 1003ms));
+    measured.before = flowOf(samplesIn(bed, fault == Fault::BitErrors ? kManyBits : 1003ms));
     if (course == FaultCourse::Unplugged) {
         bed.unplug();
+    } else if (pullsTheCable(fault)) {
+        pullTheCable(bed, fault, course);
     } else if (course == FaultCourse::Ends) {
-        end(fault, bed.device());
+        end(fault, bed);
         bed.pass(203ms); // a damaged packet may still swallow the packet that follows
     }
     measured.after = flowOf(samplesIn(bed, 1000ms));
@@ -183,28 +206,40 @@ std::string operationMismatch(FaultBed &bed, const Operation &operation, Fault f
     takeOldAnswers(bed.driver());
     bed.observe(operation.code);
     bed.giveUpAfter(stated.attempts + 20);
+    const sim::DeviceSettings stored = bed.device().memory().flash;
     arrange(bed, operation, fault, course);
-    return differenceBetween(stated, run(bed, operation));
+    std::string difference = differenceBetween(stated, run(bed, operation));
+    if (fault == Fault::StalledOutput && !bed.hasStalled())
+        difference += "no write has waited; ";
+    if (pullsTheCable(fault) && bed.device().memory().flash != stored)
+        difference += "has saved; ";
+    return difference;
 }
 
 std::string connectingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 {
     bed.plugInNewUnit();
-    begin(fault, listening(), bed.device());
+    begin(fault, listening(), bed);
     bed.connect(FaultBed::kBaud);
     if (!bed.isConnected())
         return "is not connected";
-    return differenceBetween(expectedSamples(fault, course), measuredSamples(bed, fault, course));
+    const Samples measured = measuredSamples(bed, fault, course);
+    if (fault == Fault::MidPacket && bed.lineCounters().noHost != 1)
+        return "no sample was cut";
+    return differenceBetween(expectedSamples(fault, course), measured);
 }
 
 std::string streamingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 {
     bed.connectToNewUnit();
-    begin(fault, listening(), bed.device());
+    begin(fault, listening(), bed);
     bed.pass(53ms); // drains what was on the line before the fault
+    const std::uint64_t damaged = bed.driver().statistics().damaged;
     const Samples measured = measuredSamples(bed, fault, course);
     if (!bed.isConnected())
         return "is not connected";
+    if (fault == Fault::BitErrors && bed.driver().statistics().damaged == damaged)
+        return "no packet was damaged";
     return differenceBetween(expectedSamples(fault, course), measured);
 }
 
@@ -212,10 +247,10 @@ std::string lastingDamage(FaultBed &bed, Fault fault)
 {
     imu &driver = bed.driver();
     bed.observe(0);
-    end(fault, bed.device());
-    const bool wasUnplugged = !bed.isPluggedIn();
-    if (wasUnplugged) {
-        bed.plugIn();
+    end(fault, bed);
+    if (bed.wasUnplugged()) {
+        if (!bed.isPluggedIn())
+            bed.plugIn();
         driver.disconnect();
         bed.connect(bed.device().lineBaud());
     }

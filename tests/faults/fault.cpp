@@ -99,6 +99,18 @@ const char *nameOf(Fault fault)
         return "1 s to change speed";
     case Fault::SlowBaud5:
         return "5 s to change speed";
+    case Fault::UnpluggedSaving:
+        return "unplugged while it saves";
+    case Fault::OtherName:
+        return "returns under another name";
+    case Fault::PowerLossSaving:
+        return "loses its power while it saves";
+    case Fault::StalledOutput:
+        return "takes no bytes for 2 s";
+    case Fault::MidPacket:
+        return "begins in the middle of a packet";
+    case Fault::BitErrors:
+        return "bit errors";
     }
     return "";
 }
@@ -111,8 +123,43 @@ std::vector<Fault> allFaults()
     return all;
 }
 
-void begin(Fault fault, const Operation &operation, sim::ImuSimulator &device)
+const char *nameOf(FaultCourse course)
 {
+    switch (course) {
+    case FaultCourse::Ends:
+        return "ends";
+    case FaultCourse::Stays:
+        return "stays";
+    case FaultCourse::Unplugged:
+        return "unplugged";
+    }
+    return "";
+}
+
+std::vector<FaultCourse> coursesOf(Fault fault)
+{
+    switch (fault) {
+    case Fault::UnpluggedSaving:
+        return {FaultCourse::Ends, FaultCourse::Stays};
+    case Fault::OtherName:
+        return {FaultCourse::Stays};
+    case Fault::StalledOutput:
+        return {FaultCourse::Ends, FaultCourse::Unplugged};
+    case Fault::MidPacket:
+        return {FaultCourse::Stays, FaultCourse::Unplugged};
+    default:
+        return {FaultCourse::Ends, FaultCourse::Stays, FaultCourse::Unplugged};
+    }
+}
+
+bool pullsTheCable(Fault fault)
+{
+    return fault == Fault::UnpluggedSaving || fault == Fault::OtherName;
+}
+
+void begin(Fault fault, const Operation &operation, FaultBed &bed)
+{
+    sim::ImuSimulator &device = bed.device();
     sim::Faults &faults = device.faults();
     switch (fault) {
     case Fault::None:
@@ -180,12 +227,33 @@ void begin(Fault fault, const Operation &operation, sim::ImuSimulator &device)
     case Fault::SlowBaud5:
         faults.baudChangeDelay = 5s;
         return;
+    case Fault::UnpluggedSaving:
+    case Fault::OtherName:
+        device.setFlashTime({kFlashTime, kFlashTime});
+        return;
+    case Fault::PowerLossSaving:
+        device.setFlashTime({kFlashTime, kFlashTime});
+        faults.powerLossesWhileSaving = 1'000'000;
+        return;
+    case Fault::StalledOutput:
+        bed.stallOutput(2s);
+        return;
+    case Fault::MidPacket:
+        bed.setLineOptions({.startsMidPacket = true});
+        return;
+    case Fault::BitErrors:
+        faults.bitErrors = 1e-5;
+        return;
     }
 }
 
-void end(Fault fault, sim::ImuSimulator &device)
+void end(Fault fault, FaultBed &bed)
 {
+    sim::ImuSimulator &device = bed.device();
     device.faults() = {};
+    device.setFlashTime({});
+    bed.endStall();
+    bed.setLineOptions({});
     if (fault == Fault::WrongSpeed)
         changeBaud(device, &BaudPair::wrong, &BaudPair::right);
 }

@@ -29,6 +29,8 @@ constexpr milliseconds kLongSleep = 100ms;
 constexpr milliseconds kReplyTime = 50ms;
 // Polling interval for the reader's progress, in real time.
 constexpr auto kGlance = 20us;
+// A thread that sleeps in so many checks in a row, 1 ms apart, outside the bed waits in a write.
+constexpr int kBlockedChecks = 20;
 
 // Returns true if a thread of this process sleeps (state S).
 bool isWaiting(int thread)
@@ -51,6 +53,7 @@ unsigned char codeOf(protocol::Bytes packet)
 FaultBed::FaultBed()
     : m_driver(startedDriver(*this))
     , m_path(m_directory.filePath(QStringLiteral("port")).toStdString())
+    , m_thread(::gettid())
 {
 }
 
@@ -84,6 +87,7 @@ void FaultBed::replaceDriver()
 void FaultBed::plugInNewUnit()
 {
     m_driver->disconnect();
+    m_path = m_directory.filePath(QStringLiteral("port")).toStdString();
     sim::DeviceOptions options;
     options.settings.baud = kBaud;
     options.settings.rateHz = 50;
@@ -92,6 +96,8 @@ void FaultBed::plugInNewUnit()
     m_now = 0ms;
     m_replies = 0;
     m_lastReply = -kReplyTime;
+    m_delivery = {};
+    m_wasUnplugged = false;
     layCable();
     observe(0);
 }
@@ -107,6 +113,7 @@ void FaultBed::connect(std::uint32_t baud)
 {
     m_hostBaud = baud;
     m_driver->connect(m_path, static_cast<int>(baud), 8, 0, 1);
+    const std::lock_guard inside(m_inside);
     receivePending();
 }
 
@@ -119,15 +126,70 @@ void FaultBed::layCable()
 
 void FaultBed::unplug()
 {
-    std::filesystem::remove(m_path);
-    m_pty.reset();
-    m_spoke = false;
+    endStall();
+    pullCable();
 }
 
-void FaultBed::plugIn()
+void FaultBed::pullCable()
 {
+    std::filesystem::remove(m_path);
+    m_pty.reset();
+    m_delivery.unplug();
+    m_device->powerCycle(m_now);
+    m_spoke = false;
+    m_wasUnplugged = true;
+}
+
+void FaultBed::plugIn(Path path)
+{
+    if (path == Path::Other)
+        m_path += "+";
     layCable();
     m_device->powerCycle(m_now);
+}
+
+void FaultBed::stallOutput(milliseconds time)
+{
+    m_pty->holdHostOutput(true);
+    m_stallWatcher =
+        std::jthread([this, time](const std::stop_token &stop) { watchStall(stop, time); });
+}
+
+void FaultBed::endStall()
+{
+    if (!m_stallWatcher.joinable())
+        return;
+    m_stallWatcher = {};
+    if (m_pty)
+        m_pty->holdHostOutput(false);
+}
+
+void FaultBed::watchStall(const std::stop_token &stop, milliseconds time)
+{
+    for (int waits = 0; !stop.stop_requested();) {
+        std::this_thread::sleep_for(1ms);
+        const std::unique_lock inside(m_inside, std::try_to_lock);
+        waits = inside && isWaiting(m_thread) ? waits + 1 : 0;
+        if (waits < kBlockedChecks)
+            continue;
+        m_hasStalled = true;
+        m_stallTime = time;
+        if (m_unplugsInStall)
+            pullCable();
+        else if (m_pty)
+            m_pty->holdHostOutput(false);
+        return;
+    }
+}
+
+// The device continues to send meanwhile. The bytes of the host arrive only afterwards.
+void FaultBed::passStallTime()
+{
+    for (milliseconds left = std::exchange(m_stallTime, 0ms); left > 0ms; left -= kStep) {
+        m_now += kStep;
+        transmitDue();
+        awaitReader();
+    }
 }
 
 // --- Time --------------------------------------------------------------------------------------
@@ -139,6 +201,8 @@ void FaultBed::observe(unsigned char code)
     m_commands = 0;
     m_commandLimit = std::numeric_limits<int>::max();
     m_slept = 0ms;
+    m_hasStalled = false;
+    m_unplugsInStall = false;
     m_action = nullptr;
     m_beforeCommand = nullptr;
     m_afterCommand = nullptr;
@@ -152,6 +216,8 @@ void FaultBed::at(milliseconds time, std::function<void()> action)
 
 void FaultBed::sleep(milliseconds duration)
 {
+    const std::lock_guard inside(m_inside);
+    passStallTime();
     advance(duration);
     // Other sleeps do not wait for the reader: waiting for every sample would limit the run to the
     // machine's speed.
@@ -163,6 +229,8 @@ void FaultBed::sleep(milliseconds duration)
 
 void FaultBed::pass(milliseconds duration)
 {
+    const std::lock_guard inside(m_inside);
+    passStallTime();
     advance(duration);
     awaitReader();
 }
@@ -230,9 +298,10 @@ void FaultBed::hearBytes(protocol::Bytes bytes, std::uint32_t hostBaud)
 
 void FaultBed::transmitDue()
 {
-    while (const auto transmission = m_device->transmit(m_now)) {
+    while (auto transmission = m_device->transmit(m_now)) {
         if (m_pty) {
-            m_pty->send(transmission->bytes, transmission->baud);
+            m_delivery.accept(std::move(*transmission), *m_pty, nullptr);
+            m_delivery.deliverDue(m_now, *m_pty, nullptr);
             m_spoke = true;
         }
     }

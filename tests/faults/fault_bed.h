@@ -4,7 +4,9 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
+#include <thread>
 
 #include <boost/shared_ptr.hpp>
 
@@ -13,6 +15,7 @@
 #include "driver/imu.h"
 #include "sim/device/command_parser.h"
 #include "sim/device/imu_simulator.h"
+#include "sim/line/packet_delivery.h"
 #include "sim/line/pty.h"
 
 namespace faults {
@@ -24,7 +27,8 @@ using std::chrono::milliseconds;
 // after the driver's reader has taken the reply. So the number of retries does not depend on the
 // machine, and waits of hours take seconds.
 //
-// One thread; the device runs on it, inside the driver's sleeps.
+// One thread; the device runs on it, inside the driver's sleeps. Only a write that the port does
+// not take waits in real time: another thread notices it, and then time passes at once.
 class FaultBed
 {
 public:
@@ -54,11 +58,23 @@ public:
     void connect(std::uint32_t baud);
     bool isConnected() { return m_driver->setSyncEnabled(true); }
 
-    // unplug() hangs the line up and removes its path. plugIn() creates another line and
-    // power-cycles the device.
+    // unplug() hangs the line up, removes its path and cuts the power. plugIn() creates another
+    // line, at the same path or another one, and switches the power on.
+    enum class Path { Same, Other };
     void unplug();
-    void plugIn();
+    void plugIn(Path path = Path::Same);
     bool isPluggedIn() const { return m_pty != nullptr; }
+    // Since the device is new.
+    bool wasUnplugged() const { return m_wasUnplugged; }
+
+    // What the line does to the bytes of the device from now on.
+    void setLineOptions(const sim::LineOptions &options) { m_delivery.setOptions(options); }
+    const sim::LineCounters &lineCounters() const { return m_delivery.counters(); }
+    // From now on the port takes no bytes of the driver, until a write has waited for `time`.
+    void stallOutput(milliseconds time);
+    void endStall();
+    // True if a write has waited since observe().
+    bool hasStalled() const { return m_hasStalled; }
 
     // Advances the clock and waits until the driver's reader has decoded all bytes of that time.
     void pass(milliseconds duration);
@@ -74,15 +90,20 @@ public:
     int samples() const { return m_samples; }
 
     // Actions until the next observe(): at a time, before or after the device receives a command,
-    // and the limit of commands after which the operation is ended with Stuck.
+    // the limit of commands after which the operation is ended with Stuck, and whether the cable is
+    // unplugged while a write waits.
     void at(milliseconds time, std::function<void()> action);
     void beforeCommand(std::function<void()> action) { m_beforeCommand = std::move(action); }
     void afterCommand(std::function<void()> action) { m_afterCommand = std::move(action); }
     void giveUpAfter(int commands) { m_commandLimit = commands; }
+    void unplugInStall() { m_unplugsInStall = true; }
 
 private:
     static boost::shared_ptr<imu> startedDriver(FaultBed &self);
     void layCable();
+    void pullCable();
+    void watchStall(const std::stop_token &stop, milliseconds time);
+    void passStallTime();
     void sleep(milliseconds duration);
     void advance(milliseconds duration);
     void step(milliseconds duration);
@@ -100,7 +121,9 @@ private:
     std::unique_ptr<sim::ImuSimulator> m_device;
     std::unique_ptr<sim::Pty> m_pty; // null while unplugged
     QTemporaryDir m_directory;
-    const std::string m_path;     // link to the line: another program may reuse its name
+    std::string m_path; // link to the line: another program may reuse its name
+    bool m_wasUnplugged = false;
+    sim::PacketDelivery m_delivery;
     std::uint32_t m_hostBaud = 0; // baud rate of connect()
     sim::Time m_now{0};
     bool m_spoke = false; // since the last wait for the reader
@@ -116,6 +139,13 @@ private:
     std::function<void()> m_action;
     std::function<void()> m_beforeCommand;
     std::function<void()> m_afterCommand;
+
+    const int m_thread;  // id of the thread of the bed
+    std::mutex m_inside; // held by that thread while it is in the bed, not in the driver
+    bool m_unplugsInStall = false;
+    std::atomic<bool> m_hasStalled{false};
+    milliseconds m_stallTime{0}; // guarded by m_inside; of a stall that has ended
+    std::jthread m_stallWatcher; // last member: it uses all members above
 };
 
 } // namespace faults

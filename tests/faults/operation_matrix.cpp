@@ -19,7 +19,7 @@ void OperationMatrix::cell_data()
     QTest::addColumn<FaultCourse>("course");
     for (std::size_t i = 0; i < m_operations.size(); ++i) {
         for (const Fault fault : allFaults()) {
-            for (const FaultCourse course : allCourses())
+            for (const FaultCourse course : coursesOf(fault))
                 QTest::addRow("%s: %s, %s", m_operations[i].name, nameOf(fault), nameOf(course))
                     << i << fault << course;
         }

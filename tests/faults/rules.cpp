@@ -5,6 +5,7 @@
 #include <limits>
 
 using namespace std::chrono_literals;
+using namespace protocol;
 using std::chrono::milliseconds;
 
 namespace faults {
@@ -31,7 +32,13 @@ bool hitsTheLine(Fault fault)
 
 bool hitsByChance(Fault fault)
 {
-    return fault == Fault::SomeCorrupt || fault == Fault::Noise || fault == Fault::SomeLost;
+    return fault == Fault::SomeCorrupt || fault == Fault::Noise || fault == Fault::SomeLost ||
+           fault == Fault::BitErrors;
+}
+
+bool savesSettings(const Operation &operation)
+{
+    return operation.code == SAVE_SETTINGS || operation.code == FACTORY_RESET;
 }
 
 bool isUnderstood(Fault fault)
@@ -127,9 +134,20 @@ Worth worthOf(Fault fault, SuccessCriterion criterion)
     }
 }
 
-milliseconds lateness(Fault fault)
+Worth worthOf(Fault fault, const Operation &operation)
 {
+    if (fault == Fault::PowerLossSaving)
+        return savesSettings(operation) ? Worth::Nothing : Worth::Good;
+    return worthOf(fault, operation.criterion);
+}
+
+milliseconds lateness(Fault fault, const Operation &operation)
+{
+    const bool writesFlash = savesSettings(operation) || operation.code == STOP_CALIBRATION ||
+                             operation.code == MAG_CALIBRATION;
     switch (fault) {
+    case Fault::PowerLossSaving: // the other writes only take their time
+        return writesFlash ? kFlashTime : 0ms;
     case Fault::Late50:
         return 50ms;
     case Fault::Late150:
@@ -163,17 +181,21 @@ int succeedsAt(const Operation &operation, Fault fault, int faulty)
     if (operation.criterion == SuccessCriterion::BaudRate) {
         if (fault == Fault::SlowBaud5)
             return 3;
-        if (worthOf(fault, operation.criterion) == Worth::Good)
+        if (worthOf(fault, operation) == Worth::Good)
             return 1;
         return isUnderstood(fault) ? faulty : faulty + 1;
     }
     const int prompt = attemptThatSees(operation, 0ms);
-    switch (worthOf(fault, operation.criterion)) {
+    const int late = attemptThatSees(operation, lateness(fault, operation));
+    // A flash write that has begun takes its time although the fault has ended.
+    if (fault == Fault::PowerLossSaving && !savesSettings(operation))
+        return late;
+    switch (worthOf(fault, operation)) {
     case Worth::Good:
     case Worth::Untrue:
     case Worth::Empty:
     case Worth::Chance:
-        return std::min(attemptThatSees(operation, lateness(fault)), faulty + prompt);
+        return std::min(late, faulty + prompt);
     case Worth::Mismatch: // its flag stays set, so the next attempt has one check
         return faulty + 2;
     case Worth::Nothing:
@@ -201,6 +223,17 @@ Outcome outcomeOfUnplugging(const Operation &operation)
     return outcome;
 }
 
+// The write of the first attempt waits. It ends when the cable is unplugged.
+Outcome outcomeOfUnpluggingInAWrite(const Operation &operation)
+{
+    Outcome outcome;
+    outcome.end = End::Throws;
+    outcome.attempts = 0;
+    outcome.time = operation.faultFrom > 0ms ? 2200ms : 0ms;
+    outcome.error = "write_some";
+    return outcome;
+}
+
 std::string inSeconds(milliseconds time)
 {
     if (time < 1s)
@@ -214,24 +247,6 @@ std::string inSeconds(milliseconds time)
 
 } // namespace
 
-const char *nameOf(FaultCourse course)
-{
-    switch (course) {
-    case FaultCourse::Ends:
-        return "ends";
-    case FaultCourse::Stays:
-        return "stays";
-    case FaultCourse::Unplugged:
-        return "unplugged";
-    }
-    return "";
-}
-
-std::vector<FaultCourse> allCourses()
-{
-    return {FaultCourse::Ends, FaultCourse::Stays, FaultCourse::Unplugged};
-}
-
 int watchedAttempts(const Operation &operation)
 {
     return attemptTime(operation) > 500ms ? 25 : 110;
@@ -240,22 +255,32 @@ int watchedAttempts(const Operation &operation)
 Outcome expected(const Operation &operation, Fault fault, FaultCourse course)
 {
     Outcome outcome;
+    if (course == FaultCourse::Unplugged && fault == Fault::StalledOutput)
+        return outcomeOfUnpluggingInAWrite(operation);
+    const bool unplugged = course == FaultCourse::Unplugged || pullsTheCable(fault);
     // Any reply confirms the command, also the earlier one: the operation ends before the fault has
     // an effect.
     if (operation.answeredBefore && operation.criterion == SuccessCriterion::AnyEcho) {
-        outcome.right = course != FaultCourse::Unplugged && isUnderstood(fault);
+        outcome.right = !unplugged && isUnderstood(fault);
         return outcome;
     }
-    if (course == FaultCourse::Unplugged)
+    // Opens the port again after the first attempt.
+    if (fault == Fault::UnpluggedSaving && course == FaultCourse::Ends &&
+        operation.criterion == SuccessCriterion::BaudRate) {
+        outcome.attempts = 2;
+        return outcome;
+    }
+    if (unplugged)
         return outcomeOfUnplugging(operation);
 
-    const Worth worth = worthOf(fault, operation.criterion);
+    const Worth worth = worthOf(fault, operation);
     // Of the settings read at the new baud rate, setBaudRate() uses only whether the baud rate is
-    // 0.
-    outcome.right = worth != Worth::Untrue || operation.faultFrom > 0ms;
+    // 0. A device that has lost its power saves its earlier settings.
+    outcome.right = (worth != Worth::Untrue || operation.faultFrom > 0ms) &&
+                    !(fault == Fault::PowerLossSaving && operation.code == SAVE_SETTINGS);
     outcome.chance = worth == Worth::Chance;
     if (outcome.chance) {
-        outcome.attempts = kChanceAttempts;
+        outcome.attempts = fault == Fault::BitErrors ? kRareAttempts : kChanceAttempts;
         return outcome;
     }
     if (worth == Worth::Empty) {
@@ -305,6 +330,10 @@ Samples expectedSamples(Fault fault, FaultCourse course)
     const Flow faulty = worth == Worth::Nothing  ? Flow::None
                         : worth == Worth::Chance ? Flow::Some
                                                  : Flow::All;
+    if (pullsTheCable(fault)) // the driver does not open the port again
+        return {Flow::All, Flow::None};
+    if (fault == Fault::MidPacket) // only the first sample after an opening is cut
+        return {Flow::Some, course == FaultCourse::Unplugged ? Flow::None : Flow::All};
     switch (course) {
     case FaultCourse::Ends:
         return {faulty, Flow::All};

@@ -7,22 +7,14 @@
 
 namespace faults {
 
-// How long the fault lasts during an operation.
-enum class FaultCourse {
-    Ends,     // at the operation's third command
-    Stays,    // during the whole operation
-    Unplugged // the cable is unplugged in the first attempt, before the reply
-};
-
-const char *nameOf(FaultCourse course);
-std::vector<FaultCourse> allCourses();
-
 inline constexpr int kEndsAfter = 3;
 // Attempts for which a test watches an operation without a limit. The fault then ends, so that the
 // operation returns.
 int watchedAttempts(const Operation &operation);
 // An operation succeeds within this many attempts under a fault that hits at random.
 inline constexpr int kChanceAttempts = 60;
+// The same for bit errors, which damage one command or reply in a thousand.
+inline constexpr int kRareAttempts = 2;
 
 enum class End { Succeeds, Fails, Throws, Waits };
 

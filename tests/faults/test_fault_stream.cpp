@@ -25,7 +25,7 @@ void TestFaultStream::connecting_data()
     QTest::addColumn<Fault>("fault");
     QTest::addColumn<FaultCourse>("course");
     for (const Fault fault : allFaults()) {
-        for (const FaultCourse course : allCourses())
+        for (const FaultCourse course : coursesOf(fault))
             QTest::addRow("%s, %s", nameOf(fault), nameOf(course)) << fault << course;
     }
 }
