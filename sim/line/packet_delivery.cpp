@@ -41,7 +41,6 @@ void PacketDelivery::discard(const UsbPacket &packet)
         if (piece.ends)
             count(Delivery::NoHost, piece.whole, piece.size);
     }
-    m_outcome = Delivery::NoHost;
 }
 
 // While the host sets its baud rate after opening, it receives only corrupted bytes.
@@ -52,7 +51,6 @@ std::size_t PacketDelivery::bytesMissedAtOpening(const Transmission &transmissio
         pty.shownBaud() != transmission.baud)
         return 0;
     m_missesBeginning = false;
-    m_outcome = Delivery::NoHost;
     return 1 + static_cast<std::size_t>(m_noise.bits(0, m_openings) % (size - 1));
 }
 
@@ -121,7 +119,7 @@ void PacketDelivery::countPieces(const UsbPacket &packet, Delivery delivery, std
     for (const UsbPacket::Piece &piece : packet.pieces) {
         end += piece.bytes;
         if (piece.begins)
-            m_outcome = Delivery::Arrived;
+            m_outcome = piece.lost > 0 ? Delivery::NoHost : Delivery::Arrived;
         // The first failure is the outcome of the whole transmission.
         if (m_outcome == Delivery::Arrived)
             m_outcome =
@@ -171,7 +169,6 @@ void PacketDelivery::unplug()
 {
     m_adapter.clear();
     m_session.reset();
-    m_outcome = Delivery::NoHost;
 }
 
 } // namespace sim

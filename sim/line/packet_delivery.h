@@ -71,7 +71,7 @@ private:
     bool m_missesBeginning = false; // no sample has arrived in this session
     std::uint64_t m_openings = 0;
     // Of the transmission that is partly delivered.
-    Pty::Delivery m_outcome = Pty::Delivery::NoHost;
+    Pty::Delivery m_outcome = Pty::Delivery::Arrived;
 };
 
 } // namespace sim

@@ -9,14 +9,17 @@ void UsbAdapter::push(Transmission transmission, std::size_t lost)
 {
     const std::vector<unsigned char> bytes = std::exchange(transmission.bytes, {});
     const Time byteTime = transmissionTime(1, transmission.baud);
-    bool begins = lost == 0;
     for (std::size_t i = lost; i < bytes.size(); ++i) {
         const auto later = static_cast<Time::rep>(bytes.size() - 1 - i);
         add(bytes[i], transmission.baud, transmission.done - later * byteTime);
         std::vector<UsbPacket::Piece> &pieces = m_filling.pieces;
         // The bytes of a transmission without an end in this packet are one piece.
-        if (pieces.empty() || pieces.back().ends || i == lost)
-            pieces.emplace_back().begins = std::exchange(begins, false);
+        if (pieces.empty() || pieces.back().ends)
+            pieces.emplace_back();
+        if (i == lost) {
+            pieces.back().begins = true;
+            pieces.back().lost = lost;
+        }
         ++pieces.back().bytes;
         if (i + 1 == bytes.size()) {
             pieces.back().ends = true;

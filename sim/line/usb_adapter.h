@@ -38,7 +38,8 @@ struct UsbPacket
     struct Piece
     {
         std::size_t bytes = 0;
-        bool begins = false;  // holds the first byte of the transmission
+        bool begins = false;  // is the first one of the transmission
+        std::size_t lost = 0; // if it begins: bytes before it that did not reach the adapter
         bool ends = false;    // holds its last byte
         Transmission whole;   // if it ends: the transmission, without its bytes
         std::size_t size = 0; // if it ends: the number of bytes of the transmission

@@ -192,7 +192,10 @@ void TestUsbAdapter::losesTheBeginning()
     const auto packets = takeAll(adapter, 2ms);
     QCOMPARE(bytesOf(packets).size(), std::size_t(30));
     QCOMPARE(bytesOf(packets).front(), static_cast<unsigned char>(20));
-    QVERIFY(!packets.front().pieces.front().begins && packets.back().pieces.back().ends);
+    const UsbPacket::Piece &first = packets.front().pieces.front();
+    QVERIFY(first.begins && packets.back().pieces.back().ends);
+    QCOMPARE(first.lost, std::size_t(20));
+    QCOMPARE(packets.back().pieces.back().size, std::size_t(50));
 }
 
 void TestUsbAdapter::clears()
