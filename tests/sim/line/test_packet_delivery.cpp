@@ -69,7 +69,9 @@ private slots:
     void corruptionOfOnePartCorruptsThePacket();
     void overrunOfOnePartLosesThePacket();
     void theRestOfAPacketDoesNotReachTheNextHost();
+    void theRestAloneDoesNotReachTheNextHost();
     void unpluggingLosesWhatTheAdapterHolds();
+    void theStreamIsCutAgainAfterUnplugging();
 };
 
 void TestPacketDelivery::countsPacketsThatArriveInParts()
@@ -165,6 +167,19 @@ void TestPacketDelivery::theRestOfAPacketDoesNotReachTheNextHost()
     QVERIFY(line.host.read(0ms).empty());
 }
 
+// The same if the device sends nothing more.
+void TestPacketDelivery::theRestAloneDoesNotReachTheNextHost()
+{
+    Line line;
+    QVERIFY(line.open());
+    line.sample(1ms);
+    line.host.close();
+    line.pty->watch();
+    QVERIFY(line.open());
+    QCOMPARE(line.flushed().noHost, std::uint64_t(1));
+    QVERIFY(!line.pty->hasUnread());
+}
+
 void TestPacketDelivery::unpluggingLosesWhatTheAdapterHolds()
 {
     Line line;
@@ -180,6 +195,23 @@ void TestPacketDelivery::unpluggingLosesWhatTheAdapterHolds()
     QCOMPARE(counters.samples, std::uint64_t(1));
     QCOMPARE(line.host.read(kWaitLimit, kSample).size(), kSample);
     QVERIFY(line.host.read(0ms).empty());
+}
+
+// No session has ended on either line.
+void TestPacketDelivery::theStreamIsCutAgainAfterUnplugging()
+{
+    Line line({.startsMidPacket = true});
+    QVERIFY(line.open());
+    line.sample(1ms);
+    QCOMPARE(line.flushed().noHost, std::uint64_t(1));
+    line.pty = nullptr;
+    line.delivery.unplug();
+    line.pty = std::make_unique<sim::Pty>();
+    QVERIFY(line.open());
+    line.sample(2 * kLater);
+    line.sample(2 * kLater + 1ms);
+    QCOMPARE(line.flushed().noHost, std::uint64_t(2));
+    QCOMPARE(line.flushed().samples, std::uint64_t(1));
 }
 
 QTEST_APPLESS_MAIN(TestPacketDelivery)

@@ -52,6 +52,7 @@ private slots:
     void fillsPackets();
     void timerEndsAPacket_data();
     void timerEndsAPacket();
+    void byteAtTheTimerStartsAPacket();
     void keepsEveryByteInOrder();
     void statesWhereTransmissionsEnd();
     void separatesBaudRates();
@@ -131,6 +132,17 @@ void TestUsbAdapter::timerEndsAPacket()
     QVERIFY(adapter.nextDone() == arrives + latency);
 }
 
+void TestUsbAdapter::byteAtTheTimerStartsAPacket()
+{
+    sim::UsbAdapter adapter(AdapterModel::ftdi(16ms));
+    adapter.push(transmission(1, 3ms));
+    adapter.push(transmission(1, 16ms, 1));
+    const auto packets = takeAll(adapter, 32ms);
+    QCOMPARE(packets.size(), std::size_t(2));
+    QVERIFY(packets[0].done == 16ms && packets[1].done == 32ms);
+    QCOMPARE(packets[1].bytes, Bytes{1});
+}
+
 void TestUsbAdapter::keepsEveryByteInOrder()
 {
     sim::UsbAdapter adapter(AdapterModel::ftdi(1ms));
@@ -180,6 +192,8 @@ void TestUsbAdapter::separatesBaudRates()
     adapter.push(other);
     const auto packets = takeAll(adapter, 40ms);
     QCOMPARE(packets.size(), std::size_t(2));
+    // The first packet leaves when the first byte of the second one arrives.
+    QVERIFY(packets[0].done == other.done - 9 * sim::transmissionTime(1, other.baud));
     QCOMPARE(packets[0].baud, kBaud);
     QCOMPARE(packets[1].baud, 115200U);
     QCOMPARE(packets[1].bytes.size(), std::size_t(10));
