@@ -167,6 +167,10 @@ class Widget:
         return self._call(_PROPERTIES, "Get", "(ss)", _ACCESSIBLE, "Name")[0]
 
     @property
+    def description(self):
+        return self._call(_PROPERTIES, "Get", "(ss)", _ACCESSIBLE, "Description")[0]
+
+    @property
     def role(self):
         return self._call(_ACCESSIBLE, "GetRoleName")[0]
 
