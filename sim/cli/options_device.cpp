@@ -146,7 +146,6 @@ void Options::finishLine()
         c.line.receiveQueue = 0;
     }
     c.line.adapter = m_adapter(std::chrono::milliseconds(m_latencyMs));
-    c.line.seed = c.device.seed;
 }
 
 } // namespace sim

@@ -167,7 +167,7 @@ void TestOptions::readsStrictness()
     QCOMPARE(device.faults.bitErrors, 1e-5);
     QCOMPARE(device.faults.powerLossesWhileSaving, 1);
     QVERIFY(configuration.calibrationBytes == 300U);
-    QVERIFY(configuration.line.outputStallsAt != sim::kNever);
+    QVERIFY(configuration.line.outputStallsAt == 5s);
     QVERIFY(configuration.line.outputStallTime == 2s);
 }
 
@@ -293,6 +293,9 @@ void TestOptions::refuses_data()
     row("--flash-time", {"--flash-time", "60001"});
     row("--adapter", {"--adapter", "pl2303"});
     row("--latency-timer", {"--latency-timer", "0"});
+    row("--latency-timer", {"--latency-timer", "256"});
+    row("--clock-drift", {"--clock-drift", "100001"});
+    row("--clock-drift", {"--clock-drift", "-100001"});
     row("--bit-errors", {"--bit-errors", "2"});
     row("--fault", {"--fault", "rain"});
     row("--calibration-bytes", {"--calibration-bytes", "12801"});
