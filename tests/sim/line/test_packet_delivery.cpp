@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include "sim/line/packet_delivery.h"
+#include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
 
 using namespace std::chrono_literals;
