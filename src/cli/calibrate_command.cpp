@@ -120,11 +120,41 @@ Calibration collect(Runtime &runtime, const CalibrateOptions &options, session::
     return ellipsoid::calibrate(readings, options.judging);
 }
 
+// What is known of the device. An empty value: it did not answer.
 struct Applied
 {
-    std::optional<session::MagneticCalibration> confirmed; // as the device has sent it back
-    bool isSaved = false;
+    std::optional<bool> isApplied = false;
+    std::optional<bool> isSaved = false;
+    session::MagneticCalibration sent;
+    std::optional<Failure> failure;
 };
+
+// A device that loses its power while it saves restarts with its earlier calibration and confirms a
+// repeated save. So the calibration is repeated, too.
+std::error_code save(session::Device &device, const session::MagneticCalibration &calibration)
+{
+    const session::RetryPolicy usual = device.retryPolicy();
+    for (int attempt = 1;; ++attempt) {
+        device.setRetryPolicy({.perAttempt = usual.perAttempt, .attempts = 1});
+        const auto error = device.save();
+        device.setRetryPolicy(usual);
+        if (error != session::Error::NoAnswer || attempt == usual.attempts)
+            return error;
+        if (const auto lost = device.setMagneticCalibration(calibration))
+            return lost;
+    }
+}
+
+Failure failure(const session::Device &device, std::error_code error, const std::string &state)
+{
+    return {exitStatusOf(error), device.path() + ": " + error.message() + ": " + state};
+}
+
+// False for a refusal, empty if the device may have obeyed without an answer.
+std::optional<bool> afterError(std::error_code error)
+{
+    return error == session::Error::Refused ? std::optional(false) : std::nullopt;
+}
 
 // The device sends a calibration back when it uses it, and the two are compared.
 Applied apply(Runtime &runtime, const CalibrateOptions &options, session::Device &device,
@@ -137,28 +167,50 @@ Applied apply(Runtime &runtime, const CalibrateOptions &options, session::Device
         runtime.note("The calibration is bad and was not applied; the device keeps its own.");
         return applied;
     }
-    const session::MagneticCalibration sent = toDevice(calibration.correction);
-    throwIf(device.setMagneticCalibration(sent), device.path() + ": the calibration");
-    applied.confirmed = sent;
-    if (options.save) {
-        if (const auto error = device.save())
-            throw Failure(exitStatusOf(error),
-                          device.path() +
-                              ": the device uses the new calibration, but did not save "
-                              "it: " +
-                              error.message());
-        applied.isSaved = true;
+    applied.sent = toDevice(calibration.correction);
+    if (const auto error = device.setMagneticCalibration(applied.sent)) {
+        // A refusal shows another calibration, which need not be the one before.
+        applied.isApplied = afterError(error);
+        applied.failure.emplace(failure(device, error,
+                                        applied.isApplied
+                                            ? "the calibration was not applied and not saved"
+                                            : "whether it uses the new calibration is unknown; "
+                                              "the calibration was not saved"));
+        return applied;
     }
+    applied.isApplied = true;
+    if (!options.save)
+        return applied;
+    if (const auto error = save(device, applied.sent)) {
+        applied.isSaved = afterError(error);
+        applied.failure.emplace(
+            failure(device, error,
+                    "it used the new calibration, " +
+                        std::string(applied.isSaved ? "but did not save it"
+                                                    : "but whether it saved it is unknown")));
+        return applied;
+    }
+    applied.isSaved = true;
     return applied;
+}
+
+std::string appliedText(const Applied &applied)
+{
+    if (applied.failure || !*applied.isApplied)
+        return {};
+    return *applied.isSaved ? "applied and saved\n" : "applied, not saved\n";
+}
+
+nlohmann::ordered_json nullable(std::optional<bool> value)
+{
+    return value ? nlohmann::ordered_json(*value) : nlohmann::ordered_json();
 }
 
 void print(Runtime &runtime, const Calibration &calibration, const session::Device *device,
            const Applied &applied)
 {
     if (!runtime.options().json) {
-        runtime.out().write(toText(calibration));
-        if (applied.confirmed)
-            runtime.out().write(applied.isSaved ? "applied and saved\n" : "applied, not saved\n");
+        runtime.out().write(toText(calibration) + appliedText(applied));
         return;
     }
     nlohmann::ordered_json json = toJson(calibration);
@@ -166,12 +218,23 @@ void print(Runtime &runtime, const Calibration &calibration, const session::Devi
         json["port"] = device->path();
         json["serial"] = serialText(device->knownSettings()->serialNumber);
     }
-    json["applied"] = applied.confirmed.has_value();
-    json["saved"] = applied.isSaved;
-    if (applied.confirmed)
-        json["read_back"] = {{"bias", applied.confirmed->bias},
-                             {"matrix_by_column", applied.confirmed->matrix}};
+    json["applied"] = nullable(applied.isApplied);
+    json["saved"] = nullable(applied.isSaved);
+    if (applied.isApplied.value_or(false))
+        json["read_back"] = {{"bias", applied.sent.bias},
+                             {"matrix_by_column", applied.sent.matrix}};
     runtime.out().write(json.dump(2) + "\n");
+}
+
+// The result is printed also if the device did not take it: it may have cost minutes.
+void applyAndPrint(Runtime &runtime, const CalibrateOptions &options, session::Device &device,
+                   const Calibration &calibration)
+{
+    const Applied applied = apply(runtime, options, device, calibration);
+    print(runtime, calibration, &device, applied);
+    runtime.out().flush();
+    if (applied.failure)
+        throw *applied.failure;
 }
 
 ExitStatus statusOf(const Calibration &calibration)
@@ -195,7 +258,7 @@ ExitStatus calibrateRecording(Runtime &runtime, const CalibrateOptions &options)
         return statusOf(result);
     }
     const auto device = connected(runtime);
-    print(runtime, result, device.get(), apply(runtime, options, *device, result));
+    applyAndPrint(runtime, options, *device, result);
     return statusOf(result);
 }
 
@@ -210,9 +273,8 @@ ExitStatus calibrateDevice(Runtime &runtime, const CalibrateOptions &options)
                      : "Turn the device through all directions until this ends; Enter ends it "
                        "earlier.");
     const Calibration result = collect(runtime, options, *device);
-    const Applied applied = apply(runtime, options, *device, result);
+    applyAndPrint(runtime, options, *device, result);
     raw.restore();
-    print(runtime, result, device.get(), applied);
     return statusOf(result);
 }
 

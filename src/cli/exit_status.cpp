@@ -18,7 +18,8 @@ ExitStatus exitStatusOf(std::error_code error)
     if (error == Error::NotFound)
         return ExitStatus::NoAnswer;
     if (error == Error::LinkLost || error == std::errc::no_such_file_or_directory ||
-        error == std::errc::no_such_device || error == std::errc::no_such_device_or_address)
+        error == std::errc::no_such_device || error == std::errc::no_such_device_or_address ||
+        error == std::errc::io_error) // the last: a port that vanishes while it is opened
         return ExitStatus::NoDevice;
     if (error == std::errc::permission_denied || error == std::errc::operation_not_permitted)
         return ExitStatus::NoPermission;

@@ -7,6 +7,7 @@
 #include "cli/commands.h"
 #include "cli/runtime.h"
 #include "cli/settings_text.h"
+#include "session/error.h"
 
 namespace cli {
 
@@ -29,13 +30,21 @@ void findAgain(Runtime &runtime, session::Device &device)
 ExitStatus reset(Runtime &runtime, bool yes)
 {
     const auto device = runtime.connectChosen();
-    throwIf(device->readSettings().error(), device->path());
+    const auto before = device->readSettings();
+    throwIf(before.error(), device->path());
     if (!yes && !runtime.confirm("Reset " + device->path() + " to factory settings?"))
         throw Failure(ExitStatus::Failed, "not confirmed, nothing written");
-    throwIf(device->factoryReset(), device->path());
-    findAgain(runtime, *device);
+    if (const auto error = device->factoryReset())
+        throw Failure(exitStatusOf(error),
+                      device->path() + ": " + error.message() + ": the device last had " +
+                          settingsText(*before) +
+                          (error == session::Error::Refused
+                               ? "; the factory settings are not stored"
+                               : "; whether the factory settings are stored is unknown"));
+    // Before the device is read: this is true even if it does not answer any more.
     runtime.note("factory settings are stored; they take effect when the device is switched on "
                  "again");
+    findAgain(runtime, *device);
     return ExitStatus::Done;
 }
 

@@ -65,15 +65,45 @@ void refuseOverload(const Settings &wanted, bool force)
                       "writes them nevertheless");
 }
 
-std::error_code write(Device &device, const Settings &before, const Settings &wanted)
+enum class Saving { NotSaved, Unknown, Confirmed };
+
+// How far a change has come, for the message after a failure.
+struct Progress
 {
-    std::error_code error;
-    if (before.rateHz != wanted.rateHz)
-        error = device.setDataRate(wanted.rateHz);
-    if (!error && before.baud != wanted.baud)
-        error = device.setBaudRate(wanted.baud);
-    if (!error && before.outputs != wanted.outputs)
-        error = device.setOutputs(wanted.outputs);
+    Settings before;
+    Settings wanted;
+    Settings confirmed;      // each value that the device has confirmed, and the others as before
+    std::string unconfirmed; // the value that has been sent last, such as "rate=200"
+    Saving saving = Saving::NotSaved;
+};
+
+// Sends one value if it differs.
+template <typename Value, typename Request>
+std::error_code change(Progress &progress, Value Settings::*member, const Request &request)
+{
+    Settings after = progress.confirmed;
+    after.*member = progress.wanted.*member;
+    const auto list = differences(progress.confirmed, after);
+    if (list.empty())
+        return {};
+    progress.unconfirmed = list.front().name + "=" + list.front().after;
+    if (const auto error = request(after.*member))
+        return error;
+    progress.confirmed = after;
+    progress.unconfirmed.clear();
+    return {};
+}
+
+std::error_code write(Device &device, Progress &progress)
+{
+    auto error = change(progress, &Settings::rateHz,
+                        [&](std::uint16_t rateHz) { return device.setDataRate(rateHz); });
+    if (!error)
+        error = change(progress, &Settings::baud,
+                       [&](unsigned baud) { return device.setBaudRate(baud); });
+    if (!error)
+        error = change(progress, &Settings::outputs,
+                       [&](std::uint16_t outputs) { return device.setOutputs(outputs); });
     return error;
 }
 
@@ -85,21 +115,75 @@ std::error_code readBack(Device &device, const Settings &wanted)
     return *now == wanted ? std::error_code{} : session::make_error_code(session::Error::Refused);
 }
 
-// After a failure the user must know what the device has now.
-std::string stateNow(Device &device, const Settings &before)
+// The settings at the baud rate of the port; without an answer, at those before and after the
+// change, because the device may have missed it, or may have restarted.
+session::Result<Settings> readWhereItAnswers(Device &device, const Progress &progress)
 {
-    const auto now = device.readSettings();
-    if (!now)
-        return "it does not answer, so its settings are unknown; before they were " +
-               settingsText(before);
-    const std::string unchanged = *now == before ? " (unchanged)" : "";
-    return "the device now has " + settingsText(*now) + unchanged + ", not saved";
+    const unsigned tried = device.baud();
+    auto now = device.readSettings();
+    for (const unsigned baud : {progress.wanted.baud, progress.before.baud}) {
+        if (now || now.error() != session::Error::NoAnswer)
+            break;
+        if (baud == tried)
+            continue;
+        if (const auto error = device.open(device.path(), baud))
+            return error;
+        now = device.readSettings();
+    }
+    return now;
 }
 
-[[noreturn]] void fail(Device &device, std::error_code error, const Settings &before)
+std::string savedText(Saving saving)
+{
+    switch (saving) {
+    case Saving::NotSaved:
+        return ", not saved";
+    case Saving::Unknown:
+        return "; whether the new values are saved is unknown";
+    case Saving::Confirmed:
+        return ", saved";
+    }
+    return {};
+}
+
+// After a failure the user must know what the device has now.
+std::string stateNow(Device &device, const Progress &progress)
+{
+    const auto now = readWhereItAnswers(device, progress);
+    if (now)
+        return "the device now has " + settingsText(*now) +
+               (*now == progress.before ? " (unchanged)" : "") + savedText(progress.saving);
+    return "the device last had " + settingsText(progress.confirmed) + savedText(progress.saving) +
+           (progress.unconfirmed.empty()
+                ? ""
+                : "; whether it has " + progress.unconfirmed + " is unknown");
+}
+
+[[noreturn]] void fail(Device &device, std::error_code error, const Progress &progress)
 {
     const ExitStatus status = exitStatusOf(error);
-    throw Failure(status, device.path() + ": " + error.message() + ": " + stateNow(device, before));
+    throw Failure(status,
+                  device.path() + ": " + error.message() + ": " + stateNow(device, progress));
+}
+
+// A device that loses its power while it saves restarts with the values that it has stored, and
+// then confirms the repeated command. So the values are compared once more.
+void save(Device &device, Progress &progress)
+{
+    progress.saving = Saving::Unknown;
+    if (const auto error = device.save()) {
+        if (error == session::Error::Refused)
+            progress.saving = Saving::NotSaved;
+        fail(device, error, progress);
+    }
+    progress.saving = Saving::Confirmed;
+    const auto kept = device.readSettings();
+    if (!kept)
+        fail(device, kept.error(), progress);
+    if (*kept != progress.wanted)
+        throw Failure(ExitStatus::Failed,
+                      device.path() + ": the device restarted while it saved: the device now has " +
+                          settingsText(*kept) + (*kept == progress.before ? " (unchanged)" : ""));
 }
 
 } // namespace
@@ -134,14 +218,13 @@ void writeSettings(Runtime &runtime, Device &device, const SettingsChange &chang
         return;
     if (!options.yes && !runtime.confirm(options.save ? "Write and save?" : "Write?"))
         throw Failure(ExitStatus::Failed, "not confirmed, nothing written");
-    if (const auto error = write(device, before, wanted))
-        fail(device, error, before);
+    Progress progress{.before = before, .wanted = wanted, .confirmed = before, .unconfirmed = {}};
+    if (const auto error = write(device, progress))
+        fail(device, error, progress);
     if (const auto error = readBack(device, wanted))
-        fail(device, error, before);
-    if (options.save) {
-        if (const auto error = device.save())
-            fail(device, error, before);
-    }
+        fail(device, error, progress);
+    if (options.save)
+        save(device, progress);
     runtime.note(options.save ? "written and saved"
                               : "written; not saved, so a restart of the device reverts it");
     noteHidden(runtime, wanted);

@@ -2,9 +2,11 @@
 
 import json
 import math
+import signal
 import struct
 import sys
 import unittest
+from itertools import groupby
 
 from support import (HARD, LIMIT, RAW_FIELD, SOFT, STRENGTH, Case, data_packet, host_packets,
                      packet, raw_readings, wait_until, write_recording)
@@ -173,9 +175,25 @@ class WithDevice(CalibrateCase):
                 self.assertNotIn(11, [each[4] for each in host_packets(self.log)])
 
     def test_device_that_does_not_save(self):
-        device = self.simulated("--no-reply", "SAVE_SETTINGS")
-        _, err = self.calibrate(device, "--from", self.recording(), "--apply", "--save", status=6)
-        self.assertIn("uses the new calibration, but did not save it", err)
+        recording = self.recording()
+        for fault, status, known, saved in (("--refuse", 7, "did not save it", False),
+                                            ("--no-reply", 6, "whether it saved it is unknown",
+                                             None)):
+            with self.subTest(fault):
+                device = self.simulated(fault, "SAVE_SETTINGS")
+                out, err = self.calibrate(device, "--from", recording, "--apply", "--save",
+                                          "--json", status=status)
+                self.assertTrue(err.endswith(f": it used the new calibration, but {known}\n"), err)
+                result = json.loads(out)
+                self.assertEqual((result["applied"], result["saved"]), (True, saved))
+
+    # The restarted device has its earlier calibration, and would confirm a repeated save.
+    def test_device_that_loses_its_power_while_it_saves(self):
+        device = self.simulated("--fault", "power-loss-while-saving")
+        self.calibrate(device, "--from", self.recording(), "--apply", "--save", "--timeout", 20)
+        # Calibration, save; the same again after the restart. A busy machine may repeat more.
+        kinds = [kind for kind, _ in groupby(each[4] for each in host_packets(self.log)[1:])]
+        self.assertEqual(kinds[:4], [13, 11, 13, 11])
 
     def test_device_that_refuses_the_raw_field(self):
         device = self.simulated("--wrong-echo", "OUTPUTS")
@@ -190,6 +208,31 @@ class WithDevice(CalibrateCase):
         out, err = process.communicate(timeout=LIMIT)
         self.assertEqual(process.returncode, 3, out + err)
         self.assertIn(device.path, err)
+
+    def unplug_at(self, code, *faults, words=()):
+        """Pulls the cable once the device has received a command of that code."""
+        device = self.simulated(*faults)
+        process = self.start_ctl("calibrate", device.path, "--baud", 921600, "--timeout", 1000,
+                                 "--from", self.recording(), "--apply", "--save", *words)
+        wait_until(lambda: code in [each[4] for each in host_packets(self.log)], "the command")
+        device.process.send_signal(signal.SIGUSR1)
+        out, err = process.communicate(timeout=LIMIT)
+        self.assertEqual(process.returncode, 3, out + err)
+        return out, err
+
+    def test_unplugged_while_it_is_applied(self):
+        out, err = self.unplug_at(13, "--ignore", "MAG_CALIBRATION:100000", words=("--json",))
+        self.assertRegex(err, "the device may be unplugged: whether it uses the new calibration "
+                              "is unknown; the calibration was not saved\n$")
+        result = json.loads(out)  # not lost
+        self.assertEqual((result["verdict"], result["applied"], result["saved"]),
+                         ("good", None, False))
+
+    def test_unplugged_while_it_is_saved(self):
+        out, err = self.unplug_at(11, "--flash-time", "0-1", "--ignore", "SAVE_SETTINGS:100000")
+        self.assertRegex(err, "the device may be unplugged: it used the new calibration, but "
+                              "whether it saved it is unknown\n$")
+        self.assertTrue(out.endswith("verdict     good\n"))
 
 
 if __name__ == "__main__":
