@@ -161,7 +161,12 @@ pid_t launch(const std::vector<std::string> &command)
     sigset_t none;
     sigemptyset(&none);
     posix_spawnattr_setsigmask(&attributes, &none);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    // The test bed ignores this signal, by which a command ends whose reader has ended.
+    sigset_t byDefault;
+    sigemptyset(&byDefault);
+    sigaddset(&byDefault, SIGPIPE);
+    posix_spawnattr_setsigdefault(&attributes, &byDefault);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
     pid_t child = -1;
     const int error = ::posix_spawnp(&child, command.front().c_str(), nullptr, &attributes,
                                      pointers(command).data(), pointers(environment).data());

@@ -262,6 +262,7 @@ void TestVornixSim::endsWithItsCommand_data()
     QTest::newRow("success") << QStringList{u"true"_s} << 0;
     QTest::newRow("status 7") << QStringList{u"sh"_s, u"-c"_s, u"exit 7"_s} << 7;
     QTest::newRow("killed") << QStringList{u"sh"_s, u"-c"_s, u"kill -9 $$"_s} << 137;
+    QTest::newRow("broken pipe") << QStringList{u"sh"_s, u"-c"_s, u"kill -PIPE $$"_s} << 141;
     QTest::newRow("not found") << QStringList{u"/does/not/exist"_s} << 127;
     QTest::newRow("not executable") << QStringList{u"/dev/null"_s} << 126;
 }
