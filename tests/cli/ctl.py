@@ -1,10 +1,14 @@
 """Helpers of the tests of vornixctl: the programs, with a limit for every wait."""
 
+import atexit
 import os
 import pathlib
 import pwd
+import re
+import shutil
 import signal
 import subprocess
+import tempfile
 import time
 import unittest
 
@@ -36,6 +40,25 @@ def wait_until(condition, what):
     raise TimeoutError(what)
 
 
+def _for_scripts():
+    """The folder of vornixctl for a script with a simulated adapter. The runtime of a sanitizer must
+    be loaded before the library of the test bed, but only into vornixctl."""
+    libraries = run("ldd", CTL).stdout
+    runtime = re.search(r"lib[at]san\.so\S* => (\S+)", libraries)
+    if not runtime:
+        return BIN
+    folder = pathlib.Path(tempfile.mkdtemp())
+    atexit.register(shutil.rmtree, folder)
+    folder.chmod(0o755)
+    wrapper = folder / "vornixctl"
+    wrapper.write_text(f'#!/bin/sh\nLD_PRELOAD={runtime.group(1)}:$LD_PRELOAD exec {CTL} "$@"\n')
+    wrapper.chmod(0o755)
+    return folder
+
+
+SCRIPT_BIN = _for_scripts()
+
+
 class CtlCase(unittest.TestCase):
     def on_adapter(self, *arguments, device=(), stdin=""):
         """vornixctl with a simulated USB adapter, ttyUSB0 unless `device` has --port."""
@@ -43,7 +66,8 @@ class CtlCase(unittest.TestCase):
 
     def shell_on_adapter(self, script, device=()):
         """A script with a simulated adapter; $CTL is vornixctl, $PPID is vornix-sim."""
-        return run(SIM, *device, "--", "sh", "-c", script, env=dict(os.environ, CTL=CTL))
+        return run(SIM, *device, "--", "sh", "-c", script, 
+                   env=dict(os.environ, CTL=str(SCRIPT_BIN / "vornixctl")))
 
     def serve(self, *device):
         """A simulated device on a pseudo-terminal, which any process can open. Its path."""

@@ -24,9 +24,11 @@ class Examples(ctl.CtlCase):
             if "--mqtt" in line or "--from" in line:
                 continue  # these need a broker or a recording, and have tests with them
             with self.subTest(line):
-                script = re.sub("^vornixctl", f"timeout -s INT {INTERRUPT_AFTER} {ctl.CTL}", line)
+                script = re.sub("^vornixctl", f"timeout -s INT {INTERRUPT_AFTER} "
+                                f"{ctl.SCRIPT_BIN}/vornixctl", line)
                 outcome = subprocess.run(
-                    [ctl.SIM, "--motion", "tumble", "--", "bash", "-c", "set -o pipefail; " + script],
+                    [ctl.SIM, "--motion", "tumble", "--", "bash", "-c",
+                     "set -o pipefail; " + script],
                     input="y\n", capture_output=True, text=True, timeout=ctl.WAIT, cwd=folder)
                 self.assertIn(outcome.returncode, (ctl.DONE, ctl.JUDGED_BAD, 124, ctl.INTERRUPTED),
                               outcome.stderr)
