@@ -1,4 +1,4 @@
-"""A device that vanishes while it is written to: the exit status, and what is known of its values."""
+"""A device that vanishes while it is written to: exit status, and what is known of its values."""
 
 import pathlib
 import tempfile

@@ -3,6 +3,7 @@
 import os
 import shutil
 import socket
+import ssl
 import struct
 import subprocess
 import threading
@@ -58,12 +59,19 @@ def _field(text):
 
 
 class Subscriber:
-    """Collects what arrives on the topics below "vornix/": (topic, payload, retained)."""
+    """Collects what arrives on the topics below "vornix/": (topic, payload, retained).
 
-    def __init__(self, port):
+    `login`: user and password. `certificate`: that of a broker with TLS."""
+
+    def __init__(self, port, login=(), certificate=None):
         self.messages = []
         self._socket = socket.create_connection(("127.0.0.1", port), LIMIT)
-        self._send(0x10, _field("MQTT") + b"\x04\x02\x00\x00" + _field(f"test{id(self)}"))
+        if certificate:
+            self._socket = ssl.create_default_context(cafile=certificate).wrap_socket(
+                self._socket, server_hostname="127.0.0.1")
+        flags = b"\xc2" if login else b"\x02"
+        self._send(0x10, _field("MQTT") + b"\x04" + flags + b"\x00\x00"
+                   + b"".join(map(_field, (f"test{id(self)}", *login))))
         assert self._receive()[0] == 0x20
         self._send(0x82, b"\x00\x01" + _field("vornix/#") + b"\x00")
         self._thread = threading.Thread(target=self._collect, daemon=True)
