@@ -21,6 +21,7 @@
 #include "cli/runtime.h"
 #include "cli/settings_text.h"
 #include "cli/settings_writer.h"
+#include "cli/udev_rule.h"
 #include "session/error.h"
 #include "session/outputs.h"
 
@@ -122,18 +123,12 @@ void checkPermission(Report &report, const std::string &path)
 
 void checkUdevRule(Report &report)
 {
-    for (const std::string folder :
-         {"/etc/udev/rules.d", "/run/udev/rules.d", "/usr/lib/udev/rules.d", "/lib/udev/rules.d"}) {
-        for (const std::string name : {"/70-vornix.rules", "/70-vornix-cli.rules"}) {
-            std::error_code ignored;
-            if (fs::exists(folder + name, ignored)) {
-                report.add(Level::Good, "udev rule", folder + name);
-                return;
-            }
-        }
-    }
-    report.add(Level::Warning, "udev rule", "not installed",
-               "install the package vornix or vornix-cli");
+    const std::string path = installedUdevRule();
+    if (path.empty())
+        report.add(Level::Warning, "udev rule", "not installed",
+                   "install the package vornix or vornix-cli");
+    else
+        report.add(Level::Good, "udev rule", path);
 }
 
 void checkAdapter(Report &report, const std::string &path)
@@ -158,7 +153,7 @@ void checkAdapter(Report &report, const std::string &path)
                    "install the udev rule, then plug the device in again");
 }
 
-void checkOtherPrograms(Report &report, const std::string &path)
+void checkModemManager(Report &report)
 {
     if (const auto managers = processesNamed("ModemManager"); !managers.empty())
         report.add(Level::Warning, "ModemManager",
@@ -166,12 +161,18 @@ void checkOtherPrograms(Report &report, const std::string &path)
                    "install the udev rule, which keeps it away");
     else
         report.add(Level::Good, "ModemManager", "does not run");
+}
+
+// Returns true if another program has the port open.
+bool checkOtherPrograms(Report &report, const std::string &path)
+{
     const std::string users = textOf(processesUsing(path));
-    if (users.empty())
+    if (users.empty()) {
         report.add(Level::Good, "other programs", "none that this user can see has the port open");
-    else
-        report.add(Level::Bad, "other programs", "the port is open in " + users,
-                   "end that program");
+        return false;
+    }
+    report.add(Level::Bad, "other programs", "the port is open in " + users, "end that program");
+    return true;
 }
 
 void checkLoad(Report &report, const session::Settings &settings, double measuredHz)
@@ -248,8 +249,12 @@ ExitStatus doctor(Runtime &runtime)
     checkPermission(report, path);
     checkAdapter(report, path);
     checkUdevRule(report);
-    checkOtherPrograms(report, path);
-    checkDevice(runtime, report, path);
+    checkModemManager(report);
+    // Root may open a port that is in use, and would take bytes from the other program.
+    if (checkOtherPrograms(report, path))
+        report.add(Level::Warning, "device", "not checked, because the port is in use");
+    else
+        checkDevice(runtime, report, path);
     return report.finish();
 }
 
