@@ -4,6 +4,7 @@ import json
 import os
 import re
 import shutil
+import socket
 import subprocess
 import sys
 import unittest
@@ -91,6 +92,25 @@ class Mqtt(Case):
         broker = Broker(self.folder)
         _, err = self.run_ctl(*self.arguments(self.simulated(), broker), status=1)
         self.assertRegex(err, rf"broker 127.0.0.1:{broker.port}: .*(refused|lost)")
+
+    def silent_broker(self):
+        """A port that accepts connections and never answers."""
+        listener = self.enterContext(socket.create_server(("127.0.0.1", 0)))
+        broker = Broker(self.folder)
+        broker.port = listener.getsockname()[1]
+        return listener, broker
+
+    def test_broker_that_does_not_answer(self):
+        _, broker = self.silent_broker()
+        _, err = self.run_ctl(*self.arguments(self.simulated(), broker), status=1)
+        self.assertEqual(err, f"vornixctl: broker 127.0.0.1:{broker.port}: no answer\n")
+
+    def test_interrupted_before_the_broker_answers(self):
+        listener, broker = self.silent_broker()
+        process = self.start_ctl(*self.arguments(self.simulated(), broker))
+        listener.settimeout(LIMIT)
+        self.enterContext(listener.accept()[0])
+        self.assertEqual(self.interrupt(process), ("", ""))
 
     def test_user_and_password(self):
         passwords = self.folder / "passwords"
