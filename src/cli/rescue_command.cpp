@@ -28,8 +28,7 @@ ExitStatus rescue(Runtime &runtime)
     if (session::lineLoad(now.outputs, now.rateHz, now.baud) > 1)
         runtime.note("the device now skips samples, because its outputs at " +
                      std::to_string(now.rateHz) + " Hz need " + lineLoadText(now) +
-                     " of the line at " +
-                     std::to_string(now.baud) + " baud");
+                     " of the line at " + std::to_string(now.baud) + " baud");
     return ExitStatus::Done;
 }
 
