@@ -10,6 +10,7 @@ import argparse
 import contextlib
 import os
 import pathlib
+import re
 import statistics
 import subprocess
 import sys
@@ -36,16 +37,19 @@ class Benchmark:
         self.ctl = programs / "vornixctl"
         self.sim = programs / "vornix-sim"
         self.seconds = seconds
+        self.overrun = 0  # packets that did not fit into the queue of a port
 
     @contextlib.contextmanager
     def device(self, *options):
-        """The path of a pty with a simulated device."""
-        process = subprocess.Popen([self.sim, *options], stdout=subprocess.PIPE, text=True)
+        """The path of a pty with a simulated device. Adds up its lost packets."""
+        process = subprocess.Popen([self.sim, "--statistics", *options], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True)
         try:
             yield process.stdout.readline().strip()
         finally:
             process.terminate()
-            process.wait()
+            counts = dict(re.findall(r"(\w+)=(\d+)", process.communicate()[1]))
+            self.overrun += int(counts["overrun"])
 
     def cpu_seconds(self, command, output, seconds=None):
         """CPU time of the command, which is interrupted after `seconds`."""
@@ -67,24 +71,27 @@ class Benchmark:
             return used, sum(1 for _ in records)
 
     def one_device(self, folder):
+        self.overrun = 0
         with self.device(*FULL) as port:
             used, records = self.stream(folder, [port])
+        lost = self.overrun
         with self.device(*FULL) as port:
             subprocess.run(["stty", "-F", port, "raw", "1000000"], check=True)
             with (folder / "bytes").open("wb") as output:
                 plain = self.cpu_seconds(["cat", port], output, self.seconds)
         row("`stream` of 1000 Hz with full output into a file, CPU time beside `cat`",
-            f"{100 * used / self.seconds:.1f} % of a core; {records} records in {self.seconds} s; "
-            f"`cat` {100 * plain / self.seconds:.1f} %; ratio {used / plain:.2f}", "ratio 2")
+            f"{100 * used / self.seconds:.1f} % of a core; {records} records in {self.seconds} s, "
+            f"{lost} lost; `cat` {100 * plain / self.seconds:.1f} %; ratio {used / plain:.2f}", "ratio 2")
 
     def eight_devices(self, folder):
+        self.overrun = 0
         with contextlib.ExitStack() as stack:
             ports = [stack.enter_context(self.device(*FULL, "--serial", str(number + 1)))
                      for number in range(DEVICES)]
             used, records = self.stream(folder, ports)
         row(f"`stream` of {DEVICES} devices at 1000 Hz in one process",
-            f"{100 * used / self.seconds:.0f} % of a core; {records} records in {self.seconds} s",
-            "one core")
+            f"{100 * used / self.seconds:.0f} % of a core; {records} records in {self.seconds} s, "
+            f"{self.overrun} lost", "one core")
 
     def silent_device(self):
         with self.device("--outputs", "0") as port:
