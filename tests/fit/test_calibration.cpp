@@ -227,7 +227,7 @@ void TestCalibration::longEllipsoidIsInTheShape()
 void TestCalibration::strengthIsComparedIfExpected()
 {
     Maker maker(8);
-    const Readings samples = maker.samples({{40, 50, 60}, maker.rotation(), {}}, 1000);
+    const Readings samples = maker.samples({{40, 50, 60}, maker.rotation()}, 1000);
     QVERIFY(std::abs(calibrate(samples).fieldStrength - std::cbrt(40.0 * 50 * 60)) < 0.1);
     const auto strength = [&](double expected) {
         return verdictOf(calibrate(samples, {.fieldStrength = expected}), Aspect::FieldStrength);
@@ -257,7 +257,7 @@ void TestCalibration::largeOffsetIsReported()
 void TestCalibration::readingsThatAreNotNumbersAreLeftOut()
 {
     Maker maker(10);
-    Readings samples = maker.samples({{40, 50, 60}, maker.rotation(), {}}, 500);
+    Readings samples = maker.samples({{40, 50, 60}, maker.rotation()}, 500);
     samples[3][1] = std::numeric_limits<float>::quiet_NaN();
     samples[4][2] = std::numeric_limits<float>::infinity();
     const Calibration result = calibrate(samples);
@@ -270,7 +270,7 @@ void TestCalibration::readingsThatAreNotNumbersAreLeftOut()
 void TestCalibration::worstReasonDecides()
 {
     Maker maker(11);
-    const Readings samples = maker.samples({{40, 40, 40}, Eigen::Matrix3d::Identity(), {}}, 1000);
+    const Readings samples = maker.samples({{40, 40, 40}, Eigen::Matrix3d::Identity()}, 1000);
     QVERIFY(calibrate(samples).verdict == Verdict::Good);
     QCOMPARE(calibrate(samples).reasons.size(), std::size_t(5));
     QVERIFY(calibrate(samples, {.fieldStrength = 32}).verdict == Verdict::Acceptable);

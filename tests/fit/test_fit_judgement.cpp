@@ -149,7 +149,7 @@ void TestFitJudgement::judgesSamples_data()
     row("a long ellipsoid",
         Maker(1).samples({{2, 3.25, 40}, Eigen::Matrix3d::Identity(), {1, 2.5, -30}}, 50),
         Judgement::Determined);
-    row("a large ellipsoid", Maker(1).samples({{4000, 5000, 6000}, tilted().rotation, {}}, 100),
+    row("a large ellipsoid", Maker(1).samples({{4000, 5000, 6000}, tilted().rotation}, 100),
         Judgement::Determined);
     row("half a sphere", cap(90, 0.15), Judgement::Determined);
     row("a quarter of a sphere", cap(60, 0.15), Judgement::Determined);
@@ -160,7 +160,7 @@ void TestFitJudgement::judgesSamples_data()
     row("not a number", with(many, kNan), Judgement::NotFinite);
     row("infinite", with(many, kInfinity), Judgement::NotFinite);
     row("one of 1e25", with(many, 1e25F), Judgement::NotFinite);
-    row("all of 1e25", Maker(1).samples({{1e25, 1e25, 1e25}, tilted().rotation, {}}, 100),
+    row("all of 1e25", Maker(1).samples({{1e25, 1e25, 1e25}, tilted().rotation}, 100),
         Judgement::NotFinite);
 
     row("another surface", hyperboloid(), Judgement::NotAnEllipsoid);

@@ -154,7 +154,7 @@ void TestStrictLine::receiveQueueOverruns()
     const Bytes rest = host.read(20ms);
     bytes.insert(bytes.end(), rest.begin(), rest.end());
     QVERIFY(bytes.size() >= sim::kTerminalQueue);
-    QVERIFY(bytes.size() < sim::kTerminalQueue + 10 * kSampleSize);
+    QVERIFY(bytes.size() < 2 * sim::kTerminalQueue);
     QCOMPARE(Host::packets(bytes).size(), static_cast<std::size_t>(line.samples));
     // Everything else is lost, and the line works again.
     setOutputs(device, 0x04);
