@@ -157,7 +157,9 @@ void addSet(CLI::App &settings, Request &request)
                    "  vornixctl settings set ttyUSB0 baud=921600 outputs=full --yes\n"
                    "  vornixctl settings set outputs=0x47 --dry-run",
                    [options](Runtime &runtime) { return set(runtime, options->words, *options); });
-    command.add_option("[PORT] NAME=VALUE", options->words, "Several settings are possible")
+    command
+        .add_option("SETTING", options->words,
+                    "NAME=VALUE; several are possible, a port may precede them")
         ->required()
         ->type_name("");
     addLineOptions(command, request.common);

@@ -89,6 +89,11 @@ class BareSystem(unittest.TestCase):
         self.assertRegex(self.output, r"(?m)^Receiving [1-9]\d* Hz$")
         self.assertTrue(self.output.endswith("Closed with exit status 0\n"), self.output)
 
+    def test_answers_in_a_terminal(self):
+        programs = "build/release/bin"
+        self.assertIn("serial number: c0ffee\n", self.in_clone(
+            f"{programs}/vornix-sim", "--", f"{programs}/vornixctl", "info"))
+
     def test_run_leaves_a_screenshot(self):
         shot = SHOTS / f"bare-{RELEASE}.png"
         shutil.copy(ROOT / CLONE[1:] / "build/screenshot.png", shot)
