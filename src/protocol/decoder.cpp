@@ -56,17 +56,6 @@ int decodeDataBlock(const unsigned char *p, SampleStore &store)
     }
 }
 
-// Decodes a block, sets its flag and announces it. An unknown code is skipped.
-int receiveDataBlock(const unsigned char *p, SampleStore &store, const BlockHandler &blockDecoded)
-{
-    const int size = decodeDataBlock(p, store);
-    if (size == kUnknown)
-        return 1;
-    store.fresh.set(*p);
-    blockDecoded(static_cast<BlockCode>(*p));
-    return size;
-}
-
 // Returns the size of the block in bytes, including its code.
 int storeCalibrationRecords(const unsigned char *p, int available, SampleStore &store)
 {
@@ -135,19 +124,16 @@ int decodeReplyBlock(const unsigned char *p, int index, int end, SampleStore &st
 
 } // namespace
 
-bool decodePacket(const unsigned char *packet, int length, SampleStore &store,
-                  const BlockHandler &blockDecoded)
+int decoder::storeDataBlock(const unsigned char *block, SampleStore &store)
 {
-    if (!isIntact(packet, length))
-        return false;
+    const int size = decodeDataBlock(block, store);
+    if (size != kUnknown)
+        store.fresh.set(*block);
+    return size;
+}
 
-    const int end = length - static_cast<int>(kChecksumSize);
-    const unsigned char type = packet[1];
-    if (type != kDataType && type != kReplyType)
-        return true;
-    for (int i = static_cast<int>(kHeaderSize); i < end;) {
-        i += type == kDataType ? receiveDataBlock(packet + i, store, blockDecoded)
-                               : decodeReplyBlock(packet + i, i, end, store);
-    }
-    return true;
+void decoder::storeReply(const unsigned char *packet, int end, SampleStore &store)
+{
+    for (int i = static_cast<int>(kHeaderSize); i < end;)
+        i += decodeReplyBlock(packet + i, i, end, store);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "protocol/decoder.h"
@@ -14,52 +15,57 @@ public:
     // describe that packet until the next call. The decoder verifies the checksum.
     bool feed(unsigned char byte)
     {
-        if (m_state == Body)
-            return feedBody(byte);
-        feedHeader(byte);
+        m_buffer[m_count++] = byte;
+        if (m_count < m_next)
+            return false;
+        if (m_count > protocol::kHeaderSize)
+            return endBody();
+        readHeader();
         return false;
     }
 
     // Discards a partly received packet, for example after a failed read.
-    void reset() { m_state = Hunting; }
+    void reset()
+    {
+        m_count = 0;
+        m_next = kSyncEnd;
+    }
 
     // The 5 states in order, 0 to 4: sync, type, length low, length high, body.
-    int state() const { return m_state; }
+    int state() const { return static_cast<int>(std::min(m_count, protocol::kHeaderSize)); }
 
     // Readable for kDecoderPadding bytes past length().
     const unsigned char *packet() const { return m_buffer.data(); }
     int length() const { return static_cast<int>(m_expected); }
 
 private:
-    enum State { Hunting, Type, LengthLow, LengthHigh, Body };
     static constexpr std::size_t kCapacity = protocol::kMaxPacketSize;
+    static constexpr std::size_t kSyncEnd = 1;
+    static constexpr std::size_t kTypeEnd = 2;
 
-    void store(unsigned char byte) { m_buffer[m_index++] = byte; }
-
-    void feedHeader(unsigned char byte)
+    void readHeader()
     {
-        switch (m_state) {
-        case Hunting:
-            if (byte != protocol::kSync)
-                return;
-            m_index = 0;
-            m_state = Type;
+        switch (m_count) {
+        case kSyncEnd:
+            proceedIf(m_buffer[0] == protocol::kSync, kTypeEnd);
             break;
-        case Type:
-            m_state =
-                byte == protocol::kDataType || byte == protocol::kReplyType ? LengthLow : Hunting;
-            break;
-        case LengthLow:
-            m_expected = byte;
-            m_state = LengthHigh;
+        case kTypeEnd:
+            proceedIf(m_buffer[1] == protocol::kDataType || m_buffer[1] == protocol::kReplyType,
+                      protocol::kHeaderSize);
             break;
         default:
-            m_expected |= static_cast<std::size_t>(byte) << 8;
-            m_end = bodyEnd();
-            m_state = Body;
+            m_expected = protocol::readField<std::uint16_t>(&m_buffer[kTypeEnd]);
+            m_next = bodyEnd();
             break;
         }
-        store(byte);
+    }
+
+    void proceedIf(bool valid, std::size_t next)
+    {
+        if (valid)
+            m_next = next;
+        else
+            reset();
     }
 
     // A length of 0 or above kCapacity ends the packet with the byte after the header. A length of
@@ -71,18 +77,15 @@ private:
         return m_expected > protocol::kHeaderSize ? m_expected : kCapacity;
     }
 
-    bool feedBody(unsigned char byte)
+    bool endBody()
     {
-        store(byte);
-        if (m_index < m_end)
-            return false;
+        const bool complete = m_count == m_expected;
         reset();
-        return m_index == m_expected;
+        return complete;
     }
 
-    State m_state = Hunting;
-    std::size_t m_index = 0;    // of the next byte in the buffer
-    std::size_t m_expected = 0; // length field
-    std::size_t m_end = 0;      // index after the last byte of the body
+    std::size_t m_count = 0;       // bytes of the packet received so far
+    std::size_t m_next = kSyncEnd; // count at which the bytes must be examined
+    std::size_t m_expected = 0;    // length field
     std::array<unsigned char, protocol::kMaxPacketSize + kDecoderPadding> m_buffer{};
 };
