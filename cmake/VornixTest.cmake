@@ -28,7 +28,14 @@ set(VORNIX_TEST_ENVIRONMENT
     "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/fixtures/lsan.supp:print_suppressions=0"
     "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/fixtures/tsan.supp:second_deadlock_stack=1:report_thread_leaks=0:die_after_fork=0:ignore_noninstrumented_modules=1:halt_on_error=1")
 
-# The headers that take longest to compile, once for all test programs.
+# A test runs once or twice, so fast code is not worth the time of a better optimisation.
+set(VORNIX_TEST_OPTIONS $<$<CONFIG:Release>:-O1>)
+
+# The headers that take longest to compile, once for all test programs. GCC uses them only where the
+# options are the same: also -fPIE, which CMake gives to programs. Qt before 6.8 adds -fPIC to all.
+set_target_properties(vornix_test_support PROPERTIES POSITION_INDEPENDENT_CODE OFF)
+target_compile_options(vornix_test_support PRIVATE
+    ${CMAKE_CXX_COMPILE_OPTIONS_PIE} ${VORNIX_TEST_OPTIONS})
 target_precompile_headers(vornix_test_support PRIVATE <QtCore>)
 
 # A test that waits with a macro of Qt Test must have the longer limit of wait_limit.h.
@@ -55,14 +62,11 @@ function(vornix_test name)
     endif()
     add_executable(${name} ${arg_FILE})
     vornix_check_waits(${arg_FILE})
-    set(options "")
-    # A test runs once or twice, so fast code is not worth the time of a better optimisation.
-    list(APPEND options $<$<CONFIG:Release>:-O1>)
+    target_compile_options(${name} PRIVATE ${VORNIX_TEST_OPTIONS})
     # The QTRY_ macros of Qt 6.8 narrow a number; the compiler warns in the file that uses them.
     if(Qt6_VERSION VERSION_GREATER_EQUAL 6.8)
-        list(APPEND options -Wno-conversion)
+        set_source_files_properties(${arg_FILE} PROPERTIES COMPILE_OPTIONS -Wno-conversion)
     endif()
-    set_source_files_properties(${arg_FILE} PROPERTIES COMPILE_OPTIONS "${options}")
     set_target_properties(${name} PROPERTIES AUTOMOC ON
         RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE vornix_flags Qt6::Test ${arg_LINK})
