@@ -8,6 +8,7 @@
 #include "sim/device/imu_simulator_server.h"
 #include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
+#include "tests/sim/silent_line.h"
 
 using namespace std::chrono_literals;
 using Bytes = std::vector<unsigned char>;
@@ -15,17 +16,8 @@ using Bytes = std::vector<unsigned char>;
 namespace {
 
 const Bytes kStart{0x53, 0x43, 0x07, 0x00, 0x12, 0x12, 0x00};
-const Bytes kStop{0x53, 0x43, 0x07, 0x00, 0x13, 0x13, 0x00};
-const Bytes kStopped{0x53, 0x47, 0x08, 0x00, 0x13, 0x01, 0x14, 0x00};
 const Bytes kSetBaud115200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x07, 0x00, 0xC2, 0x01, 0x00, 0xD7, 0x00};
 const Bytes kSetBaud921600{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x07, 0x00, 0x10, 0x0E, 0x00, 0x32, 0x00};
-
-sim::DeviceOptions quiet()
-{
-    sim::DeviceOptions options;
-    options.settings.outputs = 0;
-    return options;
-}
 
 sim::DeviceOptions streaming(std::uint32_t baud, std::uint16_t rateHz)
 {
@@ -35,33 +27,12 @@ sim::DeviceOptions streaming(std::uint32_t baud, std::uint16_t rateHz)
     return options;
 }
 
-void setOutputs(sim::ImuSimulatorServer &device, std::uint16_t outputs)
-{
-    device.change([outputs](sim::ImuSimulator &simulator) {
-        sim::DeviceSettings settings = simulator.memory().active;
-        settings.outputs = outputs;
-        simulator.setSettings(settings);
-    });
-}
-
-// Stops the stream and waits until the samples that were due have left the line.
-void silence(sim::ImuSimulatorServer &device)
-{
-    setOutputs(device, 0);
-    QVERIFY(eventually([&] {
-        const auto due =
-            device.inspect([](const auto &simulator) { return simulator.counters().samplesSent; });
-        const sim::LineCounters line = device.counters();
-        return line.sent + line.corrupted + line.noHost + line.overrun == due;
-    }));
-}
-
 // Sets the host's baud rate and waits until the device has observed it.
 void setSeenSpeed(Host &host, const sim::ImuSimulatorServer &device, speed_t speed,
                   std::uint32_t baud)
 {
     QVERIFY(host.setSpeed(speed));
-    QVERIFY(eventually([&] { return device.seenHostBaud() == baud; }));
+    QVERIFY(waitForHostBaud(device, baud));
 }
 
 std::uint32_t lineBaud(const sim::ImuSimulatorServer &device)
@@ -106,7 +77,7 @@ void TestPty::dropsHostBytesAtAnotherBaudRate()
 {
     sim::ImuSimulatorServer device(quiet());
     Host host(device.path(), B921600);
-    QVERIFY(eventually([&] { return device.seenHostBaud() == 921600U; }));
+    QVERIFY(waitForHostBaud(device, 921600));
     for (const std::uint64_t hostBytesLost : {7, 14}) {
         QVERIFY(host.write(kStart));
         QVERIFY(eventually([&] { return device.counters().hostBytesLost == hostBytesLost; }));

@@ -10,25 +10,16 @@
 #include "sim/device/imu_simulator_server.h"
 #include "tests/fixtures/wait_limit.h"
 #include "tests/sim/host.h"
+#include "tests/sim/silent_line.h"
 
 using namespace std::chrono_literals;
 using Bytes = std::vector<unsigned char>;
 
 namespace {
 
+constexpr std::uint32_t kBaud = 1000000;
 // A quaternion: 4 floats, their code and the frame.
 constexpr std::size_t kSampleSize = 23;
-const Bytes kStop{0x53, 0x43, 0x07, 0x00, 0x13, 0x13, 0x00};
-const Bytes kStopped{0x53, 0x47, 0x08, 0x00, 0x13, 0x01, 0x14, 0x00};
-
-sim::DeviceOptions quiet()
-{
-    sim::DeviceOptions options;
-    options.settings.outputs = 0;
-    options.settings.baud = 1000000;
-    return options;
-}
-
 const Bytes kSetRate200{0x53, 0x43, 0x0C, 0x00, 0x0D, 0x08, 0xC8, 0x00, 0x00, 0x00, 0xDD, 0x00};
 
 sim::LineOptions withAdapter(const sim::AdapterModel &model)
@@ -38,32 +29,11 @@ sim::LineOptions withAdapter(const sim::AdapterModel &model)
     return options;
 }
 
-void setOutputs(sim::ImuSimulatorServer &device, std::uint16_t outputs)
-{
-    device.change([outputs](sim::ImuSimulator &simulator) {
-        sim::DeviceSettings settings = simulator.memory().active;
-        settings.outputs = outputs;
-        simulator.setSettings(settings);
-    });
-}
-
-// Stops the stream and waits until every sample has its outcome.
-void silence(sim::ImuSimulatorServer &device)
-{
-    setOutputs(device, 0);
-    QVERIFY(eventually([&] {
-        const auto due =
-            device.inspect([](const auto &simulator) { return simulator.counters().samplesSent; });
-        const sim::LineCounters line = device.counters();
-        return line.sent + line.corrupted + line.noHost + line.overrun == due;
-    }));
-}
-
 // Opens the port of a silent device and waits until the device has observed the baud rate.
 void open(Host &host, const sim::ImuSimulatorServer &device)
 {
     QVERIFY(host.openWithoutDropping(device.path(), B1000000));
-    QVERIFY(eventually([&] { return device.seenHostBaud() == 1000000U; }));
+    QVERIFY(waitForHostBaud(device, kBaud));
 }
 
 // The number of bytes before the first sample that arrives whole.
@@ -78,7 +48,7 @@ std::size_t bytesBeforeFirstSample(const Bytes &bytes)
 std::vector<std::size_t> remainders(std::uint64_t seed, int openings)
 {
     std::vector<std::size_t> found;
-    sim::ImuSimulatorServer device(quiet());
+    sim::ImuSimulatorServer device(quiet(kBaud));
     device.setLineOptions({.startsMidPacket = true, .seed = seed});
     for (int i = 0; i < openings; ++i) {
         {
@@ -128,7 +98,7 @@ void TestStrictLine::streamBeginsInTheMiddleOfAPacket()
 
 void TestStrictLine::repliesAreWholeAfterAnOpening()
 {
-    sim::ImuSimulatorServer device(quiet());
+    sim::ImuSimulatorServer device(quiet(kBaud));
     device.setLineOptions({.startsMidPacket = true});
     Host host;
     open(host, device);
@@ -138,7 +108,7 @@ void TestStrictLine::repliesAreWholeAfterAnOpening()
 
 void TestStrictLine::receiveQueueOverruns()
 {
-    sim::DeviceOptions options = quiet();
+    sim::DeviceOptions options = quiet(kBaud);
     options.settings.rateHz = 1000;
     sim::ImuSimulatorServer device(options);
     device.setLineOptions({.receiveQueue = sim::kTerminalQueue});
@@ -163,9 +133,9 @@ void TestStrictLine::receiveQueueOverruns()
 
 void TestStrictLine::countsFramingErrors()
 {
-    sim::ImuSimulatorServer device(quiet());
+    sim::ImuSimulatorServer device(quiet(kBaud));
     Host host(device.path(), B57600);
-    QVERIFY(eventually([&] { return device.seenHostBaud() == 57600U; }));
+    QVERIFY(waitForHostBaud(device, 57600));
     setOutputs(device, 0x04);
     QVERIFY(eventually([&] { return device.counters().corrupted >= 5; }));
     silence(device);
@@ -176,7 +146,7 @@ void TestStrictLine::countsFramingErrors()
 
 void TestStrictLine::stalledOutputBlocksTheHost()
 {
-    sim::ImuSimulatorServer device(quiet());
+    sim::ImuSimulatorServer device(quiet(kBaud));
     Host host;
     open(host, device);
     device.setLineOptions({.outputStallsAt = sim::Time(0), .outputStallTime = 24h});
@@ -200,7 +170,7 @@ void TestStrictLine::stalledOutputBlocksTheHost()
 // time.
 void TestStrictLine::adapterGroupsBytes()
 {
-    sim::DeviceOptions options = quiet();
+    sim::DeviceOptions options = quiet(kBaud);
     options.settings.rateHz = 1000;
     sim::ImuSimulatorServer device(options);
     device.setLineOptions(withAdapter(sim::AdapterModel::ftdi(16ms)));
@@ -223,7 +193,7 @@ void TestStrictLine::adapterGroupsBytes()
 // What an adapter holds when a host closes the port does not reach the next host.
 void TestStrictLine::adapterStartsEmpty()
 {
-    sim::ImuSimulatorServer device(quiet());
+    sim::ImuSimulatorServer device(quiet(kBaud));
     device.setLineOptions(withAdapter({62, 1h})); // sends nothing before it has 62 bytes
     Host host;
     open(host, device);
@@ -249,7 +219,7 @@ void TestStrictLine::adapterStartsEmpty()
 // The counts are those of packets, although they arrive in parts.
 void TestStrictLine::countsWithAnAdapter()
 {
-    sim::DeviceOptions options = quiet();
+    sim::DeviceOptions options = quiet(kBaud);
     options.settings.rateHz = 1000;
     sim::ImuSimulatorServer device(options);
     device.setLineOptions(withAdapter(sim::AdapterModel::ftdi(1ms)));
