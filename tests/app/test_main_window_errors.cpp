@@ -1,9 +1,9 @@
-#include <QMessageBox>
 #include <QRegularExpression>
 #include <QStatusBar>
 
 #include "dialogs/magneto_calibration_dialog.h"
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/box_watcher.h"
 #include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
@@ -13,34 +13,15 @@ class TestMainWindowErrors : public QObject
 {
     Q_OBJECT
 
-    struct Box
-    {
-        int seen = 0;
-        QMessageBox::Icon icon = QMessageBox::NoIcon;
-        QString title;
-        QString text;
-        bool busyPointer = false;
-    };
-
     DeviceTestbed m_bed;
     WindowFixture m_fixture;
 
     QLabel *statusLabel() const { return m_fixture.label(u"label_status"_s); }
 
-    // Chooses the entry out of the event loop, answers message boxes, and returns when it is over.
-    Box choose(const QString &action)
+    // Chooses the entry out of the event loop, and returns the message boxes when it is over.
+    QList<ShownBox> choose(const QString &action)
     {
-        Box shown;
-        QTimer watcher;
-        connect(&watcher, &QTimer::timeout, this, [&] {
-            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-            if (!box)
-                return;
-            shown = {shown.seen + 1, box->icon(), box->windowTitle(), box->text(),
-                     QGuiApplication::overrideCursor() != nullptr};
-            box->accept();
-        });
-        watcher.start(10);
+        const BoxWatcher boxes;
         bool over = false;
         QTimer::singleShot(0, m_fixture.window(), [&] {
             m_fixture.action(action)->trigger();
@@ -48,7 +29,7 @@ class TestMainWindowErrors : public QObject
         });
         if (!QTest::qWaitFor([&] { return over; }, 60'000))
             qFatal("the command does not end");
-        return shown;
+        return boxes.shown;
     }
 
     void connectToAPortThatIsGone()
@@ -114,8 +95,9 @@ private slots:
     {
         m_bed.unplug("ttyACM0");
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"^Unhandled error: write_some: "_s));
-        const Box box = choose(u"actionCalibration"_s);
-        QCOMPARE(box.seen, 1);
+        const QList<ShownBox> boxes = choose(u"actionCalibration"_s);
+        QCOMPARE(boxes.size(), 1);
+        const ShownBox &box = boxes.first();
         QCOMPARE(box.icon, QMessageBox::Critical);
         QCOMPARE(box.title, u"Serial Error"_s);
         QVERIFY2(box.text.contains(u"write_some: Input/output error"_s), qPrintable(box.text));
@@ -129,8 +111,8 @@ private slots:
 
     void afterDisconnectItWorksAgain()
     {
-        const Box box = choose(u"actionDisconnect_4"_s);
-        QCOMPARE(box.seen, 0);
+        const QList<ShownBox> boxes = choose(u"actionDisconnect_4"_s);
+        QCOMPARE(boxes.size(), 0);
         QCOMPARE(m_fixture.status(), u"Not connected"_s);
         m_bed.replug("ttyACM0");
         m_fixture.scan();

@@ -7,6 +7,7 @@
 
 #include "dialogs/settings_dialog.h"
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/box_watcher.h"
 #include "tests/sim/host.h"
 
 using namespace app_test;
@@ -50,29 +51,22 @@ class TestMainWindowFaults : public QObject
         return false;
     }
 
-    // Chooses the entry out of the event loop, answers message boxes, passes the dialog to `act`
-    // once, closes it afterwards, and returns when the action is over.
+    // Chooses the entry out of the event loop, passes the dialog to `act` once, closes it
+    // afterwards, and returns when the action is over.
     Shown choose(const QString &action, const std::function<void(QDialog &)> &act = {})
     {
         Shown shown;
+        const BoxWatcher boxes;
         QTimer watcher;
         connect(&watcher, &QTimer::timeout, this, [&] {
             auto *dialog = qobject_cast<QDialog *>(QApplication::activeModalWidget());
-            if (!dialog)
+            if (!dialog || qobject_cast<QMessageBox *>(dialog) || shown.opened)
                 return;
-            if (auto *box = qobject_cast<QMessageBox *>(dialog)) {
-                shown.boxes.append(box->windowTitle() + u": "_s + box->text());
-                box->accept();
-            } else if (!shown.opened) {
-                shown.opened = true;
-                connect(dialog, &QDialog::accepted, this, [&] { shown.accepted = true; });
-                // Not in this slot: the timer has to answer boxes meanwhile.
-                QTimer::singleShot(0, dialog, [&act, dialog] {
-                    if (act)
-                        act(*dialog);
-                    dialog->reject();
-                });
-            }
+            shown.opened = true;
+            connect(dialog, &QDialog::accepted, this, [&] { shown.accepted = true; });
+            if (act)
+                act(*dialog);
+            dialog->reject();
         });
         watcher.start(10);
         bool over = false;
@@ -82,6 +76,7 @@ class TestMainWindowFaults : public QObject
         });
         if (!QTest::qWaitFor([&] { return over; }, 60'000))
             qFatal("the command does not end");
+        shown.boxes = boxes.texts();
         return shown;
     }
 

@@ -8,18 +8,16 @@
 #include <QGroupBox>
 #include <QLabel>
 #include <QMenuBar>
-#include <QMessageBox>
-#include <QPushButton>
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTest>
-#include <QTimer>
 #include <QWindow>
 
 #include "app/application.h"
 #include "app/main_window.h"
 #include "app/value_label.h"
 #include "driver/imu.h"
+#include "tests/fixtures/box_watcher.h"
 #include "tests/fixtures/wait_limit.h"
 #include "views/pose_gl_widget.h"
 #include "views/rpy_plotter.h"
@@ -65,41 +63,6 @@ class TestMainWindowForm : public QObject
                 names.append(u"spacer"_s);
         }
         return names;
-    }
-
-    // Closes the message box that `open` is about to show, and keeps its text.
-    struct Box
-    {
-        bool seen = false;
-        QMessageBox::Icon icon = QMessageBox::NoIcon;
-        QString title;
-        QString text;
-        QWidget *parent = nullptr;
-        QList<QMessageBox::StandardButton> buttons;
-    };
-
-    static Box boxShownBy(const std::function<void()> &open)
-    {
-        Box shown;
-        QTimer watcher;
-        connect(&watcher, &QTimer::timeout, &watcher, [&] {
-            auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-            if (!box)
-                return;
-            shown.seen = true;
-            shown.icon = box->icon();
-            shown.title = box->windowTitle();
-            shown.text = box->text();
-            shown.parent = box->parentWidget();
-            const QList<QAbstractButton *> buttons = box->buttons();
-            for (QAbstractButton *button : buttons)
-                shown.buttons.append(box->standardButton(button));
-            watcher.stop();
-            QTest::mouseClick(box->button(QMessageBox::Ok), Qt::LeftButton);
-        });
-        watcher.start(10);
-        open();
-        return shown;
     }
 
 private slots:
@@ -412,8 +375,10 @@ private slots:
         QFETCH(QString, name);
         QAction *refused = action(name);
         QVERIFY(refused->isEnabled());
-        const Box box = boxShownBy([&] { refused->trigger(); });
-        QVERIFY(box.seen);
+        const BoxWatcher boxes;
+        refused->trigger();
+        QCOMPARE(boxes.shown.size(), 1);
+        const ShownBox &box = boxes.shown.first();
         QCOMPARE(box.icon, QMessageBox::Warning);
         QCOMPARE(box.title, u"Not connected"_s);
         QCOMPARE(box.text, u"Please connect to a device first."_s);

@@ -1,6 +1,5 @@
-#include <QMessageBox>
-
 #include "tests/app/window_fixture.h"
+#include "tests/fixtures/box_watcher.h"
 #include "tests/fixtures/wait_limit.h"
 
 using namespace app_test;
@@ -156,18 +155,11 @@ private slots:
         m_fixture.connectTo(u"ttyACM0"_s);
         QCOMPARE(m_fixture.status(), connectedText(u"ttyACM0"_s, 921600));
         deviceAt(460800);
-        QString warning;
-        QVERIFY(connectAndDuringIt(u"ttyUSB0"_s, [&] {
-            QTimer::singleShot(0, m_fixture.window(), [&] {
-                auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-                if (box) {
-                    warning = box->text();
-                    box->accept();
-                }
-            });
-            m_fixture.action(u"actionShowDeviceInfo_2"_s)->trigger();
-        }));
-        QCOMPARE(warning, u"Please connect to a device first."_s);
+        const BoxWatcher boxes;
+        QVERIFY(connectAndDuringIt(
+            u"ttyUSB0"_s, [&] { m_fixture.action(u"actionShowDeviceInfo_2"_s)->trigger(); }));
+        QCOMPARE(boxes.shown.size(), 1);
+        QCOMPARE(boxes.shown.first().text, u"Please connect to a device first."_s);
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 460800));
         m_fixture.disconnect();
     }

@@ -9,12 +9,10 @@
 #include <QDialog>
 #include <QLabel>
 #include <QLineEdit>
-#include <QMessageBox>
 #include <QMouseEvent>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTest>
-#include <QTimer>
 #include <QTranslator>
 
 // Helpers that the dialog tests share.
@@ -37,46 +35,6 @@ inline QStringList itemTexts(const QComboBox &combo)
         texts << combo.itemText(index);
     return texts;
 }
-
-struct ShownBox
-{
-    QString title;
-    QString text;
-    QMessageBox::Icon icon;
-    QMessageBox::StandardButtons buttons;
-    QWidget *parent;
-    bool underWaitCursor;
-};
-
-// Records every message box that opens during its lifetime and presses its OK.
-class BoxWatcher
-{
-    Q_DISABLE_COPY_MOVE(BoxWatcher)
-
-public:
-    BoxWatcher()
-    {
-        QObject::connect(&m_timer, &QTimer::timeout, [this] { look(); });
-        m_timer.start(5);
-    }
-    ~BoxWatcher() = default;
-
-    QList<ShownBox> shown;
-
-private:
-    void look()
-    {
-        auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        if (!box || !box->button(QMessageBox::Ok))
-            return;
-        shown << ShownBox{box->windowTitle(),  box->text(),
-                          box->icon(),         box->standardButtons(),
-                          box->parentWidget(), QGuiApplication::overrideCursor() != nullptr};
-        box->button(QMessageBox::Ok)->click();
-    }
-
-    QTimer m_timer;
-};
 
 // A test language: every text of words is the English text with a mark before it. Numbers, with or
 // without a unit, stay unchanged, as in any real language.

@@ -2,6 +2,7 @@
 #include "protocol/protocol.h"
 #include "tests/dialogs/device_fixture.h"
 #include "tests/dialogs/dialog_support.h"
+#include "tests/fixtures/box_watcher.h"
 #include "tests/fixtures/test_main.h"
 
 using namespace Qt::StringLiterals;

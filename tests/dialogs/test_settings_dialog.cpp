@@ -8,6 +8,7 @@
 #include "protocol/protocol.h"
 #include "tests/dialogs/device_fixture.h"
 #include "tests/dialogs/dialog_support.h"
+#include "tests/fixtures/box_watcher.h"
 #include "tests/fixtures/test_main.h"
 
 using namespace Qt::StringLiterals;
@@ -121,9 +122,9 @@ void TestSettingsDialog::compareBox(const BoxWatcher &boxes, const SettingsDialo
     QCOMPARE(boxes.shown[0].title, title);
     QCOMPARE(boxes.shown[0].text, text);
     QCOMPARE(boxes.shown[0].icon, icon);
-    QCOMPARE(boxes.shown[0].buttons, QMessageBox::Ok);
+    QCOMPARE(boxes.shown[0].buttons, QList{QMessageBox::Ok});
     QCOMPARE(boxes.shown[0].parent, &dialog);
-    QVERIFY(!boxes.shown[0].underWaitCursor);
+    QVERIFY(!boxes.shown[0].busyPointer);
 }
 
 // --- Opening -----------------------------------------------------------------------------------

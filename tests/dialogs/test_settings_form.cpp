@@ -5,6 +5,7 @@
 
 #include "dialogs/settings_dialog.h"
 #include "tests/dialogs/dialog_support.h"
+#include "tests/fixtures/box_watcher.h"
 
 using namespace Qt::StringLiterals;
 using namespace dialog_test;
