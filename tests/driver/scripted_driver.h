@@ -75,6 +75,12 @@ private:
     qsizetype m_limit = -1;
 };
 
+// n sleeps of 10 ms.
+inline QList<int> tens(int n)
+{
+    return QList<int>(n, 10);
+}
+
 // Returns true if the operation was still running after `sleeps` sleeps.
 template <typename Operation>
 bool neverReturns(ScriptedDriver &script, int sleeps, Operation operation)

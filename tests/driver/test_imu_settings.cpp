@@ -1,12 +1,10 @@
-#include <cmath>
-#include <limits>
-
 #include <boost/make_shared.hpp>
 
 #include <QElapsedTimer>
 #include <QTest>
 
 #include "tests/driver/scripted_driver.h"
+#include "tests/driver/settings_reply.h"
 #include "tests/fixtures/scripted_device.h"
 #include "tests/fixtures/test_main.h"
 
@@ -31,21 +29,9 @@ QByteArray statusReply(int block, int status)
     return packet('G', code(block) + code(status));
 }
 
-const QByteArray kBaud = code(7) + bytes::u32(115200);
-const QByteArray kRate = code(8) + bytes::u16(200);
-const QByteArray kOutputs = code(9) + bytes::u16(0x0067);
-const QByteArray kVersions = code(16) + bytes::u16(0x0102) + bytes::u16(0x0304);
-const QByteArray kSerial = code(17) + bytes::u32(4711);
-const QByteArray kGetSettings = hex("53 43 0C 00 0C 07 08 09 10 11 45 00");
-
-// n sleeps of 10 ms.
-QList<int> tens(int n)
-{
-    return QList<int>(n, 10);
-}
-
 } // namespace
 
+// The operations that change a setting, save the settings or reset them, and the wait for a reply.
 class TestImuSettings : public QObject
 {
     Q_OBJECT
@@ -77,14 +63,6 @@ private slots:
     void statusOtherThanOneDoesNotConfirm_data();
     void statusOtherThanOneDoesNotConfirm();
     void savesTheLastReceivedMask();
-
-    void loadSettings_data();
-    void loadSettings();
-    void loadSettingsCollectsAcrossAttempts();
-    void loadSettingsMissingOneFails_data();
-    void loadSettingsMissingOneFails();
-    void loadSettingsIgnoresOldReplies();
-    void loadSettingsOnceAcceptsOldReplies();
 
     void sleepsInRealTime();
     void worksOnARealLine();
@@ -341,95 +319,6 @@ void TestImuSettings::savesTheLastReceivedMask()
     QVERIFY(script.driver.revertToFactorySettings_());
     QCOMPARE(script.sent(18), hex("53 43 09 00 0B 67 02 74 00"
                                   "53 43 09 00 0A 67 02 73 00"));
-}
-
-// --- All settings
-
-void TestImuSettings::loadSettings_data()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::newRow("in one packet") << packet('G', kBaud + kRate + kOutputs + kVersions + kSerial);
-    QTest::newRow("in another order")
-        << packet('G', kSerial + kVersions + kOutputs + kRate + kBaud);
-    QTest::newRow("a packet each") << packet('G', kBaud) + packet('G', kRate) +
-                                          packet('G', kOutputs) + packet('G', kVersions) +
-                                          packet('G', kSerial);
-    QTest::newRow("among samples") << packet('G', kVersions + kSerial) +
-                                          bytes::quaternionPacket(0, 0, 0, 1) +
-                                          packet('G', kOutputs + kRate) + hex("00 53") +
-                                          packet('G', kBaud) + packet('G', kBaud);
-}
-
-void TestImuSettings::loadSettings()
-{
-    QFETCH(QByteArray, answer);
-
-    ScriptedDriver script;
-    script.answerDuring(2, answer);
-    QVERIFY(script.driver.loadSettings());
-    QCOMPARE(script.sleeps(), tens(2));
-    QCOMPARE(script.sent(12), kGetSettings);
-    QCOMPARE(script.driver.getBaudRate(), 115200);
-    QCOMPARE(script.driver.getDataRate(), 200);
-    QCOMPARE(script.driver.getOutputs(), static_cast<unsigned short>(0x0067));
-    QCOMPARE(script.driver.getFirmwareVersion(), 0x0102);
-    QCOMPARE(script.driver.getHardwareVersion(), 0x0304);
-    QCOMPARE(script.driver.getSerialNumber(), 4711U);
-}
-
-void TestImuSettings::loadSettingsCollectsAcrossAttempts()
-{
-    ScriptedDriver script;
-    script.answerDuring(5, packet('G', kBaud + kRate + kOutputs));
-    script.answerDuring(10 + 1 + 4, packet('G', kVersions + kSerial));
-    QVERIFY(script.driver.loadSettings());
-    QCOMPARE(script.sleeps(), tens(10) + QList{100} + tens(4));
-    QCOMPARE(script.sent(24), kGetSettings.repeated(2));
-}
-
-void TestImuSettings::loadSettingsMissingOneFails_data()
-{
-    QTest::addColumn<QByteArray>("answer");
-    QTest::newRow("no baud rate") << kRate + kOutputs + kVersions + kSerial;
-    QTest::newRow("no data rate") << kBaud + kOutputs + kVersions + kSerial;
-    QTest::newRow("no outputs") << kBaud + kRate + kVersions + kSerial;
-    QTest::newRow("no versions") << kBaud + kRate + kOutputs + kSerial;
-    QTest::newRow("no serial number") << kBaud + kRate + kOutputs + kVersions;
-    QTest::newRow("silent") << QByteArray();
-}
-
-void TestImuSettings::loadSettingsMissingOneFails()
-{
-    QFETCH(QByteArray, answer);
-
-    ScriptedDriver script;
-    for (int sleep = 1; sleep <= 101 * 11; sleep += 11)
-        script.answerDuring(sleep, packet('G', answer));
-    QVERIFY(!script.driver.loadSettings());
-    QCOMPARE(script.sleepsOf(10), 101 * 10);
-    QCOMPARE(script.sleepsOf(100), 101);
-    QCOMPARE(script.sleeps().last(), 100);
-    QVERIFY(script.sent(101 * 12) == kGetSettings.repeated(101));
-}
-
-void TestImuSettings::loadSettingsIgnoresOldReplies()
-{
-    ScriptedDriver script;
-    script.feed(packet('G', kBaud + kRate + kOutputs + kVersions + kSerial));
-    QVERIFY(!script.driver.loadSettings());
-    QCOMPARE(script.sleepsOf(100), 101);
-}
-
-void TestImuSettings::loadSettingsOnceAcceptsOldReplies()
-{
-    ScriptedDriver script;
-    script.feed(packet('G', kBaud + kRate + kOutputs + kVersions + kSerial));
-    QVERIFY(script.driver.loadSettings_());
-    QVERIFY(script.sleeps().isEmpty());
-    QCOMPARE(script.sent(12), kGetSettings);
-    script.driver.resetSettingsFlags();
-    QVERIFY(!script.driver.loadSettings_());
-    QCOMPARE(script.sleeps(), tens(10));
 }
 
 // --- In real time, on a real line
