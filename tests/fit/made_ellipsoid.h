@@ -80,3 +80,13 @@ private:
     std::mt19937_64 m_random;
     std::normal_distribution<double> m_normal;
 };
+
+inline Eigen::Matrix3d rotationAbout(Eigen::Vector3d axis, double degrees)
+{
+    return Eigen::AngleAxisd(degrees * M_PI / 180, axis.normalized()).toRotationMatrix();
+}
+
+inline ellipsoid::Correction correctionFor(const ellipsoid::Fit &fit)
+{
+    return ellipsoid::deriveCorrection(fit.shape, fit.centre);
+}
