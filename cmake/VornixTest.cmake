@@ -67,7 +67,7 @@ function(vornix_test name)
     if(Qt6_VERSION VERSION_GREATER_EQUAL 6.8)
         set_source_files_properties(${arg_FILE} PROPERTIES COMPILE_OPTIONS -Wno-conversion)
     endif()
-    set_target_properties(${name} PROPERTIES AUTOMOC ON
+    set_target_properties(${name} PROPERTIES AUTOMOC ON UNITY_BUILD OFF
         RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
     target_link_libraries(${name} PRIVATE vornix_flags Qt6::Test ${arg_LINK})
     target_precompile_headers(${name} REUSE_FROM vornix_test_support)
