@@ -107,9 +107,21 @@ std::error_code write(Device &device, Progress &progress)
     return error;
 }
 
+// The settings of the device after a change. Replies to requests before the change may still
+// arrive, so other settings than `wanted` are read again.
+session::Result<Settings> readAfterChange(Device &device, const Settings &wanted)
+{
+    // Several requests may have been repeated.
+    constexpr int kReadings = 8;
+    auto now = device.readSettings();
+    for (int reading = 1; reading < kReadings && now && *now != wanted; ++reading)
+        now = device.readSettings();
+    return now;
+}
+
 std::error_code readBack(Device &device, const Settings &wanted)
 {
-    const auto now = device.readSettings();
+    const auto now = readAfterChange(device, wanted);
     if (!now)
         return now.error();
     return *now == wanted ? std::error_code{} : session::make_error_code(session::Error::Refused);
@@ -177,7 +189,7 @@ void save(Device &device, Progress &progress)
         fail(device, error, progress);
     }
     progress.saving = Saving::Confirmed;
-    const auto kept = device.readSettings();
+    const auto kept = readAfterChange(device, progress.wanted);
     if (!kept)
         fail(device, kept.error(), progress);
     if (*kept != progress.wanted)

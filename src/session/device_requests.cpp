@@ -76,46 +76,59 @@ Result<Settings> DeviceState::readSettings(const RetryPolicy &allowed)
     return *settings;
 }
 
-// Sends the command at the present baud rate and opens the port at `newBaud`. Fails if the device
-// replies that it keeps another baud rate.
-std::error_code DeviceState::moveTo(unsigned newBaud, const CommandBuilder::Packet &command)
+// What the device replies to the command at the present baud rate.
+std::error_code DeviceState::requestBaudRate(unsigned newBaud,
+                                             const CommandBuilder::Packet &command)
 {
     SampleStore &store = receiver.store();
     store.fresh.clear(BAUD_RATE);
-    const auto judge = replyWith(store, BAUD_RATE, [&] { return store.baudRate == newBaud; });
-    const auto error = request(command, judge, {.perAttempt = kBaudReply, .attempts = 1});
-    if (error && error != Error::NoAnswer)
-        return error;
-    return open(path, newBaud);
+    return request(command, replyWith(store, BAUD_RATE, [&] { return store.baudRate == newBaud; }),
+                   {.perAttempt = kBaudReply, .attempts = 1});
+}
+
+// The first of these baud rates at which the device answers; the port is open at it. 0: none.
+Result<unsigned> DeviceState::firstThatAnswers(const std::array<BaudTrial, 2> &trials)
+{
+    for (const BaudTrial &trial : trials) {
+        if (trial.baud != baud) {
+            if (const auto error = open(path, trial.baud))
+                return error;
+        }
+        const auto answer = readSettings(trial.allowed);
+        if (answer)
+            return trial.baud;
+        if (answer.error() != Error::NoAnswer)
+            return answer.error();
+    }
+    return 0U;
 }
 
 // The device answers the command at the old baud rate or not at all, so the proof of success is
-// that it answers at the new one.
+// that it answers at the new one. A reply with the old baud rate is no proof of a refusal: it may
+// be the late one to an earlier request. It only decides which baud rate is tried first.
 std::error_code DeviceState::changeBaudRate(unsigned newBaud)
 {
-    const unsigned oldBaud = baud;
-    if (newBaud == oldBaud)
+    const BaudTrial before{baud, retryPolicy};
+    const BaudTrial after{newBaud, kAfterBaudChange};
+    if (newBaud == baud)
         return readSettings(retryPolicy).error();
     const CommandBuilder::Packet command = commands.setBaudRate(newBaud);
-    std::error_code refusal = Error::NoAnswer;
     for (int change = 0; change < kBaudChanges; ++change) {
-        if (const auto error = moveTo(newBaud, command); error == Error::Refused)
-            refusal = error;
-        else if (error)
-            return error;
-        else if (const auto answer = readSettings(kAfterBaudChange))
+        const auto reply = requestBaudRate(newBaud, command);
+        if (reply && reply != Error::Refused && reply != Error::NoAnswer)
+            return reply;
+        const auto found = firstThatAnswers(reply == Error::Refused ? std::array{before, after}
+                                                                    : std::array{after, before});
+        if (!found)
+            return found.error();
+        if (*found == newBaud)
             return {};
-        else if (answer.error() != Error::NoAnswer)
-            return answer.error();
-        if (baud != oldBaud) {
-            if (const auto error = open(path, oldBaud))
-                return error;
+        if (*found == 0) {
+            const auto error = open(path, before.baud);
+            return error ? error : Error::NoAnswer;
         }
-        if (!readSettings(retryPolicy))
-            return refusal;
-        refusal = Error::Refused;
     }
-    return refusal;
+    return Error::Refused;
 }
 
 Result<Settings> Device::readSettings()

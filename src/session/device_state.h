@@ -55,7 +55,13 @@ private:
     void armRead();
     void readDone(unsigned session, const boost::system::error_code &error, std::size_t count);
     void loseLink();
-    std::error_code moveTo(unsigned newBaud, const CommandBuilder::Packet &command);
+    std::error_code requestBaudRate(unsigned newBaud, const CommandBuilder::Packet &command);
+    struct BaudTrial
+    {
+        unsigned baud;
+        RetryPolicy allowed;
+    };
+    Result<unsigned> firstThatAnswers(const std::array<BaudTrial, 2> &trials);
 
     bool m_waiting = false;
     std::array<unsigned char, 4096> m_buffer{};

@@ -135,6 +135,12 @@ class FailureInTheMiddle(SettingsCase):
         outcome = self.set("rate=50", "--save", "--yes", device=("--refuse", "SAVE_SETTINGS"))
         self.assert_ends(outcome, ctl.REFUSED, "now has rate=50 .*, not saved\n$")
 
+    def test_late_replies_are_no_refusal(self):
+        # The request is repeated after 2 s, and the second reply to it arrives after the change.
+        outcome = self.on_adapter("settings", "set", "--timeout", 8, "rate=50", "--yes",
+                                  device=("--late-reply", "GET:2700"))
+        self.assert_ends(outcome, ctl.DONE, "^written")
+
     def test_baud_rate_refused(self):
         outcome = self.set("baud=460800", "--yes", device=("--refuse", "BAUD_RATE"))
         self.assert_ends(outcome, ctl.REFUSED, r"baud=115200 \(unchanged\), not saved\n$")
