@@ -123,7 +123,7 @@ class Commands(RecipeCase):
             "euler_roll [deg]", "euler_pitch [deg]", "euler_yaw [deg]",
             "rates_x [rad/s]", "rates_y [rad/s]", "rates_z [rad/s]"])
         times = [int(row["time_utc_ns"]) for row in rows]
-        self.assertEqual(times, sorted(set(times)))
+        self.assertEqual(times, sorted(times))
         for row in rows:
             self.assertTrue(all(-360 <= float(row[name]) <= 360 for name in list(row)[3:]), row)
 

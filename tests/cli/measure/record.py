@@ -43,7 +43,8 @@ class Record(Case):
         self.assertTrue(text.endswith("\n"))
         recorded = device_bytes(self.file)
         self.assertGreater(len(recorded), 500)
-        self.assertIn(recorded, device_bytes(self.log))
+        # The device writes its log after the packet.
+        wait_until(lambda: recorded in device_bytes(self.log), "the packets in the device's log")
 
     def test_holds_the_bytes_of_the_line(self):
         device = self.simulated()
