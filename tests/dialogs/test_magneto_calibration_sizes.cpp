@@ -59,6 +59,7 @@ private:
     QStringList load();
     // The device has this many points, and a memory of this size.
     void fill(unsigned points, std::optional<std::size_t> bytes);
+    bool isDisturbed(const QList<int> &failed) const;
 
     DeviceFixture m_fixture;
 };
@@ -75,6 +76,19 @@ void TestMagnetoCalibrationSizes::fill(unsigned points, std::optional<std::size_
             device.calibrationStore().resize(*bytes);
     });
     m_fixture.haste = 20;
+}
+
+// Whether the driver repeated a request that the device answers. On a busy machine the answer can
+// arrive after the shortened wait, and then serves the request for the next block.
+bool TestMagnetoCalibrationSizes::isDisturbed(const QList<int> &failed) const
+{
+    const Commands all = m_fixture.device().receivedCommands();
+    for (auto each = all.begin(); (each = std::adjacent_find(each, all.end())) != all.end();
+         ++each) {
+        if ((*each)[4] == kCalibrationData && !failed.contains(int(argument(*each, 5))))
+            return true;
+    }
+    return false;
 }
 
 // Clicks "Load Calibration" and returns the log up to the number of points.
@@ -125,7 +139,13 @@ void TestMagnetoCalibrationSizes::loads()
     QFETCH(const Requests, expected);
     QFETCH(const QList<int>, failed);
     QFETCH(const int, loaded);
-    fill(points, bytes < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(bytes)));
+    QStringList found;
+    for (int attempt = 1; attempt <= 20; ++attempt) {
+        fill(points, bytes < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(bytes)));
+        found = load();
+        if (!isDisturbed(failed))
+            break;
+    }
     const int size = bytes < 0 ? static_cast<int>((points + 5) / 6 * 128) : bytes;
     QStringList log{u"Reading %1 bytes ..."_s.arg(size)};
     for (int offset = 0; offset < size; offset += 128) {
@@ -135,7 +155,7 @@ void TestMagnetoCalibrationSizes::loads()
     }
     if (loaded >= 0)
         log << u"Data load successful from device: %1 points"_s.arg(loaded);
-    QCOMPARE(load(), log);
+    QCOMPARE(found, log);
     QCOMPARE(requests(m_fixture.commands()), expected);
     QCOMPARE(m_fixture.memory().active.outputs, kMask);
 }
