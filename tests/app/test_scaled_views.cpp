@@ -92,8 +92,11 @@ class TestScaledViews : public QObject
 
     double m_ratio = 1.0;
 
-    // GL draws whole pixels.
-    int pixels(double width) const { return static_cast<int>(std::lround(width * m_ratio)); }
+    // GL draws whole pixels; some drivers round a half up, others down.
+    bool isWide(int pixels, double width) const
+    {
+        return std::abs(pixels - width * m_ratio) <= 0.5;
+    }
 
 private slots:
     void initTestCase()
@@ -110,8 +113,8 @@ private slots:
         const auto at = [&](QVector3D point) {
             return onImage(view.camera(), image.size(), point);
         };
-        QCOMPARE(run(image, at({0, 0, 0.5F}), {1, 0}, kBlue), pixels(3.0));
-        QCOMPARE(run(image, at({0, 0.5F, 0}), {0, 1}, kGreen), pixels(3.0));
+        QVERIFY(isWide(run(image, at({0, 0, 0.5F}), {1, 0}, kBlue), 3.0));
+        QVERIFY(isWide(run(image, at({0, 0.5F, 0}), {0, 1}, kGreen), 3.0));
     }
 
     void gridLinesAreOnePixelWide()
@@ -120,7 +123,7 @@ private slots:
         view.withGrid = true;
         const QImage image = shown(view);
         const QPointF between = onImage(view.camera(), image.size(), {0.65F, 0.1F, 0});
-        QCOMPARE(run(image, between, {1, 0}, kGridColor), pixels(1.0));
+        QVERIFY(isWide(run(image, between, {1, 0}, kGridColor), 1.0));
     }
 
     void arcsAreTwoPixelsWideAndEndInADotOfSix()
@@ -135,8 +138,8 @@ private slots:
         };
         // In world coordinates the arc goes from 90 to 180 degrees, so there is no arc to the left
         // of its dot.
-        QCOMPARE(run(image, at(150), {0, 1}, kBlue), pixels(2.0));
-        QCOMPARE(run(image, at(180) - QPointF(2 * m_ratio, 0), {0, 1}, kBlue), pixels(6.0));
+        QVERIFY(isWide(run(image, at(150), {0, 1}, kBlue), 2.0));
+        QVERIFY(isWide(run(image, at(180) - QPointF(2 * m_ratio, 0), {0, 1}, kBlue), 6.0));
     }
 
     void scatterPointsAreEightPixelsWide()
@@ -146,8 +149,8 @@ private slots:
         const QImage image = shown(view);
         const auto at = [&](float y) { return onImage(view.camera(), image.size(), {0, y, 0}); };
         for (const QPoint step : {QPoint(1, 0), QPoint(0, 1)}) {
-            QCOMPARE(run(image, at(1.3F), step, kRed), pixels(8.0));
-            QCOMPARE(run(image, at(-1.3F), step, kBlue), pixels(8.0));
+            QVERIFY(isWide(run(image, at(1.3F), step, kRed), 8.0));
+            QVERIFY(isWide(run(image, at(-1.3F), step, kBlue), 8.0));
         }
     }
 
@@ -155,8 +158,8 @@ private slots:
     {
         MagnetoGLWidget view;
         const QImage image = shown(view);
-        QCOMPARE(run(image, onImage(view.camera(), image.size(), {1, 0, 0}), {0, 1}, 0xffffffff),
-                 pixels(1.0));
+        QVERIFY(isWide(
+            run(image, onImage(view.camera(), image.size(), {1, 0, 0}), {0, 1}, 0xffffffff), 1.0));
     }
 
     // Horizontal curves, so that a column crosses each at a right angle.
@@ -177,7 +180,7 @@ private slots:
         };
         const QImage image = view.grab().toImage();
         QCOMPARE(image.devicePixelRatio(), m_ratio);
-        const int reach = pixels(4.0);
+        const int reach = static_cast<int>(std::lround(4.0 * m_ratio));
         const auto across = [&](QPoint middle, QPoint step, const QColor &line) {
             return coverage(image, middle - reach * step, step, 2 * reach + 1, line);
         };

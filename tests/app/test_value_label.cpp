@@ -48,6 +48,16 @@ class TestValueLabel : public QObject
         QCoreApplication::sendEvent(m_label, &event);
         return qobject_cast<QMenu *>(QApplication::activePopupWidget());
     }
+    // A menu of Qt 6.8 ignores a click that no movement of the pointer precedes.
+    static void choose(QMenu &menu, const QString &text)
+    {
+        QAction *const action = entry(menu, text);
+        const QPoint at = menu.actionGeometry(action).center();
+        QVERIFY(QTest::qWaitForWindowExposed(&menu, kWaitLimitMs));
+        QTest::mouseMove(&menu, at);
+        QTRY_COMPARE(menu.activeAction(), action);
+        QTest::mouseClick(&menu, Qt::LeftButton, {}, at);
+    }
     static QAction *entry(const QMenu &menu, const QString &text)
     {
         const auto actions = menu.actions();
@@ -165,8 +175,7 @@ private slots:
         QVERIFY(entry(*menu, u"Copy"_s));
         QVERIFY(entry(*menu, u"Copy"_s)->isEnabled());
         m_label->showValue(u"4, 5, 6"_s);
-        QTest::mouseClick(menu, Qt::LeftButton, {},
-                          menu->actionGeometry(entry(*menu, u"Copy"_s)).center());
+        choose(*menu, u"Copy"_s);
         QCOMPARE(copied(), u"1, 2, 3"_s);
         QTRY_VERIFY(!menu);
         QVERIFY(!m_label->hasSelectedText());
@@ -177,8 +186,7 @@ private slots:
     {
         QPointer<QMenu> menu = openMenu();
         QVERIFY(menu);
-        QTest::mouseClick(menu, Qt::LeftButton, {},
-                          menu->actionGeometry(entry(*menu, u"Select All"_s)).center());
+        choose(*menu, u"Select All"_s);
         QTRY_VERIFY(!menu);
         QCOMPARE(m_label->selectedText(), u"1, 2, 3"_s);
     }
