@@ -246,7 +246,7 @@ void PtyServer::closeUnplugged(Time now)
         m_observer->unplugged(now);
 }
 
-// Executes the cable moves that the Unit requests. A move has no effect if unplug() or plugIn() has
+// Executes the cable moves that the device requests. A move has no effect if unplug() or plugIn() has
 // already made it.
 std::optional<bool> PtyServer::executeCableMove(Time now)
 {

@@ -18,14 +18,14 @@
 
 namespace sim {
 
-// Runs a Unit on a pseudo-terminal in its own thread, in real time.
+// Runs a simulated device on a pseudo-terminal in its own thread, in real time.
 //
 // Every public operation may be called from any thread. Throws std::system_error if the pty cannot
 // be made.
 class PtyServer
 {
 public:
-    // Called on the internal thread, without a lock, after the Unit itself has moved the cable.
+    // Called on the internal thread, without a lock, after the device itself has moved the cable.
     using CableListener = std::function<void(bool pluggedIn)>;
 
     explicit PtyServer(std::unique_ptr<SimulatedDevice> device);
