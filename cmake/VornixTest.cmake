@@ -29,10 +29,11 @@ set(VORNIX_TEST_ENVIRONMENT
     "TSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/fixtures/tsan.supp:second_deadlock_stack=1:report_thread_leaks=0:die_after_fork=0:ignore_noninstrumented_modules=1:halt_on_error=1")
 
 # A test runs once or twice, so fast code is not worth the time of a better optimisation.
-set(VORNIX_TEST_OPTIONS $<$<CONFIG:Release>:-O1>)
+set(VORNIX_TEST_OPTIONS -pthread $<$<CONFIG:Release>:-O1>)
 
 # The headers that take longest to compile, once for all test programs. GCC uses them only where the
-# options are the same: also -fPIE, which CMake gives to programs. Qt before 6.8 adds -fPIC to all.
+# options are the same: also -fPIE, which CMake gives to programs (Qt before 6.8 adds -fPIC to all),
+# and -pthread, which GLib of Debian 13 adds.
 set_target_properties(vornix_test_support PROPERTIES POSITION_INDEPENDENT_CODE OFF)
 target_compile_options(vornix_test_support PRIVATE
     ${CMAKE_CXX_COMPILE_OPTIONS_PIE} ${VORNIX_TEST_OPTIONS})
