@@ -37,6 +37,7 @@ public:
     {
         disconnect();
         m_device = std::make_unique<sim::ImuSimulatorServer>(options);
+        m_lastCleared.clear();
         return connect();
     }
     bool connect()
@@ -70,13 +71,22 @@ public:
         return m_device->inspect(
             [](const sim::ImuSimulator &simulator) { return simulator.memory(); });
     }
-    // The commands that the device received, in order. A command that repeats the one before it is
-    // left out: the number of repetitions depends on the driver's retries and the machine's speed.
+    // The commands that the device received since clearCommands(), in order. A command that repeats
+    // the one before it is left out: the number of repetitions depends on the driver's retries and
+    // the machine's speed, and the last one may arrive after the driver has its answer.
     Commands commands() const
     {
         Commands all = m_device->receivedCommands();
+        all.insert(all.begin(), m_lastCleared);
         all.erase(std::unique(all.begin(), all.end()), all.end());
+        all.erase(all.begin());
         return all;
+    }
+    void clearCommands()
+    {
+        const Commands all = m_device->receivedCommands();
+        m_lastCleared = all.empty() ? Bytes{} : all.back();
+        m_device->clearReceivedCommands();
     }
     int count(const Bytes &command) const
     {
@@ -98,6 +108,7 @@ private:
 
     boost::shared_ptr<imu> m_driver = startedDriver(*this);
     std::unique_ptr<sim::ImuSimulatorServer> m_device;
+    Bytes m_lastCleared;
 };
 
 // A device that reports and uses these settings.

@@ -67,7 +67,7 @@ void TestSettingsBaud::changesTheBaudRateAndKeepsStreaming()
     dialog.show();
     choose(dialog, u"921600"_s);
     child<QComboBox>(dialog, u"comboBox_quaternion_rate"_s)->setCurrentText(u"200 Hz"_s);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
@@ -175,14 +175,14 @@ void TestSettingsBaud::baudRateSetBeforeAFailureIsRemembered()
     QCOMPARE(lineBaud(), 921600U);
 
     m_fixture.change([](sim::ImuSimulator &simulator) { simulator.faults() = {}; });
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     save(dialog);
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
     QCOMPARE(m_fixture.commands(), (Commands{kRate100, kOutputs47, kSave47}));
 
     dialog.show();
     choose(dialog, u"115200"_s);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     save(dialog);
     QCOMPARE(commandsButReads(), (Commands{kRate100, kBaud115200, kOutputs47, kSave47}));
     QCOMPARE(boxes.shown.size(), 1);

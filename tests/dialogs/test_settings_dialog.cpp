@@ -159,7 +159,7 @@ void TestSettingsDialog::cancelSendsNothing()
     dialog.show();
     combo(dialog, u"comboBox_baud"_s)->setCurrentText(u"921600"_s);
     combo(dialog, u"comboBox_preset"_s)->setCurrentText(u"Full output"_s);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     press(dialog, u"push_cancel"_s);
     QVERIFY(!dialog.isVisible());
     QCOMPARE(dialog.result(), int(QDialog::Rejected));
@@ -196,7 +196,7 @@ void TestSettingsDialog::invalidTextsSendNothing()
     dialog.show();
     combo(dialog, u"comboBox_baud"_s)->setItemText(0, baud);
     combo(dialog, u"comboBox_quaternion_rate"_s)->setItemText(0, rate);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     press(dialog, u"push_save"_s);
     compareBox(boxes, dialog, QMessageBox::Warning, title, text);
@@ -214,7 +214,7 @@ void TestSettingsDialog::saveSendsItsStepsInOrder()
     dialog.show();
     combo(dialog, u"comboBox_quaternion_rate"_s)->setCurrentText(u"200 Hz"_s);
     combo(dialog, u"comboBox_preset"_s)->setCurrentText(u"Quaternion + inertial data"_s);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     press(dialog, u"push_save"_s);
     QCOMPARE(m_fixture.commands(), (Commands{kRate200, kOutputs47, kSave47}));
@@ -248,7 +248,7 @@ void TestSettingsDialog::customSavesAnEmptyMask()
     dialog.show();
     combo(dialog, u"comboBox_preset"_s)->setCurrentText(u"Full output"_s);
     combo(dialog, u"comboBox_preset"_s)->setCurrentText(u"Custom"_s);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     press(dialog, u"push_save"_s);
     QCOMPARE(m_fixture.commands(), (Commands{kRate100, kOutputsNone, kSaveNone}));
     QCOMPARE(dialog.result(), int(QDialog::Accepted));
@@ -260,7 +260,7 @@ void TestSettingsDialog::unansweringBaudIsNeverChanged()
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
     combo(dialog, u"comboBox_baud"_s)->setCurrentText(u"921600"_s);
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     press(dialog, u"push_save"_s);
     QCOMPARE(m_fixture.commands(), (Commands{kRate100, kOutputsAll, kSaveAll}));
@@ -275,7 +275,7 @@ void TestSettingsDialog::factoryReset()
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 200, 0x0007)));
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     press(dialog, u"push_factory"_s);
     compareBox(boxes, dialog, QMessageBox::Information, u"Device Factory Settings"_s,

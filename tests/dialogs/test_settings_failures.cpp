@@ -110,7 +110,7 @@ void TestSettingsFailures::failedOutputs()
         kinds.at(static_cast<std::size_t>(fault))->insert(protocol::OUTPUTS);
     });
     m_fixture.haste = 100;
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     press(dialog, u"push_save"_s);
     compareBox(boxes, dialog, QMessageBox::Warning, u"Device Error"_s, u"Failed to set Outputs."_s);
@@ -127,7 +127,7 @@ void TestSettingsFailures::failedSave()
     QVERIFY(m_fixture.connectTo(deviceWith(115200, 100, 0x0007)));
     SettingsDialog dialog(m_fixture.driver(), nullptr);
     dialog.show();
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
     const BoxWatcher boxes;
     const BetweenSteps hangUp("Failed to save settings to device.",
                               [this] { m_fixture.driver()->disconnect(); });
@@ -212,7 +212,7 @@ void TestSettingsFailures::waitsUntilTheDataRateIsConfirmed()
             .insert(protocol::DATA_RATE);
     });
     m_fixture.haste = 20;
-    m_fixture.device().clearReceivedCommands();
+    m_fixture.clearCommands();
 
     // The device recovers after far more attempts than any limited retry makes, while the command
     // is still waiting.
