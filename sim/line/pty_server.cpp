@@ -246,8 +246,8 @@ void PtyServer::closeUnplugged(Time now)
         m_observer->unplugged(now);
 }
 
-// Executes the cable moves that the device requests. A move has no effect if unplug() or plugIn() has
-// already made it.
+// Executes the cable moves that the device requests. A move has no effect if unplug() or plugIn()
+// has already made it.
 std::optional<bool> PtyServer::executeCableMove(Time now)
 {
     if (isHeldBack())
