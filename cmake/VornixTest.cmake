@@ -31,9 +31,9 @@ set(VORNIX_TEST_ENVIRONMENT
 # A test runs once or twice, so fast code is not worth the time of a better optimisation.
 set(VORNIX_TEST_OPTIONS -pthread $<$<CONFIG:Release>:-O1>)
 
-# The headers that take longest to compile, once for all test programs. GCC uses them only where the
-# options are the same: also -fPIE, which CMake gives to programs (Qt before 6.8 adds -fPIC to all),
-# and -pthread, which GLib of Debian 13 adds.
+# The headers that take longest to compile, once for all test programs. GCC uses them only if they
+# were compiled with the options of the program. These include -fPIE, which CMake gives to programs,
+# and -pthread, which GLib of Debian 13 adds. (Qt before 6.8 adds -fPIC to everything.)
 set_target_properties(vornix_test_support PROPERTIES POSITION_INDEPENDENT_CODE OFF)
 target_compile_options(vornix_test_support PRIVATE
     ${CMAKE_CXX_COMPILE_OPTIONS_PIE} ${VORNIX_TEST_OPTIONS})
