@@ -38,6 +38,18 @@ inline bool hasColorAt(const QImage &image, QPointF place, QRgb color)
     return false;
 }
 
+// Number of pixels of this colour in the part of `area` that the image has.
+inline int countPixels(const QImage &image, QRect area, QRgb color)
+{
+    const QRect inside = area & image.rect();
+    int count = 0;
+    for (int y = inside.top(); y <= inside.bottom(); ++y) {
+        for (int x = inside.left(); x <= inside.right(); ++x)
+            count += isNearColor(image.pixel(x, y), color) ? 1 : 0;
+    }
+    return count;
+}
+
 inline constexpr QRgb kClearColor = 0xff1a1a1f; // 0.1, 0.1, 0.12
 inline constexpr QRgb kGridColor = 0xff404047;  // 0.25, 0.25, 0.28
 inline constexpr QRgb kRed = 0xffff0000;

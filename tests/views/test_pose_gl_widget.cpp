@@ -86,22 +86,7 @@ private:
     int around(const QImage &image, QVector3D point, QRgb color) const
     {
         const QPoint centre = onImage(m_pose->camera(), image.size(), point).toPoint();
-        int count = 0;
-        for (int y = centre.y() - 4; y <= centre.y() + 4; ++y) {
-            for (int x = centre.x() - 4; x <= centre.x() + 4; ++x)
-                count += image.valid(x, y) && isNearColor(image.pixel(x, y), color) ? 1 : 0;
-        }
-        return count;
-    }
-
-    static int pixelsOf(const QImage &image, QRgb color)
-    {
-        int count = 0;
-        for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x)
-                count += isNearColor(image.pixel(x, y), color) ? 1 : 0;
-        }
-        return count;
+        return countPixels(image, QRect(centre - QPoint(4, 4), QSize(9, 9)), color);
     }
 
     static QRect textStrip(const QImage &image)
@@ -235,7 +220,7 @@ private slots:
     {
         m_pose->setPose(0, 0, 0, -59.96F, 0.04F, 12.345F);
         QVERIFY(readsAs(u"Roll=-60.0°   Pitch=0.0°   Yaw=12.3°"_s));
-        QVERIFY(pixelsOf(m_pose->grabFramebuffer().copy(0, 365, 500, 35), kText) > 20);
+        QVERIFY(countPixels(m_pose->grabFramebuffer(), {0, 365, 500, 35}, kText) > 20);
     }
 
     void readoutIsTranslated()
@@ -381,8 +366,8 @@ private slots:
         m_pose->extraAxis = 7;
         const QImage with = m_pose->grabFramebuffer();
         QVERIFY(around(with, {}, qRgb(255, 255, 255)) >= 30);
-        QCOMPARE(pixelsOf(with, 0xffffffff), around(with, {}, 0xffffffff));
-        QCOMPARE(pixelsOf(without, 0xffffffff), 0);
+        QCOMPARE(countPixels(with, with.rect(), 0xffffffff), around(with, {}, 0xffffffff));
+        QCOMPARE(countPixels(without, without.rect(), 0xffffffff), 0);
     }
 
     // Repeated frames are identical: no state set by one frame changes the next.
