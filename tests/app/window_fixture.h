@@ -72,8 +72,29 @@ public:
     void scan() const { action(u"actionScan"_s)->trigger(); }
     void disconnect() const { action(u"actionDisconnect_4"_s)->trigger(); }
 
-    // Chooses Connect as a user does: from the event loop, which also handles port errors. Selects
-    // `port` in the chooser; cancels it if `port` is empty. Returns when the attempt is over.
+    // Triggers the action as a user does: from the event loop, which also handles port errors.
+    // Returns when the action is over, by an exception too.
+    void choose(const QString &name)
+    {
+        bool over = false;
+        QTimer::singleShot(0, m_window, [&] {
+            struct Over
+            {
+                WindowFixture &fixture;
+                bool &flag;
+                ~Over()
+                {
+                    fixture.noteStatus();
+                    flag = true;
+                }
+            } const atTheEnd{*this, over};
+            action(name)->trigger();
+        });
+        if (!QTest::qWaitFor([&] { return over; }, 5 * kWaitLimitMs))
+            qFatal("%s does not end", qPrintable(name));
+    }
+
+    // Chooses Connect. Selects `port` in the chooser; cancels it if `port` is empty.
     Chooser connectTo(const QString &port)
     {
         Chooser chooser;
@@ -97,22 +118,7 @@ public:
             dialog->accept();
         });
         watcher.start(5);
-        bool over = false;
-        QTimer::singleShot(0, m_window, [&] {
-            struct Over
-            {
-                WindowFixture &fixture;
-                bool &flag;
-                ~Over()
-                {
-                    fixture.noteStatus();
-                    flag = true;
-                }
-            } const atTheEnd{*this, over};
-            action(u"actionConnect_2"_s)->trigger();
-        });
-        if (!QTest::qWaitFor([&] { return over; }, 5 * kWaitLimitMs))
-            qFatal("connecting does not end");
+        choose(u"actionConnect_2"_s);
         return chooser;
     }
 
