@@ -163,27 +163,36 @@ void TestMagnetoCalibrationSizes::loads()
 void TestMagnetoCalibrationSizes::sizeChanges_data()
 {
     QTest::addColumn<std::size_t>("after");
+    QTest::addColumn<QList<int>>("failed");
     QTest::addColumn<QStringList>("log");
     const QString success = u"Data load successful from device: %1 points"_s;
     const QStringList begin{u"Reading 256 bytes ..."_s, u"Reading block 0"_s};
-    QTest::newRow("shrinks") << std::size_t(128)
+    QTest::newRow("shrinks") << std::size_t(128) << QList<int>{128}
                              << begin + QStringList{u"Reading block 128"_s, u" Read failed"_s,
                                                     success.arg(6)};
-    QTest::newRow("vanishes") << std::size_t(0)
+    QTest::newRow("vanishes") << std::size_t(0) << QList<int>{0, 128}
                               << begin + QStringList{u" Read failed"_s, u"Reading block 128"_s,
                                                      u" Read failed"_s, success.arg(0)};
-    QTest::newRow("grows") << std::size_t(512)
+    QTest::newRow("grows") << std::size_t(512) << QList<int>{}
                            << begin + QStringList{u"Reading block 128"_s, success.arg(12)};
 }
 
 void TestMagnetoCalibrationSizes::sizeChanges()
 {
     QFETCH(const std::size_t, after);
+    QFETCH(const QList<int>, failed);
     QFETCH(const QStringList, log);
-    fill(12, std::nullopt);
-    m_fixture.change(
-        [after](sim::ImuSimulator &device) { device.faults().calibrationSizeAfterQuery = after; });
-    QCOMPARE(load(), log);
+    QStringList found;
+    for (int attempt = 1; attempt <= 20; ++attempt) {
+        fill(12, std::nullopt);
+        m_fixture.change([after](sim::ImuSimulator &device) {
+            device.faults().calibrationSizeAfterQuery = after;
+        });
+        found = load();
+        if (!isDisturbed(failed))
+            break;
+    }
+    QCOMPARE(found, log);
     QCOMPARE(m_fixture.memory().active.outputs, kMask);
 }
 
