@@ -6,55 +6,9 @@ using namespace protocol;
 
 namespace {
 
-template <std::size_t N>
-void copyFloats(std::array<float, N> &to, const unsigned char *from)
-{
-    std::memcpy(to.data(), from, sizeof to);
-}
-
-constexpr int kTripleStep = 1 + 3 * sizeof(float);
-constexpr int kUnknown = 0;
-
 // Largest packet offset, in bytes, at which the payload of a calibration reply may end. The block
 // is skipped in longer packets, so it cannot overflow the buffer.
 constexpr int kCalibrationEndLimit = static_cast<int>(SampleStore::kCalibrationCapacity);
-
-// Both decoders store the block at `p` and return its size, its code included: the offset to the
-// next block.
-
-int decodeDataBlock(const unsigned char *p, SampleStore &store)
-{
-    switch (*p) {
-    case QUATERNION:
-        copyFloats(store.quaternion, p + 1);
-        return 1 + 4 * sizeof(float);
-    case COVARIANCES:
-        copyFloats(store.covariances, p + 1);
-        return kTripleStep;
-    case ACCELERATIONS:
-        copyFloats(store.accelerations, p + 1);
-        return kTripleStep;
-    case RATES:
-        copyFloats(store.rates, p + 1);
-        return kTripleStep;
-    case EULER:
-        copyFloats(store.euler, p + 1);
-        return kTripleStep;
-    case MAGNETIC_FIELD:
-        copyFloats(store.magneticField, p + 1);
-        return kTripleStep;
-    case MAGNETIC_FIELD_RAW:
-        copyFloats(store.magneticFieldRaw, p + 1);
-        return kTripleStep;
-    case ALTITUDE:
-        store.altitude = readField<float>(p + 1);
-        return 1 + sizeof(float);
-    case RESERVED_22:
-        return 1 + 36;
-    default:
-        return kUnknown;
-    }
-}
 
 // Returns the size of the block in bytes, including its code.
 int storeCalibrationRecords(const unsigned char *p, int available, SampleStore &store)
@@ -69,6 +23,7 @@ int storeCalibrationRecords(const unsigned char *p, int available, SampleStore &
     return offset;
 }
 
+// Stores the block at `p` and returns the offset to the next block.
 int decodeReplyBlock(const unsigned char *p, int index, int end, SampleStore &store)
 {
     switch (*p) {
@@ -101,8 +56,8 @@ int decodeReplyBlock(const unsigned char *p, int index, int end, SampleStore &st
         store.fresh.set(SERIAL_NUMBER);
         return 5;
     case MAG_CALIBRATION:
-        copyFloats(store.magneticBias, p + 1);
-        copyFloats(store.magneticMatrix, p + 13);
+        std::memcpy(store.magneticBias.data(), p + 1, sizeof store.magneticBias);
+        std::memcpy(store.magneticMatrix.data(), p + 13, sizeof store.magneticMatrix);
         store.fresh.set(MAG_CALIBRATION);
         return 49;
     case CALIBRATION_DATA:
@@ -123,14 +78,6 @@ int decodeReplyBlock(const unsigned char *p, int index, int end, SampleStore &st
 }
 
 } // namespace
-
-int decoder::storeDataBlock(const unsigned char *block, SampleStore &store)
-{
-    const int size = decodeDataBlock(block, store);
-    if (size != kUnknown)
-        store.fresh.set(*block);
-    return size;
-}
 
 void decoder::storeReply(const unsigned char *packet, int end, SampleStore &store)
 {
