@@ -48,13 +48,15 @@ class Formats(ctl.CtlCase):
     def test_times_are_those_of_the_clocks(self):
         before = time.time_ns(), time.monotonic_ns()
         records = [json.loads(line) for line in self.stream(
-            "--format", "jsonl", "--no-header", "--count", "5").splitlines()]
+            "--format", "jsonl", "--no-header", "--count", "100").splitlines()]
         after = time.time_ns(), time.monotonic_ns()
         for record in records:
             self.assertTrue(before[0] < record["time_utc_ns"] < after[0])
             self.assertTrue(before[1] < record["time_monotonic_ns"] < after[1])
         times = [record["time_monotonic_ns"] for record in records]
-        self.assertEqual(times, sorted(set(times)))
+        self.assertEqual(times, sorted(times))
+        # Packets that one read delivers late have the same time, but a port holds fewer than 100.
+        self.assertGreater(len(set(times)), 1)
 
     def test_jsonl_has_a_header_and_arrays(self):
         header, *records = map(json.loads, self.stream(
