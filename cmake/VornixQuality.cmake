@@ -13,7 +13,8 @@ endif()
 
 # Build first: the sources include headers that a build generates. The fuzzers are compiled by clang
 # in a separate build tree, which needs only to be configured. Sources that are not built here
-# (tests and benchmarks, if they are switched off) are not checked.
+# (tests and benchmarks, if they are switched off) are not checked. The preset "debug" has no
+# precompiled headers: clang cannot read those of GCC.
 find_program(RUN_CLANG_TIDY NAMES run-clang-tidy run-clang-tidy-14)
 find_program(CLANGXX clang++)
 if(RUN_CLANG_TIDY)
