@@ -24,6 +24,7 @@ std::atomic<std::uint64_t> allocations{0};
 } // namespace
 
 // Counts calls of malloc, because Eigen does not allocate through operator new.
+// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): glibc's name
 extern "C" void *__libc_malloc(std::size_t size);
 extern "C" void *malloc(std::size_t size) noexcept
 {

@@ -81,7 +81,7 @@ private:
     std::normal_distribution<double> m_normal;
 };
 
-inline Eigen::Matrix3d rotationAbout(Eigen::Vector3d axis, double degrees)
+inline Eigen::Matrix3d rotationAbout(const Eigen::Vector3d &axis, double degrees)
 {
     return Eigen::AngleAxisd(degrees * M_PI / 180, axis.normalized()).toRotationMatrix();
 }

