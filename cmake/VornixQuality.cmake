@@ -1,7 +1,8 @@
 # Targets for developers: format, check-format, tidy. No build depends on them.
 
 file(GLOB_RECURSE VORNIX_OWN_SOURCES CONFIGURE_DEPENDS
-    src/*.h src/*.cpp sim/*.h sim/*.cpp tests/*.h tests/*.cpp bench/*.h bench/*.cpp fuzz/*.h fuzz/*.cpp)
+    src/*.h src/*.cpp sim/*.h sim/*.cpp tests/*.h tests/*.cpp bench/*.h bench/*.cpp fuzz/*.h
+    fuzz/*.cpp examples/*.cpp)
 
 find_program(CLANG_FORMAT clang-format)
 if(CLANG_FORMAT)
@@ -27,7 +28,7 @@ if(RUN_CLANG_TIDY)
     endif()
     add_custom_target(tidy
         COMMAND ${RUN_CLANG_TIDY} -quiet -p ${CMAKE_BINARY_DIR}
-            "${PROJECT_SOURCE_DIR}/(src|sim|tests|bench)/.*\\.cpp"
+            "${PROJECT_SOURCE_DIR}/(src|sim|tests|bench|examples)/.*\\.cpp"
         ${tidy_fuzzers}
         WORKING_DIRECTORY ${PROJECT_SOURCE_DIR} USES_TERMINAL VERBATIM)
 endif()

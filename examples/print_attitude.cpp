@@ -6,6 +6,7 @@
 #include "session/device.h"
 #include "session/outputs.h"
 
+// NOLINTNEXTLINE(bugprone-exception-escape): an exception ends the example with its text
 int main(int argc, char **argv)
 {
     boost::asio::io_context context;
