@@ -73,7 +73,8 @@ std::vector<QPointF> ringPoints()
         for (int piece = 0; piece < 36; ++piece) {
             const double from = piece * M_PI / 18;
             const double to = (piece + 1) * M_PI / 18;
-            for (double part = 0; part < 1; part += 0.05) {
+            for (int step = 0; step < 20; ++step) {
+                const double part = step * 0.05;
                 const double x = std::cos(from) * (1 - part) + std::cos(to) * part;
                 const double y = std::sin(from) * (1 - part) + std::sin(to) * part;
                 points.push_back(onScreen(radius * x, radius * y, height));
