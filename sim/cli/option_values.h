@@ -56,6 +56,7 @@ template <typename T>
 std::vector<std::string> namesOf(const std::map<std::string, T> &choices)
 {
     std::vector<std::string> names;
+    names.reserve(choices.size());
     for (const auto &[name, value] : choices)
         names.push_back(name);
     return names;

@@ -139,6 +139,7 @@ ExitStatus stream(Runtime &runtime, const Choices &choices)
     if (options.format == "raw" && paths.size() > 1)
         throw Failure(ExitStatus::Usage, "--format raw: only one port at a time");
     std::vector<Source> sources;
+    sources.reserve(paths.size());
     for (const std::string &path : paths)
         sources.push_back(openSource(runtime, path));
     return broker ? publish(runtime, options, sources, *broker) : print(runtime, options, sources);

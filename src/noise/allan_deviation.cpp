@@ -57,16 +57,17 @@ std::vector<AllanPoint> allanDeviation(std::span<const float> values, double int
         return curve;
     const std::vector<double> sums = integral(values);
     const std::size_t longest = values.size() / 4;
-    const double factor = std::pow(10.0, 1.0 / perDecade);
     std::size_t last = 0;
-    for (double length = 1; length <= static_cast<double>(longest); length *= factor) {
+    for (int step = 0;; ++step) {
+        const double length = std::pow(10.0, static_cast<double>(step) / perDecade);
+        if (length > static_cast<double>(longest))
+            return curve;
         const auto m = static_cast<std::size_t>(std::llround(length));
         if (m == last || m > longest)
             continue;
         last = m;
         curve.push_back(pointOf(sums, m, interval));
     }
-    return curve;
 }
 
 std::optional<double> randomWalk(const std::vector<AllanPoint> &curve)

@@ -49,7 +49,7 @@ QByteArray answer(const QByteArray &command)
         return packet('G', command[5] == 15 ? command.mid(5, 49)
                                             : command.mid(5, command[5] == 23 ? 5 : 3));
     case 20:
-        return packet('G', code(20) + QByteArray(24 * 4, '\x18'));
+        return packet('G', code(20) + QByteArray(96, '\x18'));
     case 21:
         return packet('G', code(21) + bytes::u32(300));
     default:
@@ -76,9 +76,9 @@ private slots:
     void concurrentCallsKeepSamplesIntact();
 
 private:
-    void poll(std::stop_token stop);
-    void reconnect(std::stop_token stop);
-    void command(std::stop_token stop);
+    void poll(const std::stop_token &stop);
+    void reconnect(const std::stop_token &stop);
+    void command(const std::stop_token &stop);
 
     PtyPort m_port;
     boost::shared_ptr<imu> m_driver;
@@ -89,7 +89,7 @@ private:
     std::atomic<int> m_connections{0};
 };
 
-void TestImuStress::poll(std::stop_token stop)
+void TestImuStress::poll(const std::stop_token &stop)
 {
     while (!stop.stop_requested()) {
         const std::vector<float> quaternion = m_driver->getQuaternion();
@@ -105,7 +105,7 @@ void TestImuStress::poll(std::stop_token stop)
     }
 }
 
-void TestImuStress::reconnect(std::stop_token stop)
+void TestImuStress::reconnect(const std::stop_token &stop)
 {
     while (!stop.stop_requested()) {
         m_driver->connect(m_port.path(), m_connections % 2 == 0 ? 921600 : 115200, 8, 0, 1);
@@ -116,7 +116,7 @@ void TestImuStress::reconnect(std::stop_token stop)
 }
 
 // One attempt each: repeating operations would wait for a connection without limit.
-void TestImuStress::command(std::stop_token stop)
+void TestImuStress::command(const std::stop_token &stop)
 {
     std::array<float, 3> bias{1, 2, 3};
     std::array<float, 9> matrix{1, 0, 0, 0, 1, 0, 0, 0, 1};
@@ -157,10 +157,10 @@ void TestImuStress::concurrentCallsKeepSamplesIntact()
         Qt::DirectConnection);
     {
         std::vector<std::jthread> threads;
-        threads.emplace_back([this](std::stop_token stop) { poll(stop); });
-        threads.emplace_back([this](std::stop_token stop) { reconnect(stop); });
+        threads.emplace_back([this](const std::stop_token &stop) { poll(stop); });
+        threads.emplace_back([this](const std::stop_token &stop) { reconnect(stop); });
         for (int i = 0; i < 2; ++i)
-            threads.emplace_back([this](std::stop_token stop) { command(stop); });
+            threads.emplace_back([this](const std::stop_token &stop) { command(stop); });
         QTest::qWait(static_cast<int>(kDuration.count()));
         QTRY_VERIFY(m_connections > 3 && m_commands > 3 && m_samples > 10);
         for (std::jthread &thread : threads)

@@ -200,7 +200,7 @@ std::string operationMismatch(FaultBed &bed, const Operation &operation, Fault f
     const Outcome stated = expected(operation, fault, course);
     if (operation.needsNewDriver)
         bed.replaceDriver();
-    bed.connectToNewUnit();
+    bed.connectToNewDevice();
     operation.prepare(bed);
     bed.pass(100ms); // drains what prepare() left on the line
     takeOldAnswers(bed.driver());
@@ -218,7 +218,7 @@ std::string operationMismatch(FaultBed &bed, const Operation &operation, Fault f
 
 std::string connectingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 {
-    bed.plugInNewUnit();
+    bed.plugInNewDevice();
     begin(fault, listening(), bed);
     bed.connect(FaultBed::kBaud);
     if (!bed.isConnected())
@@ -231,7 +231,7 @@ std::string connectingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 
 std::string streamingMismatch(FaultBed &bed, Fault fault, FaultCourse course)
 {
-    bed.connectToNewUnit();
+    bed.connectToNewDevice();
     begin(fault, listening(), bed);
     bed.pass(53ms); // drains what was on the line before the fault
     const std::uint64_t damaged = bed.driver().statistics().damaged;

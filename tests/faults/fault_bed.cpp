@@ -84,7 +84,7 @@ void FaultBed::replaceDriver()
 
 // --- The cable ---------------------------------------------------------------------------------
 
-void FaultBed::plugInNewUnit()
+void FaultBed::plugInNewDevice()
 {
     m_driver->disconnect();
     m_path = m_directory.filePath(QStringLiteral("port")).toStdString();
@@ -102,9 +102,9 @@ void FaultBed::plugInNewUnit()
     observe(0);
 }
 
-void FaultBed::connectToNewUnit()
+void FaultBed::connectToNewDevice()
 {
-    plugInNewUnit();
+    plugInNewDevice();
     connect(kBaud);
     passUntil(1s, [this] { return m_readerThread != 0; });
 }

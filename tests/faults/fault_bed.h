@@ -52,9 +52,9 @@ public:
 
     // Connects the driver to a new device on a new line, at the device's baud rate, kBaud. The
     // device streams quaternions at 50 Hz.
-    void connectToNewUnit();
+    void connectToNewDevice();
     // The same without connecting the driver.
-    void plugInNewUnit();
+    void plugInNewDevice();
     void connect(std::uint32_t baud);
     bool isConnected() { return m_driver->setSyncEnabled(true); }
 

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <limits>
 
+#include "protocol/protocol.h"
+
 using namespace std::chrono_literals;
 using namespace protocol;
 using std::chrono::milliseconds;

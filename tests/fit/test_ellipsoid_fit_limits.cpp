@@ -106,7 +106,7 @@ void TestEllipsoidFitLimits::samplesInAnAlignedPlane()
 void TestEllipsoidFitLimits::flatSetsStayFinite_data()
 {
     QTest::addColumn<Readings>("samples");
-    const auto spread = [](Eigen::Vector3d along, Eigen::Vector3d across) {
+    const auto spread = [](const Eigen::Vector3d &along, const Eigen::Vector3d &across) {
         Readings samples;
         for (int i = 0; i < 40; ++i) {
             const double angle = i * M_PI / 20;
