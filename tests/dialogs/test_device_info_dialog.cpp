@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTextDocumentFragment>
+#include <QTimer>
 
 #include "dialogs/device_info_dialog.h"
 #include "protocol/protocol.h"

@@ -124,6 +124,9 @@ def raw_readings(count, half=False, noise=0.1, seed=1):
 
 
 def host_packets(recording):
-    """What the host has sent, in the order of the recording of vornix-sim."""
+    """What the host has sent, in the order of the recording of vornix-sim.
+
+    Without repetitions: a host repeats a request if the reply is late, on a busy machine too."""
     lines = pathlib.Path(recording).read_text(encoding="ascii").splitlines()
-    return [bytes.fromhex(line.split()[2]) for line in lines if " > " in line]
+    sent = [bytes.fromhex(line.split()[2]) for line in lines if " > " in line]
+    return [packet for packet, former in zip(sent, [None, *sent]) if packet != former]
