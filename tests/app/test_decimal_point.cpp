@@ -84,7 +84,7 @@ QImage pictureWith(const QString &text, PoseGLWidget &pose)
 {
     Readout readout(text);
     QCoreApplication::installTranslator(&readout);
-    const QImage image = pose.grabFramebuffer();
+    QImage image = pose.grabFramebuffer();
     QCoreApplication::removeTranslator(&readout);
     return image;
 }
