@@ -1,5 +1,6 @@
 #pragma once
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -39,7 +40,7 @@ inline bool sameBits(const std::vector<float> &a, const std::vector<float> &b)
 
 inline bool sameBits(float a, float b)
 {
-    return std::memcmp(&a, &b, sizeof a) == 0;
+    return std::bit_cast<std::uint32_t>(a) == std::bit_cast<std::uint32_t>(b);
 }
 
 // The result that a getter must return: the value if it is new, and only once.
